@@ -1,0 +1,101 @@
+// command_info.cpp - zeka info: what the instrument says of itself and of its output stage.
+#include "cli/session.h"
+
+#include <fmt/format.h>
+#include <zeka/zeka.h>
+
+namespace zeka::cli {
+namespace {
+
+constexpr int kChannels = 4;
+
+const char* ImpedanceText(int mode)
+{
+    switch (mode) {
+    case 0:
+        return "mode 0";
+    case 1:
+        return "mode 1";
+    case 2:
+        return "mode 2 or 3"; // they read back alike
+    default:
+        return "unknown";
+    }
+}
+
+struct Channel {
+    int impedance = 0;
+    bool signal_ground = false;
+};
+
+std::vector<Channel> ReadChannels()
+{
+    std::vector<Channel> channels;
+    channels.reserve(kChannels);
+    for (int number = 0; number < kChannels; ++number)
+        channels.push_back({ZEKAGetInputImpedanceMode(number), ZEKAGetSignalGroundToGNDGround(number) == 1});
+    return channels;
+}
+
+std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
+                 const std::vector<Channel>& channels)
+{
+    std::string text =
+        fmt::format("serial number   {}\n"
+                    "model           {}\n"
+                    "node            {}{}\n"
+                    "library         {}\n"
+                    "hardware        stored {} {}, query {}, settings {} {}\n",
+                    who.serial, who.model, who.node, who.virtual_one ? " (virtual instrument)" : "",
+                    who.version, hardware.nStoredInfo0, hardware.nStoredInfo1, hardware.nQueryInfo,
+                    hardware.nHWSetting0, hardware.nHWSetting1);
+    for (int number = 0; const Channel& channel : channels)
+        text += fmt::format("channel {}       input impedance {}, signal ground {}\n", number++,
+                            ImpedanceText(channel.impedance), channel.signal_ground ? "connected" : "open");
+    return text;
+}
+
+nlohmann::ordered_json Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
+                            const std::vector<Channel>& channels)
+{
+    nlohmann::ordered_json object{{"instrument", ToJson(who)}};
+    object["hardware"] = {{"stored", {hardware.nStoredInfo0, hardware.nStoredInfo1}},
+                          {"query", hardware.nQueryInfo},
+                          {"settings", {hardware.nHWSetting0, hardware.nHWSetting1}}};
+    object["channels"] = nlohmann::ordered_json::array();
+    for (int number = 0; const Channel& channel : channels)
+        object["channels"].push_back({{"channel", number++},
+                                      {"impedance_mode", channel.impedance},
+                                      {"signal_ground", channel.signal_ground}});
+    return object;
+}
+
+Exit Info(const ConnectOptions& options, Context& context)
+{
+    const Session session(options, context);
+    ZEKA_HW_INFORMATION hardware{};
+    if (ZEKAGetHWInformation(&hardware) != 1)
+        Session::EndIfLost();
+    const std::vector<Channel> channels = ReadChannels();
+    Session::EndIfLost(); // what was read of a lost instrument means nothing
+    if (context.console.json)
+        context.console.Result("info", Json(session.Who(), hardware, channels));
+    else
+        context.console.Result(Text(session.Who(), hardware, channels));
+    return Exit::kDone;
+}
+
+} // namespace
+
+void AddInfo(CLI::App& app, Context& context)
+{
+    auto options = std::make_shared<ConnectOptions>();
+    CLI::App* command = app.add_subcommand("info", "who the instrument is and how its output stage is set");
+    command->footer("Connecting itself sets lead 0 and input impedance mode 0 on all channels.");
+    AddConnectOptions(*command, *options);
+    AddCommonOptions(*command, context);
+    command->callback(
+        [options, &context] { context.job = [options, &context] { return Info(*options, context); }; });
+}
+
+} // namespace zeka::cli

@@ -1,0 +1,162 @@
+// main.cpp - zeka: one command for the bench. Parses the command line, runs the job that was chosen, and
+// turns whatever went wrong into one line and an exit status.
+#include "cli/context.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fmt/format.h>
+#include <memory>
+
+namespace zeka::cli {
+
+std::function<std::string(const std::string&)> Within(double low, double high, const std::string& unit)
+{
+    return [=](const std::string& text) -> std::string {
+        double number = 0.0; // not a number is outside every range
+        if (CLI::detail::lexical_cast(text, number) && number >= low && number <= high)
+            return {};
+        return fmt::format("{} is not within {} to {} {}", text, low, high, unit);
+    };
+}
+
+std::function<std::string(const std::string&)> OneOf(const std::vector<std::string>& words)
+{
+    return [=](const std::string& text) -> std::string {
+        if (std::ranges::find(words, text) != words.end())
+            return {};
+        return fmt::format("{} is not one of {}", text, fmt::join(words, ", "));
+    };
+}
+
+void WriteFile(const std::string& path, std::string_view text)
+{
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "w"), &std::fclose);
+    const bool written = file != nullptr &&
+                         std::fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
+                         std::fflush(file.get()) == 0;
+    if (!written)
+        throw Failure(
+            errno == EACCES ? Exit::kPermission : Exit::kCheckFailed,
+            fmt::format("cannot write {}: {}; name another file with --output", path, std::strerror(errno)));
+}
+
+void AddCommonOptions(CLI::App& command, Context& context)
+{
+    constexpr const char* kGroup = "Output";
+    command.add_flag("--json", context.console.json, "the result as JSON")->group(kGroup);
+    CLI::Option* quiet =
+        command.add_flag("-q,--quiet", context.console.quiet, "nothing on stderr but errors")->group(kGroup);
+    command.add_flag("-v,--verbose", context.console.verbose, "more on stderr")
+        ->group(kGroup)
+        ->excludes(quiet);
+}
+
+namespace {
+
+constexpr const char* kFooter =
+    "Exit status: 0 done, 1 a check failed or nothing was found, 2 usage, 3 no instrument,\n"
+    "4 held by another program, 5 no permission, 6 lost while running, 7 no answer in time,\n"
+    "130 interrupted, with the output off.\n"
+    "\n"
+    "No instrument at hand? Add --sim: zeka play ecg --rate 72 --pacing 5 --seconds 10 --sim";
+
+int Status(Exit exit) { return static_cast<int>(exit); }
+
+/// The words in front of "--"; those behind it belong to another program.
+std::vector<std::string> OwnWords(int argc, char** argv, Context& context)
+{
+    char** const end = argv + argc;
+    char** const cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
+    context.has_program = cut != end;
+    if (context.has_program)
+        context.program.assign(cut + 1, end);
+    return {argv + 1, cut};
+}
+
+/// CLI11 says some things in several lines.
+std::string OneLine(std::string text)
+{
+    std::ranges::replace(text, '\n', ' ');
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
+
+/// CLI11 would only say that a subcommand is missing.
+void CheckSubcommand(CLI::App& app, const std::vector<std::string>& words)
+{
+    if (words.empty() || words.front().starts_with("-"))
+        return;
+    for (const CLI::App* sub : app.get_subcommands({}))
+        if (sub->get_name() == words.front())
+            return;
+    throw Failure(Exit::kUsage,
+                  fmt::format("there is no \"zeka {}\"; 'zeka --help' lists what there is", words.front()));
+}
+
+int Parse(CLI::App& app, int argc, char** argv, Context& context)
+{
+    std::vector<std::string> words = OwnWords(argc, argv, context);
+    CheckSubcommand(app, words);
+    std::ranges::reverse(words); // as CLI11 wants them
+    try {
+        app.parse(words);
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+        std::string command = "zeka";
+        for (const CLI::App* sub = &app; !sub->get_subcommands().empty();) {
+            sub = sub->get_subcommands().front();
+            command += " " + sub->get_name();
+        }
+        throw Failure(Exit::kUsage, fmt::format("{}; try '{} --help'", OneLine(error.what()), command));
+    }
+    if (context.has_program && !app.got_subcommand("sim"))
+        throw Failure(Exit::kUsage, "only 'zeka sim' takes a program behind \"--\"; leave it out");
+    return Status(context.job());
+}
+
+int Run(int argc, char** argv)
+{
+    Context context;
+    context.argv = argv;
+    CLI::App app("Drives an ECG patient simulator, or a virtual one.", "zeka");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "zeka " ZEKA_CLI_VERSION);
+    app.footer(kFooter);
+    AddPlay(app, context);
+    AddSweep(app, context);
+    AddRecord(app, context);
+    AddWaveforms(app, context);
+    AddList(app, context);
+    AddInfo(app, context);
+    AddSet(app, context);
+    AddDoctor(app, context);
+    AddSim(app, context);
+    AddCompletion(app, context);
+    try {
+        return Parse(app, argc, argv, context);
+    } catch (const Failure& failure) {
+        context.console.Error(failure.what());
+        return Status(failure.Code());
+    } catch (const std::exception& error) {
+        context.console.Error(
+            fmt::format("{}; run it again with --verbose and report what it says", error.what()));
+        return Status(Exit::kCheckFailed);
+    }
+}
+
+} // namespace
+} // namespace zeka::cli
+
+int main(int argc, char** argv)
+{
+    try {
+        return zeka::cli::Run(argc, argv);
+    } catch (...) { // the message itself could not be made
+        std::fputs("zeka: out of memory; end other programs and run this again\n", stderr);
+        return static_cast<int>(zeka::cli::Exit::kCheckFailed);
+    }
+}

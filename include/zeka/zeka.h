@@ -1,0 +1,1452 @@
+/*
+ * zeka.h - the whole C interface of libzeka, the driver library of an ECG patient simulator on USB.
+ * Valid C11 and C++11. C++ programs find events, waits, threads and timers in zeka/platform.hpp.
+ *
+ * A whole program: connect, choose a function, stop, free.
+ *
+ * @code
+ * #include <stdio.h>
+ *
+ * #include "zeka/zeka.h"
+ *
+ * int main(void)
+ * {
+ *     if (!ZEKAConnect(-1, 5000)) { // the first instrument on any port, within 5 s
+ *         fprintf(stderr, "no instrument found; is it plugged in, and may you open /dev/ttyACM*?\n");
+ *         return 1;
+ *     }
+ *     printf("playing on %s\n", ZEKAGetSerialNumber());
+ *
+ *     // A sine, 1 mV peak to peak at 10 Hz, on all channels for 5 s.
+ *     bool ok = ZEKASetAmplitude(1.0) == 0 && ZEKASetFrequency(10.0) == 0 && ZEKASetOutputFunction(1) == 0;
+ *     SleepEx(5000);
+ *
+ *     ok = ZEKASetOutputFunction(0) == 0 && ok; // the stream stops
+ *     ZEKAFree();                               // the port is free for other programs
+ *     return ok ? 0 : 1;
+ * }
+ * @endcode
+ *
+ * What holds for all functions
+ *
+ * Streaming. The library computes the signal, 40000 samples per second, and sends 700 of them (17.5 ms)
+ * whenever the instrument asks. A signal streams from the selection of an output function other than 0 to
+ * the selection of 0, to the end of what is played once, or to the loss of the instrument.
+ *
+ * Waiting. While a signal streams, a setter first waits for the instrument's next request, so that its
+ * change lands before the next samples are computed: 17.5 ms as a rule, and at most 3000 ms with an
+ * instrument that stopped asking, counted from the call also when it queues behind other setters. Calls run
+ * one after the other under one lock, in the order in which they came. A call that exchanges bytes with the
+ * instrument takes up to 0.4 s more for each exchange that is not answered.
+ *
+ * Results. Setters return 0 for done, -1 for no instrument or none that asks, -2 for a value out of range;
+ * NaN is outside every range, both ends of a range are inside, and nothing is stored unless a call returns
+ * 0. Calls with other results say so. Getters return the stored value, also with no instrument open. An
+ * instrument counts as open from the moment the connection is announced to the moment its loss is.
+ *
+ * Threads. Any thread may call any function at any time, except where a function says otherwise. Signal
+ * handlers may call none. A process that forks first and connects then, as a daemon does, may use the
+ * library; a child of a connected process may not (ZEKAInit returns false, ZEKAConnect 0), and leaves the
+ * parent's connection alone.
+ *
+ * Callbacks. They run on threads of the library; what each type says about its thread and lock is binding.
+ * One that runs under the lock must return well within the 17.5 ms of a burst, or the signal has gaps.
+ * Exceptions must not leave a callback: the program would end. The library's threads have all signals
+ * blocked; a program that a callback starts inherits that unless the callback unblocks them first. Neither
+ * ZEKAFree nor ZEKAConnect belongs into one, nor does exit(), whose clean-up can wait up to 5 s for a thread
+ * that waits for the callback.
+ *
+ * End. exit() and dlclose() at any moment end all threads, close the instrument and release its lock file.
+ */
+#ifndef ZEKA_ZEKA_H
+#define ZEKA_ZEKA_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <wchar.h>
+
+#if defined(__GNUC__)
+#define ZEKA_API __attribute__((visibility("default")))
+#else
+#define ZEKA_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------------------------- types */
+
+/** Lead selection of an output channel: 0, the state after connecting, or any other value. */
+typedef int OutputLead;
+
+/** Number of an IEC 60601-2-47 pattern, 0 to 4. */
+typedef int IEC247_PATTERN;
+
+/** What the instrument says of itself in the identity exchange (12 bytes). */
+typedef struct MODEL_INFORMATION {
+    unsigned char ModelCode[4]; /**< two letters, then two bytes that are shown as hexadecimal digits */
+    unsigned int nSerialNumber; /**< 0 to 65535 */
+    unsigned int nSerialBlock;  /**< 0 to 255 */
+} MODEL_INFORMATION;
+
+/** Hardware information of the connected instrument (20 bytes); each 0 to 255, the instrument's own. */
+typedef struct ZEKA_HW_INFORMATION {
+    unsigned int nStoredInfo0;
+    unsigned int nStoredInfo1;
+    unsigned int nQueryInfo;
+    unsigned int nHWSetting0;
+    unsigned int nHWSetting1;
+} ZEKA_HW_INFORMATION;
+
+/** A recording in the application's memory, for ZEKALoadRawData. The library copies both arrays. */
+typedef struct RAW_WAVEFORM_DATA {
+    double frequency; /**< samples per second, 100.0 .. 40000.0 */
+    int count;        /**< samples in each array */
+    double* ac;       /**< AC channel, mV, count samples; limited to -5.0 .. 5.0 */
+    double* dc;       /**< DC channel, mV, count samples; limited to -1000.0 .. 1000.0 */
+} RAW_WAVEFORM_DATA;
+
+/**
+ * Told true when an instrument has been found and set up, false when it was lost; not told of ZEKAFree.
+ * Runs on the library's supervisor thread, without the lock: every function may be called, but ZEKAFree and
+ * ZEKAConnect wait for this very thread. While it runs, losses are not looked for.
+ */
+typedef void (*ZEKA_CONNECTION_CALLBACK)(bool connected);
+
+/**
+ * A point of the signal: time since the stream started in s, value in mV.
+ * Runs under the lock on the thread that computes the samples: the library's poll thread, for the first burst
+ * the thread of the call that started the stream. 70 calls in a row every 17.5 ms, done well within that
+ * time.
+ */
+typedef void (*ZEKA_SIGNAL_CALLBACK)(double seconds, double mV);
+
+/** The library switched the output function by itself. Thread, lock and haste as for ZEKA_SIGNAL_CALLBACK. */
+typedef void (*ZEKA_FUNCTION_CALLBACK)(int function);
+
+/**
+ * The library changed the frequency by itself, Hz; -1.0 at the end of a sweep.
+ * Under the lock, on the poll thread or on the thread of the call that caused it; well within 17.5 ms.
+ */
+typedef void (*ZEKA_FREQUENCY_CALLBACK)(double hz);
+
+/** The baseline reset test changed its state. Thread, lock and haste as for ZEKA_FREQUENCY_CALLBACK. */
+typedef void (*ZEKA_STATE_CALLBACK)(int state);
+
+/** The DC level of function 15 stepped, whole mV. Thread, lock and haste as for ZEKA_SIGNAL_CALLBACK. */
+typedef void (*ZEKA_OFFSET_CALLBACK)(int mV);
+
+/** A notification of the application's own; the library stores it and never calls it. */
+typedef void (*ZEKA_NOTIFY_CALLBACK)(unsigned int message, unsigned int wParam, unsigned long lParam);
+
+/* ------------------------------------------------------------------------- library lifecycle */
+
+/**
+ * Starts looking for the instrument, on all ports from /dev/ttyACM0 to /dev/ttyACM127, and returns at
+ * once.
+ *
+ * The listener hears of every connection and of every loss; after a loss the search goes on, about once a
+ * second. Setting up an instrument puts leads and impedance of its four channels to 0, a loss puts the DC
+ * offset to 0. Called again, it only replaces the listener; it waits for a ZEKAFree of another thread that
+ * has not finished yet.
+ *
+ * @param callback  the listener, or null
+ * @return true   the search runs, from now on or already
+ *         false  its thread could not be started
+ * @note Any thread but the listener's. Blocks up to 10 s behind an unfinished ZEKAFree.
+ */
+ZEKA_API bool ZEKAInit(ZEKA_CONNECTION_CALLBACK callback);
+
+/**
+ * Connects and waits for it; ZEKAInit for programs that need no listener, whose listener it replaces.
+ *
+ * Not for a second connection: with an instrument already connected no connection comes any more, so the
+ * call returns 0 after its time-out and, like every failed one, ends the existing connection too
+ * (ZEKAFree).
+ *
+ * @param port       0 .. 127 for /dev/ttyACM<port>, -1 for the first instrument on any port
+ * @param timeoutMs  0 .. 4294967295 ms; no value means for ever
+ * @return 1  an instrument is connected
+ *         0  none within the time-out; the search has ended
+ * @note Any thread but those of callbacks. Blocks up to timeoutMs, and up to 10 s more when nothing was
+ *       found.
+ */
+ZEKA_API int ZEKAConnect(int port, unsigned int timeoutMs);
+
+/**
+ * Stops the output, ends the connection and frees the port; the listener hears nothing of it.
+ *
+ * From any state, as often as you like, from several threads at once; without a connection it does
+ * nothing. Settings and registered signal callbacks stay for the next ZEKAInit or ZEKAConnect.
+ *
+ * @note Any thread but those of callbacks: there it returns before the end that it asked for. Blocks for
+ *       some tenths of a second, up to 3 s more with an instrument that stopped asking, 10 s at most after
+ *       that.
+ */
+ZEKA_API void ZEKAFree(void);
+
+/**
+ * Whether an instrument is connected and set up, as far as it is known; asks nothing of it. A pulled cable
+ * shows within 0.1 s. Any thread; never waits.
+ */
+ZEKA_API bool ZEKAIsConnected(void);
+
+/** Whether a signal streams. Any thread; never waits. */
+ZEKA_API bool ZEKAIsPlaying(void);
+
+/**
+ * Stores a callback for a message number, in place of an earlier one; null is stored too. For programs
+ * that keep such a table here: the library itself calls none of them. Any thread; never waits.
+ */
+ZEKA_API void RegisterNotifyEvent(unsigned int message, ZEKA_NOTIFY_CALLBACK callback);
+
+/**
+ * Takes a notification: message 537 (0x219, devices have changed) makes the library look at once whether
+ * the instrument is still there, instead of within 30 s. Other messages and both parameters are ignored.
+ * Any thread; never waits.
+ */
+ZEKA_API void WinEventCb(unsigned int message, unsigned int wParam, unsigned long lParam);
+
+/* ------------------------------------------------------ output function, callbacks and reset */
+
+/**
+ * Selects what the instrument plays, on all channels, and starts the stream; 0 stops it at once.
+ *
+ *  1 sine               2 triangle            3 square                       4 rectangular pulse
+ *  5 triangular pulse   6 exponential decay   7 ECG, fixed timing            8 ECG, adjustable timing
+ *  9 IEC 60601-2-27    10 IEC 60601-2-51     13 biphasic exponential pulse  14 loaded ECG recording
+ * 15 input dynamic range test                16 IEC 60601-2-47 pattern      17 ANE20000
+ * 18 raw data with a DC channel of its own   11, 12 and all other numbers play 0.0 mV
+ *
+ * The number is not checked. While streaming, the new function is heard from the next sample, its period
+ * and caps from the end of the running period. The frequency is lowered, and stays so, to 500 Hz, for 4,
+ * 5, 6 to 5 Hz, for 7, 8 to 6 Hz; the frequency callback hears of it. 13 puts the frequency to 1 Hz and
+ * the pulse width to 50 ms.
+ *
+ * @return  0  selected
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing changed
+ * @note Any thread. Sleeps 100 ms before it returns, so not from a signal callback while it streams: the
+ *       next burst would be late. Blocks up to 3000 ms more while a signal streams.
+ */
+ZEKA_API int ZEKASetOutputFunction(int function);
+
+/** The selected output function, 0 = none; also when the library selected it. Any thread; never waits. */
+ZEKA_API int ZEKAGetOutputFunction(void);
+
+/**
+ * Every 10th sample (4000 per second) of the AC channel, pacing overshoot included; null for none. After
+ * the end of what was played once it gets the time -1.0 with 0.0 mV. Any thread; never waits, so a call of
+ * the former callback may still be under way when this returns.
+ */
+ZEKA_API void ZEKARegisterSignalOutputCallback(ZEKA_SIGNAL_CALLBACK callback);
+
+/**
+ * Each pacing pulse as a rectangle for a display, in four calls: (t, 0), (t, height), (t + width, height),
+ * (t + width, 0). Only while a signal output callback is registered too; null for none. Any thread; never
+ * waits.
+ */
+ZEKA_API void ZEKARegisterPacingOutputCallback(ZEKA_SIGNAL_CALLBACK callback);
+
+/**
+ * Hears when a sweep selects its function (1 or 7) and when it ends (0); null for none. Any thread; never
+ * waits.
+ */
+ZEKA_API void ZEKARegisterOutputFunctionCallback(ZEKA_FUNCTION_CALLBACK callback);
+
+/**
+ * Hears when the frequency is lowered to a function's cap, once per burst during a sweep (-1.0 at its
+ * end), and in the baseline reset test; null for none. Any thread; waits while another call holds the
+ * lock.
+ */
+ZEKA_API void ZEKARegisterFrequencyCallback(ZEKA_FREQUENCY_CALLBACK callback);
+
+/**
+ * Hears of every change of the baseline reset test's state, 0 = off; null for none. Any thread; never
+ * waits.
+ */
+ZEKA_API void RegisterBaselineResetCB(ZEKA_STATE_CALLBACK callback);
+
+/**
+ * Hears every step of function 15's DC level (whole mV, cut towards zero), and -300 at its start and end,
+ * on each of the twelve samples in the first 0.3 ms; null for none. Any thread; never waits.
+ */
+ZEKA_API void RegisterSyncDCOffsetCB(ZEKA_OFFSET_CALLBACK callback);
+
+/**
+ * Output off and everything back to the defaults: signal, DC offset, impedance, pacing, noise, drift,
+ * dynamic range, sweep, loop of the standard waveforms.
+ *
+ * Not reset: ST segment, T duration, overshoot amplitude, standard waveform indices, respiration,
+ * callbacks, recordings. Variable DC, on when the library is loaded, is off afterwards. Each step is a
+ * setter of its own; one that fails is skipped without a word, so with no instrument open nearly nothing
+ * changes.
+ *
+ * @note Any thread but those of signal callbacks. Blocks for the sum of its steps: up to a second, and
+ *       3000 ms more where an instrument streams but stopped asking.
+ */
+ZEKA_API void ZEKAReset(void);
+
+/* ----------------------------------------------------------------------- waveform parameters */
+
+/**
+ * Amplitude of the main signal. Peak to peak for functions 1, 2, 3 and 13, height for 4, 5 and 6, R wave
+ * scale for the ECGs 7 and 8, which use at most 5.0; no effect on what is played from tables and
+ * recordings. Negative values turn the signal over. While the dynamic range test runs it is lowered, and
+ * stays so, as far as both together need.
+ *
+ * @param mV  -10.0 .. 10.0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ *         -3  held by the baseline reset test; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetAmplitude(double mV);
+
+/** Amplitude in mV, 1.0 at load; as the library changed it, where it did. Any thread; never waits. */
+ZEKA_API double ZEKAGetAmplitude(void);
+
+/**
+ * Frequency of the periodic functions; heart rate in beats per second for the ECGs (72 per minute is 1.2).
+ * A sine follows at once while its period still waits for the boundary: there its phase jumps.
+ *
+ * @param hz  0.017 .. 500.0; with function 4 or 5 selected 0.017 .. 5.0. Others are capped later: see
+ *            ZEKASetOutputFunction
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ *         -3  held by a running sweep; nothing stored
+ *         -4  held by the baseline reset test; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetFrequency(double hz);
+
+/** Frequency in Hz, 1.0 at load; as the library changed it, where it did. Any thread; never waits. */
+ZEKA_API double ZEKAGetFrequency(void);
+
+/**
+ * Width of the pulses of functions 4 and 5 (at its base).
+ *
+ * @param ms  1.0 .. 300.0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPulseWidth(double ms);
+
+/** Pulse width in ms, 100.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetPulseWidth(void);
+
+/**
+ * Duration of the QRS complex of functions 7 and 8.
+ *
+ * @param ms  5.0 .. 200.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetQRSDuration(double ms);
+
+/** QRS duration in ms, 100.0 at load. Any thread; never waits. */
+ZEKA_API double ZEKAGetQRSDuration(void);
+
+/**
+ * Height of the T wave of functions 7 and 8.
+ *
+ * @param mV  0.0 .. 5.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetTWave(double mV);
+
+/** T wave in mV, 0.2 at load. Any thread; never waits. */
+ZEKA_API double ZEKAGetTWave(void);
+
+/**
+ * Duration of the P wave of function 8. May be set longer than the PR interval that holds it.
+ *
+ * @param ms  50.0 .. 100.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPDuration(double ms);
+
+/**
+ * P duration in ms, 100.0 at load; below 50.0 after a shorter PR interval was set. Any thread; waits while
+ * another call holds the lock.
+ */
+ZEKA_API double ZEKAGetPDuration(void);
+
+/**
+ * PR interval of function 8. Below 50.0 ms the P duration becomes as short as the interval; from 50.0 ms
+ * on, a P duration below 50.0 ms becomes 50.0 ms.
+ *
+ * @param ms  0.0 .. 200.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPRInterval(double ms);
+
+/** PR interval in ms, 160.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetPRInterval(void);
+
+/**
+ * QT interval of function 8.
+ *
+ * @param ms  100.0 .. 900.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetQTInterval(double ms);
+
+/** QT interval in ms, 350.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetQTInterval(void);
+
+/**
+ * Height of the P wave of function 8.
+ *
+ * @param mV  0.0 .. 2.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPWave(double mV);
+
+/** P wave in mV, 0.2 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetPWave(void);
+
+/**
+ * Deviation of the ST segment of function 8.
+ *
+ * @param mV  -2.0 .. 2.0
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetSTDeviation(double mV);
+
+/** ST deviation in mV, 0.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetSTDeviation(void);
+
+/**
+ * Weight of the ST segment of function 8. The value at load, 70.0, lies below the range: once changed,
+ * only loading the library again brings it back.
+ *
+ * @param ms  100.0 .. 900.0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetSTSegment(double ms);
+
+/** ST segment weight in ms, 70.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetSTSegment(void);
+
+/**
+ * Weight of the T wave's duration in function 8.
+ *
+ * @param ms  100.0 .. 900.0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetTDuration(double ms);
+
+/** T duration weight in ms, 180.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetTDuration(void);
+
+/**
+ * DC offset. One value for all channels, whatever the channel: it goes with every sample, but not while
+ * pacing is on. The given channel's DC source is set with it: +300 and -300 mV have sources of their own
+ * where variable DC is off.
+ *
+ * @param channel  0 .. 3, whose DC source is set
+ * @param mV       -1000 .. 1000
+ * @return  0  stored and sent; whether the instrument confirmed it is not told
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  channel or offset outside its range; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetDCOffset(int channel, int mV);
+
+/**
+ * DC offset in mV, one for all channels, 0 at load. Any thread; waits while another call holds the lock.
+ */
+ZEKA_API int ZEKAGetDCOffset(void);
+
+/**
+ * Variable DC of a channel: its DC output follows the DC word of the samples (on) or its fixed source
+ * (off).
+ *
+ * @param channel  0 .. 3
+ * @param on       true at load for all channels
+ * @return  0  stored and sent; whether the instrument confirmed it is not told
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  no such channel; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetDCOffsetVariableMode(int channel, bool on);
+
+/**
+ * Variable DC as last set for any of the channels, true at load. Any thread; waits while another call
+ * holds the lock.
+ */
+ZEKA_API bool ZEKAGetDCOffsetVariableMode(void);
+
+/**
+ * DC offset common mode, a flag that is stored; the output state is sent again.
+ *
+ * @return  0  stored and sent; whether the instrument confirmed it is not told
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int SetDCOffsetCommonMode(bool on);
+
+/** DC offset common mode, false at load. Any thread; never waits. */
+ZEKA_API bool GetDCOffsetCommonMode(void);
+
+/* ------------------------------------------------------------------------------------ pacing */
+
+/**
+ * Number of pulses in a pacing period: 0 one, 1 and 2 a second one. The second one stands 0.15 s (mode 1)
+ * or 0.25 s (mode 2) before the place of the first, not behind it.
+ *
+ * @param mode  any value is stored; those other than 1 and 2 play as 0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPacingPulseMode(int mode);
+
+/** Pulse mode, 0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API int ZEKAGetPacingPulseMode(void);
+
+/**
+ * Height of the pacing pulses on the DC channel.
+ *
+ * A height other than 0 also switches variable DC on for all four channels (0.0 does not switch it off
+ * again), and the DC offset is not output while it lasts: the DC channel is 0.0 between pulses. With 0.0
+ * pacing is off and the DC offset returns.
+ *
+ * @param mV  -700.0 .. 700.0; the sign is the polarity
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPacingAmplitude(double mV);
+
+/** Pulse height in mV, 0.0 (off) at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetPacingAmplitude(void);
+
+/**
+ * Width of the pacing pulses.
+ *
+ * @param ms  0.1 .. 3.0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPacingDuration(double ms);
+
+/** Pulse width in ms, 2.0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API double ZEKAGetPacingDuration(void);
+
+/**
+ * Rate of the pulses; ends the pacing at the rate of the ECG.
+ *
+ * @param ppm  10 .. 360 pulses per minute
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPacingRate(unsigned int ppm);
+
+/**
+ * Pacing rate per minute, 60 at load; also while pacing at the ECG's rate. Any thread; waits while another
+ * call holds the lock.
+ */
+ZEKA_API unsigned int ZEKAGetPacingRate(void);
+
+/**
+ * Paces at the rate of the main signal, as at load. Takes effect with the next change that any other
+ * setter or the selection of a function brings. A period outside 1/6 s to 6 s is not followed: there the
+ * pacing rate counts.
+ *
+ * @return  0  stored
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  60 times the frequency lies outside 10 .. 360 per minute; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetPacingRateSynchronized(void);
+
+/**
+ * Time constant of the overshoot on the AC channel after each pulse. 0: no overshoot, and no droop of the
+ * pulse.
+ *
+ * @param ms  0 .. 100
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetOvershootTimeConstant(unsigned int ms);
+
+/** Overshoot time constant in ms, 0 at load. Any thread; waits while another call holds the lock. */
+ZEKA_API unsigned int ZEKAGetOvershootTimeConstant(void);
+
+/**
+ * Height at which the overshoot begins. It always opposes the pulse; the sign of the argument is dropped.
+ *
+ * @param mV  -5.0 .. 5.0
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetOvershootAmplitude(double mV);
+
+/**
+ * Overshoot in mV, never negative, 0.0 at load; ZEKAReset leaves it. Any thread; waits while another call
+ * holds the lock.
+ */
+ZEKA_API double ZEKAGetOvershootAmplitude(void);
+
+/* --------------------------------------------------------------------- respiration and apnea */
+
+/**
+ * Respiration that the instrument produces itself. The codes are the instrument's own, their low 8 bits
+ * are sent, and apnea goes off. While respiration is enabled, the library weakens the AC channel by the
+ * baseline impedance.
+ *
+ * @param variation     impedance variation code
+ * @param frequency     breath rate code
+ * @param ratio         inspiration to expiration ratio code
+ * @param baseline      baseline impedance code; 0 .. 4 stand for 500, 1000, 1500, 2000, 2500 ohms
+ * @param apneaSeconds  apnea at the end of every minute; n gives n - 1 seconds of it, 0 none
+ * @return 1  confirmed by the instrument and stored
+ *         0  no instrument open, none that asks, or not confirmed; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int SetRespiration(int variation, int frequency, int ratio, int baseline, int apneaSeconds);
+
+/**
+ * Switches the instrument's apnea, with the codes it was last told. The minute's cycle goes on: see
+ * SetRespiration.
+ *
+ * @return 1  confirmed by the instrument
+ *         0  no instrument open, none that asks, or not confirmed
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int SetApnea(bool on);
+
+/**
+ * One step of the apnea cycle, as the stream makes it once per burst: switches apnea on in the last
+ * seconds of a minute, off in the others. A command that fails is not repeated.
+ *
+ * @param seconds  whole seconds since the stream started
+ * @note Any thread; for a program that runs a cycle of its own without a stream. Waits for another call's
+ *       lock.
+ */
+ZEKA_API void EnableApneaByTime(int seconds);
+
+/**
+ * Respiration on or off on the host's side: attenuation of the AC channel and the apnea cycle. Off also
+ * forgets the codes and the modulation of the ECG; the instrument is not told. Stopping the output
+ * switches it off too.
+ *
+ * @return 1  switched
+ *         0  no instrument open (switched and forgotten all the same), or it sent no request for 3000 ms
+ *            (unchanged)
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int EnableRespiration(bool on);
+
+/**
+ * Notes that an external respiration module is used; the output state is sent again.
+ *
+ * @return 0  stored
+ *         1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int EnableExternalRespireModule(bool on);
+
+/**
+ * Breathing of the ECGs 7 and 8: a wandering baseline, amplitude and heart rate that follow a breath of
+ * half sines. The arguments are not checked; 0 breaths, ratio 0 and ratio -1 give no breathing. Amplitude
+ * and frequency of the signal are taken once, now: set them before, and set this again after changing
+ * them.
+ *
+ * @param breathsPerMinute  breaths
+ * @param ratio             expiration as a multiple of inspiration
+ * @param apneaSeconds      no breath in the last seconds of each minute; 0 and less for none
+ * @param baselinePercent   wander of the baseline, in % of the amplitude
+ * @param amplitudePercent  swing of the ECG's amplitude, in % of the amplitude
+ * @param ratePercent       swing of the heart rate, in % of the frequency; 0 for none
+ * @return 1  stored
+ *         0  no instrument open; nothing stored
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apneaSeconds, int baselinePercent,
+                                      int amplitudePercent, int ratePercent);
+
+/* -------------------------------------------------------------------------------- test modes */
+
+/**
+ * Sine sweep, linear in frequency, with the phase running on; each burst tells the frequency callback
+ * where it is.
+ *
+ * On or off, the call first selects the sine and so starts it, also when it then refuses its arguments.
+ * Off stops the output. A sweep to a lower frequency ends after its first burst. At its end the output
+ * stops, and the function callback hears 0.
+ *
+ * @param on       start or stop
+ * @param seconds  10 .. 180
+ * @param startHz  0.67 .. 500.0
+ * @param stopHz   0.67 .. 500.0
+ * @return  0  started or stopped
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming
+ *         -2  start, -3 stop frequency, -4 duration outside its range; the sine is selected
+ * @note Any thread but those of signal callbacks: it sleeps 100 ms. Blocks up to 3000 ms while a signal
+ *       streams.
+ */
+ZEKA_API int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz);
+
+/** Whether the sine sweep is on. Any thread; waits while another call holds the lock. */
+ZEKA_API bool ZEKAGetFrequencyScan(void);
+
+/** Start of the last sweep in Hz, 0.67 at load; 0.05 after an ECG sweep. Any thread; never waits. */
+ZEKA_API double GetFreqScanSineStartFreq(void);
+
+/** Stop of the last sweep in Hz, 150.0 at load; 0.5 after an ECG sweep. Any thread; never waits. */
+ZEKA_API double GetFreqScanSineStopFreq(void);
+
+/** Duration of the sine sweep in s, 30 at load. Any thread; never waits. */
+ZEKA_API int GetFreqScanSineDuration(void);
+
+/**
+ * ECG sweep: function 7 from 0.05 Hz to 0.5 Hz in 30 s of signal. Off stops the output.
+ *
+ * @return  0  started or stopped
+ *         -1  no instrument open
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetFreqScanECG(bool on);
+
+/** Whether a sweep runs; either of the two, whatever the name suggests. Any thread; never waits. */
+ZEKA_API bool GetFreqScanECG(void);
+
+/**
+ * A sine riding on a triangle or a square; the sum stays within -5.0 .. 5.0 mV. On selects function 2 or
+ * 3, off selects 0 and so stops the output.
+ *
+ * @param on         start or stop
+ * @param triangle   on the triangle, else on the square
+ * @param amplitude  of the sine, 0.0 .. 10.0 mV peak to peak
+ * @param frequency  of the sine, 1.0 .. 60.0 Hz
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
+ *         -2  amplitude, -3 frequency outside its range; nothing stored
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetDynamicRangeTest(bool on, bool triangle, double amplitude, double frequency);
+
+/** Whether the dynamic range test is on. Any thread; waits while another call holds the lock. */
+ZEKA_API bool ZEKAGetDynamicRangeTest(void);
+
+/** Sine of the dynamic range test in mV peak to peak, 1.0 at load. Any thread; never waits. */
+ZEKA_API double GetDynamicRangeTestAmp(void);
+
+/** Sine of the dynamic range test in Hz, 40.0 at load. Any thread; never waits. */
+ZEKA_API double GetDynamicRangeTestFreq(void);
+
+/**
+ * Mains noise on the ECGs 7 and 8 and on ANE20000.
+ *
+ * @param type       0 off, 1 50 Hz, 3 random; every other value 60 Hz
+ * @param amplitude  0.01 .. 5.0 mV peak to peak
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open; nothing stored
+ *         -2  amplitude outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetECG2_27_Noise(int type, double amplitude);
+
+/**
+ * Type of the mains noise, 0 (off) at load; the number that was set, no frequency. Any thread; never
+ * waits.
+ */
+ZEKA_API int GetECG2_27_NoiseFreq(void);
+
+/** Mains noise in mV peak to peak, 0.1 at load. Any thread; never waits. */
+ZEKA_API double GetECG2_27_NoiseAmp(void);
+
+/**
+ * Drift under the ECGs 7 and 8: a slow triangle, on or off.
+ *
+ * @return  0  stored; heard from the end of the running period while streaming, else at once
+ *         -1  no instrument open; nothing stored
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetECG2_27_AAMIDriftTest(bool on);
+
+/** Whether the drift is on, false at load. Any thread; never waits. */
+ZEKA_API bool GetECG2_27_AAMIDriftTest(void);
+
+/**
+ * Height of the drift.
+ *
+ * @param amplitude  1.0 .. 8.0 mV peak to peak
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetECG2_27_AAMIDriftTestAmp(double amplitude);
+
+/** Drift in mV peak to peak, 4.0 at load. Any thread; never waits. */
+ZEKA_API double GetECG2_27_AAMIDriftTestAmp(void);
+
+/**
+ * Frequency of the drift.
+ *
+ * @param frequency  0.05 .. 2.0 Hz
+ * @return  0  stored; heard from the next sample
+ *         -1  no instrument open; nothing stored
+ *         -2  outside the range or no number; nothing stored
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetECG2_27_AAMIDriftTestFreq(double frequency);
+
+/** Drift in Hz, 0.1 at load. Any thread; never waits. */
+ZEKA_API double GetECG2_27_AAMIDriftTestFreq(void);
+
+/**
+ * Baseline reset test: a sine of 1000 mV peak to peak on the DC channel, to overload an amplifier's input.
+ *
+ * On selects function 1 and holds amplitude and frequency against their setters. Off leaves the sine
+ * selected, at 0.0 mV and 1.0 Hz, not at what was set before the test. Stopping the output ends the test
+ * too.
+ *
+ * @param state  0 off; 1, 2, 3, 4 on with 50, 60, 80, 100 Hz; every other value on with the frequency as
+ *               it is
+ * @return  0  switched; heard from the end of the running period while streaming
+ *         -1  no instrument open
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetBaselineResetTest(int state);
+
+/** State of the baseline reset test, 0 (off) at load. Any thread; never waits. */
+ZEKA_API int GetBaselineResetTest(void);
+
+/* ------------------------------------------------------------------- standard test waveforms */
+
+/**
+ * Waveform for function 9 (IEC 60601-2-27). One index serves functions 9, 10 and 16: setting it for one
+ * sets it for all.
+ *
+ * @param index  0 .. 9; every other value is stored too and plays 0.0 mV
+ * @return 0, always; heard from the next sample, also with no instrument open
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetSpecialWave227(int index);
+
+/** The index that functions 9, 10 and 16 share, 0 at load. Any thread; never waits. */
+ZEKA_API int GetSpecialWave227(void);
+
+/**
+ * All samples of an IEC 60601-2-27 waveform, in microvolts, 720 per second.
+ *
+ * @param index   0 .. 9
+ * @param length  gets the number of samples, 34511 .. 65239; 0 for another index
+ * @param rate    gets 720
+ * @return the library's own memory, not to be written or released; null for another index
+ * @note Any thread; never waits.
+ */
+ZEKA_API int* GetSpecialWave227Array(int index, unsigned int* length, unsigned int* rate);
+
+/**
+ * Waveform for function 10 (IEC 60601-2-51). One index serves functions 9, 10 and 16: setting it for one
+ * sets it for all.
+ *
+ * @param index  0 .. 15; every other value is stored too and plays 0.0 mV
+ * @return 0, always; heard from the next sample, also with no instrument open
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetSpecialWave251(int index);
+
+/** The index that functions 9, 10 and 16 share, 0 at load. Any thread; never waits. */
+ZEKA_API int GetSpecialWave251(void);
+
+/**
+ * All samples of an IEC 60601-2-51 calibration waveform, in microvolts, 1000 per second.
+ *
+ * @param index   0 .. 15
+ * @param length  gets the number of samples, 1000; 0 for another index
+ * @param rate    gets 1000
+ * @return the library's own memory, not to be written or released; null for another index
+ * @note Any thread; never waits.
+ */
+ZEKA_API int* GetSpecialWave251Array(int index, unsigned int* length, unsigned int* rate);
+
+/**
+ * Waveform for function 16 (IEC 60601-2-47). One index serves functions 9, 10 and 16: setting it for one
+ * sets it for all. The first use of a pattern computes it, before the lock is taken; pattern 4 takes 28.8
+ * MB for good.
+ *
+ * @param index  0 .. 4; every other value is stored too and plays 0.0 mV
+ * @return 0, always; heard from the next sample, also with no instrument open
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetSpecialWave247(int index);
+
+/** The index that functions 9, 10 and 16 share, 0 at load. Any thread; never waits. */
+ZEKA_API int GetSpecialWave247(void);
+
+/**
+ * All samples of an IEC 60601-2-47 pattern, in mV, 1000 per second. Function 16 plays the first 60 s of
+ * it.
+ *
+ * @param pattern  0 .. 4
+ * @param length   gets the number of samples: 60000, for pattern 4 3600000; 0 for another pattern
+ * @param rate     gets 1000
+ * @return the library's own memory, not to be written or released; null for another pattern
+ * @note Any thread; the first use computes the pattern.
+ */
+ZEKA_API double* GetSpecialWave247Array(int pattern, unsigned int* length, unsigned int* rate);
+
+/**
+ * Lead of ANE20000, function 17.
+ *
+ * @param lead  0 .. 8
+ * @return  0  stored; heard from the next sample, also with no instrument open
+ *         -1  outside the range; nothing stored
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API int SetANE20000Lead(int lead);
+
+/** Lead of ANE20000, 0 at load. Any thread; never waits. */
+ZEKA_API int GetANE20000Lead(void);
+
+/**
+ * Samples of an IEC 60601-2-47 pattern, mV, 1000 per second: 60000, for pattern 4 3600000.
+ *
+ * @param pattern  0 .. 4
+ * @return the library's own memory, not to be written or released; null for another pattern
+ * @note Any thread; the first use computes the pattern.
+ */
+ZEKA_API double* getIEC47RawArray(IEC247_PATTERN pattern);
+
+/**
+ * A fresh copy of an IEC 60601-2-47 pattern, mV, 1000 per second: 60000 samples, for pattern 4 3600000.
+ *
+ * @param pattern  0 .. 4
+ * @return the caller's, to be released with delete[] (in C with free, the same in the GNU run-time); null
+ *         for another
+ *         pattern or without memory
+ * @note Any thread; computes the pattern every time.
+ */
+ZEKA_API double* getArray(IEC247_PATTERN pattern);
+
+/**
+ * The beat of the IEC 60601-2-47 patterns: 360 samples, mV, 1000 per second. The library's own memory. Any
+ * thread; never waits.
+ */
+ZEKA_API double* getECG227Array(void);
+
+/** Mean RR interval of the 5 patterns in s. The library's own memory. Any thread; never waits. */
+ZEKA_API double* getRRavgArray(void);
+
+/** RR modulation depth of the 5 patterns in s. The library's own memory. Any thread; never waits. */
+ZEKA_API double* getRRdevArray(void);
+
+/** RR modulation frequency of the 5 patterns in Hz. The library's own memory. Any thread; never waits. */
+ZEKA_API double* getHRVfreqArray(void);
+
+/* -------------------------------------- playback from the instrument's memory, loop switches */
+
+/**
+ * Uploads one period of a function and lets the instrument play it on its own; every other number stops
+ * that.
+ *
+ * @param function  1 .. 8; with the parameters that are set now
+ * @return  0  also when the upload failed or was not confirmed; the function is selected then
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming; only a stop returns 0
+ *             without one
+ * @note Any thread but those of signal callbacks. Blocks for the upload, up to 150 exchanges, and up to
+ *       3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKAOutputSignal(int function);
+
+/**
+ * Samples per second at which a period of that frequency is uploaded: the highest of 40000 .. 50 with at
+ * most 2000 samples in a period; 1000 below 0.025 Hz, with more; 40000 for negative ones. Any thread;
+ * never waits.
+ */
+ZEKA_API int GetSampleRateByFrequency(double hz);
+
+/**
+ * Samples in one uploaded period of that frequency, cut to a whole number: at most 2000 from 0.025 Hz on.
+ * Any thread; never waits.
+ */
+ZEKA_API int GetPixelNumberByFrequency(double hz);
+
+/**
+ * Whether the standard waveforms (functions 9, 10, 16, 17) repeat, true at load, or are played once. Heard
+ * from the next sample: switched off after more than one round, it ends the playback at once. Any thread;
+ * never waits.
+ */
+ZEKA_API void SetStandardWaveformLoop(bool on);
+
+/**
+ * Whether recordings (functions 14 and 18) repeat, true at load, or are played once. Heard from the next
+ * burst: switched off after more than one round, it ends the playback at once. Any thread; never waits.
+ */
+ZEKA_API void ZEKAEnableLoop(bool on);
+
+/**
+ * Uploads one period of a function and stores it in the instrument, to be played without a host.
+ *
+ * @param function  1 .. 8; with the parameters that are set now
+ * @return 1  stored, or not confirmed as stored within 16 s; also when the instrument sent no request for
+ *            3000 ms while
+ *            streaming, and nothing was uploaded
+ *         0  no instrument open, or a step was not confirmed; the function stays selected
+ * @note Any thread but those of callbacks. Blocks up to 20 s, and a stream has gaps meanwhile: stop it
+ *       first.
+ */
+ZEKA_API int ZEKASaveToStandaloneMode(int function);
+
+/**
+ * Resets everything (ZEKAReset) and stores a fixed waveform in the instrument: the ECG 7, 1 Hz, 2 mV.
+ *
+ * @return 1, whatever became of it, also with no instrument open
+ * @note Any thread but those of callbacks. Blocks as ZEKAReset and ZEKASaveToStandaloneMode.
+ */
+ZEKA_API int ZEKASaveDefaultWaveform(void);
+
+/* --------------------------------------------------------------- device identity and version */
+
+/**
+ * Model and serial number of the instrument, as it said when it was connected.
+ *
+ * @return 1  copied
+ *         0  no instrument open, or no record given; the record is untouched
+ * @note Any thread; never waits.
+ */
+ZEKA_API int ZEKAGetDeviceInformation(MODEL_INFORMATION* info);
+
+/**
+ * Would write model and serial number into the instrument. The instrument's flash cannot be written
+ * through this library: nothing changes.
+ *
+ * @return 1  no instrument open, or it sent no request for 3000 ms while streaming
+ *         0  not written
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetDeviceInformation(MODEL_INFORMATION* info);
+
+/**
+ * Hardware information of the instrument, as it said when it was connected.
+ *
+ * @param info  a ZEKA_HW_INFORMATION (20 bytes)
+ * @return 1  copied
+ *         0  no instrument open, or no record given; the record is untouched
+ * @note Any thread; never waits.
+ */
+ZEKA_API int ZEKAGetHWInformation(void* info);
+
+/**
+ * Would write the two hardware settings into the instrument. The instrument's flash cannot be written
+ * through this library: nothing changes.
+ *
+ * @return 1  the instrument sent no request for 3000 ms while streaming
+ *         0  no instrument open, or not written
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetHWInformation(int setting0, int setting1);
+
+/**
+ * Serial number as text, for instance "ZZE023A-210345"; "Z" with no instrument open.
+ *
+ * @return one buffer of the library, at most 31 characters; it is overwritten when another instrument is
+ *         connected
+ * @note Any thread; never waits.
+ */
+ZEKA_API const char* ZEKAGetSerialNumber(void);
+
+/** Version of the library, a number a byte: 0x01000502 is 1.0.5.2. Any thread; never waits. */
+ZEKA_API unsigned int ZEKAGetVersion(void);
+
+/**
+ * Descriptor of the open port, -1 for none. It belongs to the library: neither close nor read it. Any
+ * thread; waits while another call holds the lock.
+ */
+ZEKA_API int64_t ZEKAGetDeviceHandle(void);
+
+/**
+ * Time-outs of the exchanges with the instrument, 200 ms each at load; there is seldom a reason to change
+ * them.
+ *
+ * @param readMs   for a reply; counted in microseconds of 32 bits, so it wraps above 4294967 ms
+ * @param writeMs  for a request; likewise
+ * @note Any thread. Waits until the port has input, at most readMs, and then until it takes output, at
+ *       most writeMs.
+ */
+ZEKA_API void SetDeviceTimeoutSetting(unsigned int readMs, unsigned int writeMs);
+
+/* ------------------------------------------------------------------------------ output stage */
+
+/**
+ * Lead switch of a channel.
+ *
+ * @param channel  0 .. 3
+ * @param lead     0, as after connecting, or any other value
+ * @return  0  confirmed by the instrument
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming
+ *         -2  no such channel, or not confirmed
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetOutputLead(int channel, OutputLead lead);
+
+/**
+ * Input impedance network of a channel.
+ *
+ * @param channel  0 .. 3
+ * @param mode     0 .. 3; 0 as after connecting
+ * @return  0  sent; whether the instrument confirmed it is not told
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming
+ *         -2  no such channel or mode; nothing sent
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetInputImpedanceMode(int channel, int mode);
+
+/**
+ * Asks the instrument for the impedance mode of a channel.
+ *
+ * @param channel  0 .. 3
+ * @return 0, 1 or 2; mode 3 reads back as 2. 0 also with no instrument open or without an answer
+ *         -1  it sent no request for 3000 ms while streaming
+ *         -2  no such channel
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKAGetInputImpedanceMode(int channel);
+
+/**
+ * Ties the signal ground of a channel to the instrument's ground, or unties it.
+ *
+ * @param channel  0 .. 3
+ * @return  0  sent; whether the instrument confirmed it is not told
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming
+ *         -2  no such channel; nothing sent
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKASetSignalGroundToGNDGround(int channel, bool on);
+
+/**
+ * Asks the instrument whether the signal ground of a channel is tied to its ground.
+ *
+ * @param channel  0 .. 3
+ * @return  1  tied; also with no instrument open, or when it sent no request for 3000 ms while streaming
+ *          0  not tied, or no answer
+ *         -2  no such channel
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKAGetSignalGroundToGNDGround(int channel);
+
+/**
+ * Sends the output state (playing or not, sample rate) again.
+ *
+ * @param state  has no effect
+ * @return  0  sent; whether the instrument confirmed it is not told
+ *         -1  no instrument open, or it sent no request for 3000 ms while streaming
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int SetAllOutputState(unsigned int state);
+
+/**
+ * Enables or disables output channels; the others stay as they are.
+ *
+ * @param mask  bit c for channel c, 0 to 3
+ * @return true   confirmed by the instrument
+ *         false  no instrument open, none that asks, or not confirmed
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API bool SetSelectedChannelEnabled(unsigned char mask, bool on);
+
+/**
+ * Sets (lead not 0) or clears the lead bits of output channels. It also enables exactly these channels and
+ * disables all others: call SetSelectedChannelEnabled afterwards where that is not meant.
+ *
+ * @param mask  bit c for channel c, 0 to 3
+ * @return true   confirmed by the instrument
+ *         false  no instrument open, none that asks, or not confirmed
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API bool SetSelectedChannelLeads(unsigned char mask, OutputLead lead);
+
+/* ----------------------------------------- calibration, manufacturing data, firmware entries */
+
+/**
+ * Switches calibration mode on, whatever the argument: the library has no way to switch it off.
+ *
+ * @return 1  answered by the instrument
+ *         0  no instrument open, or no answer
+ * @note Any thread, while no signal streams. Waits for another call's lock, then for the exchange.
+ */
+ZEKA_API int ZEKASetCalibrationMode(bool on);
+
+/**
+ * Writes two codes straight to the converters, for calibration; the low 16 bits of each.
+ *
+ * @return 1  answered by the instrument
+ *         0  no instrument open, or no answer
+ * @note Any thread, while no signal streams. Waits for another call's lock, then for the exchange.
+ */
+ZEKA_API int ZEKASetOutputDac(int first, int second);
+
+/**
+ * Would read the manufacturing record. The instrument's memory cannot be reached through this library:
+ * nothing is transferred.
+ *
+ * @return 0; the buffer is untouched
+ * @note Any thread. Waits for another call's lock.
+ */
+ZEKA_API int ZEKAReadMfgInfo(unsigned char* buffer, int length);
+
+/**
+ * Would write the manufacturing record. The instrument's memory cannot be reached through this library:
+ * nothing is transferred.
+ *
+ * @return 0
+ * @note Any thread. Waits for another call's lock.
+ */
+ZEKA_API int ZEKAWriteMfgInfo(unsigned char* buffer, int length);
+
+/**
+ * Would store a DC offset calibration value. The instrument's memory cannot be reached through this
+ * library: nothing is transferred.
+ *
+ * @return 0
+ * @note Any thread. Waits for another call's lock.
+ */
+ZEKA_API int ZEKASetDCOffsetCalibrationData(int channel, int value);
+
+/**
+ * Would write a DC calibration word. The instrument's memory cannot be reached through this library:
+ * nothing is transferred.
+ *
+ * @return 1  the instrument sent no request for 3000 ms while streaming
+ *         0  otherwise, always
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKAWriteDCCalibrationData(int index, int value);
+
+/** Does nothing. Returns 0. Any thread; never waits. */
+ZEKA_API int ZEKASetFixedDCByDAC(int code);
+
+/** Does nothing. Returns -1. Any thread; never waits. */
+ZEKA_API int ZEKAUpdateFwLoadFirmwareFile(void* a, void* b, void* c, void* d);
+
+/** Does nothing. Any thread; never waits. */
+ZEKA_API void ZEKAUpdateFwBurnBinFile(void* a);
+
+/* --------------------------------------------------------------- ECG recordings and raw data */
+
+/**
+ * Loads one channel of a multi-channel text file for function 14: a line each with the rate (samples per
+ * second), the number of samples, the number of channels and the channel names; then a line for each
+ * sample with a value in mV for each channel, separated by commas. Values are limited to -2.5 .. 2.5 mV.
+ *
+ * @param path     UTF-8, at most 511 characters
+ * @param channel  counted from 0
+ * @return the number of samples loaded, fewer than declared where the file ends early
+ *         -1  cannot be opened
+ *         -2  rate missing, 0 or outside 100.0 .. 40000.0
+ *         -3  number of samples, -4 number of channels missing or 0
+ *         -5  names missing
+ *         -6  no memory; nothing is loaded any more
+ *         -7  no such channel; or a line with too few values, and nothing is loaded any more
+ * @note Any thread, also while a recording plays: it is exchanged in one step. Blocks for the reading; not
+ *       from a signal callback.
+ */
+ZEKA_API int LoadECGtxt(const char* path, int channel);
+
+/**
+ * Loads a single-channel text file for function 14: a line each with the rate (samples per second) and the
+ * number of samples, then one value in mV a line, limited to -2.5 .. 2.5 mV. In C++ also LoadECGtxt(path).
+ *
+ * @param path  UTF-8, at most 511 characters
+ * @return the number of samples loaded, fewer than declared where the file ends early
+ *         -1  cannot be opened
+ *         -2  rate, -3 number of samples missing or 0
+ *         -4  no memory; nothing is loaded any more
+ * @note Any thread, also while a recording plays: it is exchanged in one step. Blocks for the reading; not
+ *       from a signal callback.
+ */
+ZEKA_API int LoadECGtxtSingle(const char* path);
+
+/**
+ * Loads a binary file for function 14, all numbers high byte first: rate (16 bits, samples per second),
+ * number of samples (32 bits), then samples in microvolts (signed 16 bits), limited to -2.5 .. 2.5 mV.
+ *
+ * @param path  at most 511 characters, opened as UTF-8
+ * @return the number of samples loaded, fewer than declared where the file ends early
+ *         -1  cannot be opened
+ *         -2  rate missing, 0 or outside 30 .. 5000
+ *         -3  number of samples missing, 0, negative or above 20000000
+ *         -4  no memory; nothing is loaded any more
+ * @note Any thread, also while a recording plays: it is exchanged in one step. Blocks for the reading; not
+ *       from a signal callback.
+ */
+ZEKA_API int LoadECGBin(const wchar_t* path);
+
+/**
+ * Channel names of a multi-channel text file. Loads nothing, but its rate becomes that of the loaded
+ * recording: load one afterwards.
+ *
+ * @param path   at most 511 characters, opened as UTF-8
+ * @param names  gets a buffer of 128 characters for each name that is there, to be released with free(),
+ *               in C++ too; room for as many as the file says, at most 128 are used, entries without a
+ *               name stay as they are. The last name ends with the line's line feed. Null for none
+ * @return the number of channels that the file says
+ *         -1  cannot be opened
+ *         -2  rate, -3 number of samples, -4 number of channels missing or 0, the last also when negative
+ *         -5  names missing
+ * @note Any thread but those of signal callbacks. Blocks for the reading.
+ */
+ZEKA_API int CheckECGTxtChannel(const wchar_t* path, char** names);
+
+/**
+ * Loads AC and DC samples from the application's memory, for function 18. Variable DC, as
+ * ZEKAGetDCOffsetVariableMode tells it, goes off when all DC samples are 0.
+ *
+ * @param data  copied; the arrays stay the application's
+ * @return the number of samples loaded
+ *         -1  no record, an array missing, or no memory
+ *         -2  rate outside 100.0 .. 40000.0; the samples are loaded all the same
+ * @note Any thread, also while a recording plays: it is exchanged in one step. Blocks for the reading; not
+ *       from a signal callback.
+ */
+ZEKA_API int ZEKALoadRawData(RAW_WAVEFORM_DATA* data);
+
+/** Does nothing: returns -1, whatever the file. Any thread; never waits. */
+ZEKA_API int getFileSize(const char* path);
+
+/* ----------------------------------------------------------------------- recording and dumps */
+
+/**
+ * Records every sample that is sent from now on, 40000 per second, until length samples are there. A full
+ * buffer is not told; the recording stays on until DisableRecordRaw. Stream starts and stops do not end
+ * it.
+ *
+ * @param ac      gets the AC words before their cut to whole numbers, -32768.0 .. 32767.0; 6400 a mV
+ *                without respiration
+ * @param dc      gets the DC channel, mV
+ * @param length  samples that fit each of the two; both must stay valid until DisableRecordRaw has
+ *                returned
+ * @return true   recording
+ *         false  already on; nothing changed
+ * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ */
+ZEKA_API bool EnableRecordRaw(double* ac, double* dc, int length);
+
+/**
+ * Ends the recording. Once it has returned the library no longer touches the buffers. How many samples
+ * came is not told: fill the buffers with NaN before. Any thread; waits while another call holds the lock.
+ */
+ZEKA_API void DisableRecordRaw(void);
+
+/**
+ * Writes values to a text file, "%.3f" and a line feed each, whatever the locale. An existing file is
+ * replaced.
+ *
+ * @param values  count values
+ * @param path    at most 511 characters, opened as UTF-8
+ * @return  0  written
+ *         -3  cannot be opened
+ *         -6  a write failed (disk full); what was written stays
+ * @note Any thread but those of signal callbacks; takes no lock. Blocks for the writing.
+ */
+ZEKA_API int DumpRawData(double* values, unsigned int count, const wchar_t* path);
+
+/**
+ * Writes values to a text file that LoadECGtxt(path, 0) loads: rate, count, 1, name, then the values as in
+ * DumpRawData.
+ *
+ * @param rate    samples per second
+ * @param count   values
+ * @param values  mV
+ * @param name    of the channel, without comma and line feed
+ * @param path    at most 511 characters, opened as UTF-8
+ * @return  0  written
+ *         -3  cannot be opened
+ *         -6  a write failed (disk full); what was written stays
+ * @note Any thread but those of signal callbacks; takes no lock. Blocks for the writing.
+ */
+ZEKA_API int OutputRaw(int rate, unsigned int count, double* values, const char* name, const wchar_t* path);
+
+/**
+ * OutputRaw for the tables of GetSpecialWave227Array and GetSpecialWave251Array: microvolts become mV.
+ *
+ * @param table  microvolts, count of them
+ * @param count  entries; 0 and less writes the head alone
+ * @param rate   samples per second
+ * @param name   of the channel, without comma and line feed
+ * @param path   at most 511 characters, opened as UTF-8
+ * @return  0  written
+ *         -3  cannot be opened
+ *         -6  a write failed (disk full); what was written stays
+ * @note Any thread but those of signal callbacks; takes no lock. Blocks for the writing.
+ */
+ZEKA_API int DumpStandardWaveform(int* table, int count, int rate, const char* name, const wchar_t* path);
+
+/* ----------------------------------------------------------------------------- small helpers */
+
+/**
+ * Sleeps ms milliseconds, 0 .. 4294967295; signals neither shorten nor stretch it, and there is no early
+ * wake-up of any other kind. Any thread.
+ */
+ZEKA_API void SleepEx(unsigned int ms);
+
+/**
+ * Closes a descriptor of the application's own, never that of ZEKAGetDeviceHandle.
+ *
+ * @return 1  closed
+ *         0  not open, or no descriptor at all
+ * @note Any thread.
+ */
+ZEKA_API int CloseHandle(int64_t handle);
+
+/**
+ * Does nothing: a thread is released by joining it. The name is there for programs that pair it with
+ * CreateThread (zeka/platform.hpp). Any thread.
+ */
+ZEKA_API void CloseThread(unsigned long threadId);
+
+#ifdef __cplusplus
+} // extern "C"
+
+/** The single-channel form under its overloaded name. */
+inline int LoadECGtxt(const char* path) { return LoadECGtxtSingle(path); }
+#endif
+
+#endif

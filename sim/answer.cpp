@@ -1,0 +1,158 @@
+// answer.cpp - what the instrument's thread does with a command: carry it out, distort the reply as the
+// faults say, queue it. Everything here runs on that thread with Worker::mutex_ held.
+#include "sim/worker.h"
+
+#include <algorithm>
+
+namespace zeka::sim {
+namespace {
+
+constexpr std::size_t kKeptCommands = 200'000;
+constexpr std::size_t kGarbageBytes = 5;
+constexpr std::size_t kMarkerAt = 4; // in the reply to the ping
+constexpr std::size_t kPageStatusAt = 4;
+constexpr std::size_t kStatusAt = 3;
+
+std::vector<Sample> Period(const InstrumentState& state)
+{
+    constexpr std::size_t kSlotBytes = 4;
+    const std::size_t uploaded = state.image.size() / kSlotBytes;
+    const std::size_t told = state.waveform ? state.waveform->samples : uploaded;
+    std::vector<Sample> period(std::min(uploaded, told)); // what pads the last packet is no signal
+    for (std::size_t i = 0; i < period.size(); ++i)
+        period[i] = GetSample(state.image, i * kSlotBytes);
+    return period;
+}
+
+} // namespace
+
+void Worker::UnplugByFault(const FaultRule& rule)
+{
+    PowerDown();
+    if (rule.replug_port) {
+        replug_port_ = rule.replug_port;
+        replug_at_ = Clock::now() + rule.replug_after;
+    }
+}
+
+void Worker::TakeFrames(TimePoint now)
+{
+    while (const std::optional<Frame> frame = framer_.Next(now)) {
+        burst_bytes_ = frame->command == Command::kSamples ? burst_bytes_ + frame->size : 0;
+        const std::size_t passed = burst_bytes_ > 0 ? burst_bytes_ : frame->size;
+        if (UnplugWhileReceiving(frame->command, frame->View(), passed))
+            return;
+        if (burst_bytes_ == kBurstBytes)
+            burst_bytes_ = 0;
+        if (frame->command == Command::kSamples)
+            player_.TakePacket(*frame);
+        else
+            Answer(*frame, now);
+    }
+    const Bytes rest = framer_.Pending();
+    if (!rest.empty())
+        (void)UnplugWhileReceiving(framer_.PendingCommand(), rest, burst_bytes_ + rest.size());
+}
+
+// `passed`: bytes of this exchange so far. A rule that asks for more bytes than a command has goes on
+// counting in its reply; see QueueReply.
+bool Worker::UnplugWhileReceiving(std::optional<Command> command, Bytes so_far, std::size_t passed)
+{
+    const std::optional<FaultRule> rule = faults_.Find(Fault::kUnplugAtByte, command, so_far[0]);
+    if (!rule || passed < static_cast<std::size_t>(std::max(rule->value, 0)))
+        return false;
+    (void)faults_.Take(Fault::kUnplugAtByte, command.value_or(Command::kPing), so_far[0]);
+    UnplugByFault(*rule);
+    return true;
+}
+
+void Worker::Answer(const Frame& frame, TimePoint now)
+{
+    ++stats_.commands;
+    firmware_.SetRomNeverDone(faults_.Active(Fault::kRomNeverDone).has_value());
+    const Reply reply = firmware_.Handle(frame);
+    CommandRecord record{
+        frame.command, {frame.View().begin(), frame.View().end()}, {}, frame.first, frame.last};
+    if (!faults_.Take(Fault::kNoReply, frame.command, frame.bytes[0]))
+        record.reply = Distort(frame, reply);
+    if (!record.reply.empty())
+        QueueReply(frame, record.reply, now);
+    commands_.push_back(std::move(record));
+    if (commands_.size() > kKeptCommands)
+        commands_.pop_front();
+    ApplyEffects(frame, now);
+}
+
+void Worker::ApplyEffects(const Frame& frame, TimePoint now)
+{
+    const InstrumentState& state = firmware_.State();
+    switch (frame.command) {
+    case Command::kControlWrite:
+        player_.OutputStateWritten(state.output_on, now);
+        if (state.output_on)
+            firmware_.State().memory_playing = false;
+        break;
+    case Command::kOutputStart:
+        player_.StartMemory(Period(state), state.output_record->sample_rate,
+                            state.output_record->fraction_permille, now);
+        break;
+    case Command::kOutputStop:
+    case Command::kOutputRecordOff:
+        player_.StopMemory();
+        break;
+    default:
+        break;
+    }
+}
+
+std::vector<std::uint8_t> Worker::Distort(const Frame& frame, const Reply& reply)
+{
+    std::vector<std::uint8_t> bytes(reply.bytes.begin(),
+                                    reply.bytes.begin() + static_cast<std::ptrdiff_t>(reply.size));
+    const auto take = [&](Fault fault) { return faults_.Take(fault, frame.command, frame.bytes[0]); };
+    const std::size_t status_at = frame.bytes[0] == 0x12 ? kPageStatusAt : kStatusAt;
+
+    if (const auto rule = take(Fault::kWrongStatus))
+        bytes[status_at] = static_cast<std::uint8_t>(rule->value);
+    if (take(Fault::kWrongMarker)) {
+        std::uint8_t& marker = bytes[frame.command == Command::kPing ? kMarkerAt : 0];
+        marker = static_cast<std::uint8_t>(~marker);
+    }
+    if (take(Fault::kWrongAck))
+        bytes.back() = static_cast<std::uint8_t>(~bytes.back());
+    if (const auto rule = take(Fault::kShortReply))
+        bytes.resize(rule->value > 0 ? std::min(bytes.size(), static_cast<std::size_t>(rule->value))
+                                     : bytes.size() / 2);
+    if (const auto rule = take(Fault::kGarbage)) {
+        const auto count = rule->value > 0 ? static_cast<std::size_t>(rule->value) : kGarbageBytes;
+        for (std::size_t i = 0; i < count; ++i)
+            bytes.insert(bytes.begin(), static_cast<std::uint8_t>(0xA0 + i % 16));
+    }
+    return bytes;
+}
+
+void Worker::QueueReply(const Frame& frame, const std::vector<std::uint8_t>& reply, TimePoint now)
+{
+    const auto take = [&](Fault fault) { return faults_.Take(fault, frame.command, frame.bytes[0]); };
+    if (take(Fault::kRequestAhead))
+        SendRequest(now);
+    if (const auto rule = faults_.Find(Fault::kUnplugAtByte, frame.command, frame.bytes[0])) {
+        const std::size_t sent = static_cast<std::size_t>(rule->value) - frame.size;
+        if (sent <= reply.size()) {
+            (void)take(Fault::kUnplugAtByte);
+            unplug_ = PendingUnplug{*rule, sent};
+        }
+    }
+    TimePoint due = now;
+    if (const auto rule = take(Fault::kLateReply))
+        due += std::chrono::milliseconds(rule->value);
+    if (const auto rule = take(Fault::kSingleBytes)) {
+        for (const std::uint8_t& byte : reply) {
+            Queue(Bytes(&byte, 1), due);
+            due += std::chrono::microseconds(rule->value);
+        }
+    } else
+        Queue(reply, due);
+}
+
+} // namespace zeka::sim

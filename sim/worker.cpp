@@ -1,0 +1,302 @@
+// worker.cpp - the rounds of the instrument's thread: carry out what other threads asked for, take the input
+// in, let the player catch up, send what is due, hand over what was played, wait for input or the next
+// deadline.
+#include "sim/worker.h"
+
+#include "sim/private_dev.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/eventfd.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace zeka::sim {
+namespace {
+
+constexpr std::size_t kReadBytes = 64 * 1024;
+constexpr std::size_t kFloodQueueBytes = 4096; // a flood goes no further ahead than that
+constexpr std::chrono::milliseconds kFloodTick{1};
+constexpr int kFloodRequests = 8;
+constexpr std::chrono::milliseconds kLookAgain{5};
+
+} // namespace
+
+Worker::Worker(const InstrumentConfig& config)
+    : firmware_(config.identity, config.control_block, config.rom_busy_polls), player_(config.player),
+      cooked_(config.cooked), guard_node_(config.guard_node || !InPrivateDev()),
+      wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    if (!wake_.IsOpen())
+        throw std::system_error(errno, std::generic_category(), "virtual instrument: eventfd");
+    thread_ = std::thread([this] { Run(); });
+}
+
+Worker::~Worker()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        stop_ = true;
+    }
+    Wake();
+    thread_.join();
+}
+
+void Worker::Wake() const
+{
+    const std::uint64_t one = 1;
+    (void)!::write(wake_.Get(), &one, sizeof one);
+}
+
+void Worker::Do(std::function<void()> task)
+{
+    std::exception_ptr error;
+    bool done = false;
+    std::unique_lock lock(mutex_);
+    tasks_.push_back({&task, &error, &done});
+    Wake();
+    changed_.wait(lock, [&done] { return done; });
+    lock.unlock();
+    if (error)
+        std::rethrow_exception(error);
+}
+
+void Worker::Run()
+{
+    for (;;) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (stop_) {
+                PowerDown();
+                return;
+            }
+            ++stats_.wakeups;
+            RunTasks();
+            Round(Clock::now());
+        }
+        Deliver();
+        WaitForSomething();
+    }
+}
+
+void Worker::RunTasks()
+{
+    while (!tasks_.empty()) {
+        const Task task = tasks_.front();
+        tasks_.pop_front();
+        try {
+            (*task.function)();
+        } catch (...) {
+            *task.error = std::current_exception();
+        }
+        *task.done = true;
+        changed_.notify_all();
+    }
+}
+
+void Worker::Round(TimePoint now)
+{
+    if (replug_port_ && now >= replug_at_) {
+        const int port = *std::exchange(replug_port_, std::nullopt);
+        try {
+            PowerUp(port);
+        } catch (const std::system_error&) {
+            // the port is taken: then it stays unplugged, as State() shows
+        }
+    }
+    if (!terminal_)
+        return;
+    TakeInput(now);
+    if (!terminal_)
+        return;         // a fault has pulled the cable
+    now = Clock::now(); // what has come in carries later times than the round's beginning
+    player_.Advance(now);
+    Flood(now);
+    if (player_.WantsRequest(now) && !faults_.Active(Fault::kStopAsking))
+        SendRequest(Clock::now());
+    Flush(now);
+}
+
+void Worker::Deliver()
+{
+    std::vector<Sample> played;
+    Instrument::Consumer consumer;
+    {
+        const std::lock_guard lock(mutex_);
+        played = player_.TakePlayed();
+        consumer = consumer_;
+        const std::size_t wanted = std::min(capture_left_, played.size());
+        captured_.insert(captured_.end(), played.begin(),
+                         played.begin() + static_cast<std::ptrdiff_t>(wanted));
+        capture_left_ -= wanted;
+    }
+    if (consumer && !played.empty())
+        consumer(played);
+    changed_.notify_all();
+}
+
+void Worker::PowerUp(int port)
+{
+    PowerDown();
+    firmware_.PowerUp();
+    terminal_.emplace(cooked_);
+    try {
+        node_.Publish(port, terminal_->Path(), guard_node_);
+    } catch (...) {
+        terminal_.reset();
+        throw;
+    }
+    InstrumentState& state = firmware_.State();
+    state.plugged = true;
+    state.port = port;
+    state.node = node_.Path();
+    state.terminal = terminal_->Path();
+    player_.OutputStateWritten(state.output_on, Clock::now());
+    ++stats_.plugs;
+}
+
+void Worker::PowerDown()
+{
+    replug_port_.reset();
+    unplug_.reset();
+    terminal_.reset(); // the hang-up comes first, then the node goes, as with the real driver
+    node_.Remove();
+    outgoing_.clear();
+    write_blocked_ = false;
+    framer_.Clear();
+    player_.PowerOff();
+    burst_bytes_ = 0;
+    InstrumentState& state = firmware_.State();
+    state.plugged = false;
+    state.node.clear();
+    state.terminal.clear();
+    state.output_on = false;
+    state.memory_playing = false;
+}
+
+void Worker::SendRequest(TimePoint now)
+{
+    Queue(kSampleRequest, now, true);
+    player_.RequestSent(now);
+}
+
+void Worker::Flood(TimePoint now)
+{
+    const std::optional<FaultRule> rule = faults_.Active(Fault::kFlood);
+    if (!rule || now < next_flood_)
+        return;
+    next_flood_ = now + kFloodTick;
+    std::size_t queued = 0;
+    for (const Outgoing& chunk : outgoing_)
+        queued += chunk.bytes.size();
+    for (int i = rule->value > 0 ? rule->value : kFloodRequests; i > 0 && queued < kFloodQueueBytes; --i) {
+        SendRequest(now);
+        queued += kSampleRequest.size();
+    }
+}
+
+void Worker::Queue(Bytes bytes, TimePoint due, bool is_request)
+{
+    outgoing_.push_back({{bytes.begin(), bytes.end()}, due, is_request});
+}
+
+void Worker::Flush(TimePoint now)
+{
+    write_blocked_ = false;
+    while (terminal_ && !outgoing_.empty() && outgoing_.front().due <= now) {
+        std::vector<std::uint8_t>& bytes = outgoing_.front().bytes;
+        std::size_t count = bytes.size();
+        if (unplug_ && !outgoing_.front().is_request)
+            count = std::min(count, unplug_->sent_bytes_left);
+        const std::size_t written = terminal_->Write(Bytes(bytes).first(count));
+        stats_.bytes_sent += written;
+        if (unplug_ && !outgoing_.front().is_request) {
+            unplug_->sent_bytes_left -= written;
+            if (unplug_->sent_bytes_left == 0) {
+                const FaultRule rule = unplug_->rule;
+                UnplugByFault(rule);
+                return;
+            }
+        }
+        if (written < bytes.size()) {
+            bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(written));
+            write_blocked_ = true;
+            return;
+        }
+        outgoing_.pop_front();
+    }
+}
+
+void Worker::TakeInput(TimePoint now)
+{
+    terminal_->NoteOpens();
+    while (terminal_ && !faults_.Active(Fault::kStopReading)) {
+        input_.clear();
+        const std::size_t count = terminal_->Read(input_, kReadBytes);
+        if (count == 0)
+            break;
+        stats_.bytes_received += count;
+        now = Clock::now();
+        framer_.Feed(input_, now);
+        TakeFrames(now);
+    }
+    if (terminal_)
+        TakeFrames(now); // silence may have decided
+}
+
+std::optional<TimePoint> Worker::Deadline(TimePoint now) const
+{
+    std::optional<TimePoint> next;
+    const auto at = [&next](std::optional<TimePoint> moment) {
+        if (moment)
+            next = next ? std::min(*next, *moment) : *moment;
+    };
+    if (replug_port_)
+        at(replug_at_);
+    if (!terminal_)
+        return next;
+    if (!faults_.Active(Fault::kStopAsking) || !player_.WantsRequest(now))
+        at(player_.Deadline());
+    else
+        at(now + kLookAgain);
+    at(framer_.Deadline());
+    if (!outgoing_.empty() && !write_blocked_)
+        at(outgoing_.front().due);
+    if (faults_.Active(Fault::kFlood))
+        at(std::max(next_flood_, now + kFloodTick));
+    const bool blind = faults_.Active(Fault::kStopReading) && write_blocked_;
+    if (terminal_->MustLookAgain() || blind)
+        at(now + kLookAgain);
+    return next;
+}
+
+void Worker::WaitForSomething()
+{
+    poll_set_.assign(1, {wake_.Get(), POLLIN, 0});
+    std::optional<TimePoint> deadline;
+    {
+        const std::lock_guard lock(mutex_);
+        if (terminal_)
+            terminal_->AddTo(poll_set_, !faults_.Active(Fault::kStopReading), write_blocked_);
+        deadline = Deadline(Clock::now());
+    }
+    timespec timeout{};
+    if (deadline) {
+        const std::chrono::nanoseconds left = std::max(Clock::duration::zero(), *deadline - Clock::now());
+        timeout.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
+        timeout.tv_nsec = (left % std::chrono::seconds(1)).count();
+    }
+    (void)::ppoll(poll_set_.data(), poll_set_.size(), deadline ? &timeout : nullptr, nullptr);
+    std::uint64_t count = 0;
+    (void)!::read(wake_.Get(), &count, sizeof count);
+}
+
+void Worker::StartCapture(std::size_t samples)
+{
+    captured_.clear();
+    captured_.reserve(samples);
+    capture_left_ = samples;
+}
+
+} // namespace zeka::sim

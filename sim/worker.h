@@ -1,0 +1,109 @@
+// worker.h - the instrument's thread and what it works on. Only instrument.cpp makes one; worker.cpp has the
+// rounds of the thread, answer.cpp what happens to a command and its reply, faults included.
+#pragma once
+
+#include "sim/instrument.h"
+#include "sim/node.h"
+#include "sim/terminal.h"
+
+#include <deque>
+#include <exception>
+#include <poll.h>
+#include <thread>
+
+namespace zeka::sim {
+
+class Worker {
+public:
+    explicit Worker(const InstrumentConfig& config);
+    ~Worker();
+
+    /// Runs `task` on the thread and waits for it; hands on what it throws.
+    void Do(std::function<void()> task);
+    void Wake() const;
+
+    template <class Function> auto Locked(Function&& function) const
+    {
+        const std::lock_guard lock(mutex_);
+        return function();
+    }
+
+    void PowerUp(int port);
+    void PowerDown();
+    void SendRequest(TimePoint now);
+    void Queue(Bytes bytes, TimePoint due, bool is_request = false);
+    void StartCapture(std::size_t samples);
+
+    // Guarded by mutex_.
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_; // something happened, see WaitFor
+    Firmware firmware_;
+    Player player_;
+    Framer framer_;
+    FaultBoard faults_;
+    std::deque<CommandRecord> commands_;
+    InstrumentStats stats_;
+    Instrument::Consumer consumer_;
+    std::vector<Sample> captured_;
+    std::size_t capture_left_ = 0;
+
+private:
+    struct Outgoing {
+        std::vector<std::uint8_t> bytes;
+        TimePoint due{};
+        bool is_request = false;
+    };
+
+    struct PendingUnplug {
+        FaultRule rule;
+        std::size_t sent_bytes_left; // of the reply
+    };
+
+    struct Task {
+        std::function<void()>* function;
+        std::exception_ptr* error;
+        bool* done;
+    };
+
+    void Run();
+    void RunTasks();
+    void Round(TimePoint now);
+    void Flood(TimePoint now);
+    void Flush(TimePoint now);
+    void TakeInput(TimePoint now);
+    void TakeFrames(TimePoint now);
+    void Answer(const Frame& frame, TimePoint now);
+    void ApplyEffects(const Frame& frame, TimePoint now);
+    std::vector<std::uint8_t> Distort(const Frame& frame, const Reply& reply);
+    void QueueReply(const Frame& frame, const std::vector<std::uint8_t>& reply, TimePoint now);
+    bool UnplugWhileReceiving(std::optional<Command> command, Bytes so_far, std::size_t passed);
+    void UnplugByFault(const FaultRule& rule);
+    void Deliver();
+    [[nodiscard]] std::optional<TimePoint> Deadline(TimePoint now) const;
+    void WaitForSomething();
+
+    const bool cooked_;
+    const bool guard_node_;
+
+    // Guarded by mutex_.
+    std::deque<Task> tasks_;
+    bool stop_ = false;
+    std::optional<Terminal> terminal_;
+    Node node_;
+    std::deque<Outgoing> outgoing_;
+    bool write_blocked_ = false;
+    std::optional<PendingUnplug> unplug_;
+    std::optional<int> replug_port_;
+    TimePoint replug_at_{};
+    TimePoint next_flood_{};
+    std::size_t burst_bytes_ = 0; // received of the running burst, for the fault that unplugs in one
+
+    // The thread's own.
+    std::vector<std::uint8_t> input_;
+    std::vector<pollfd> poll_set_;
+
+    Descriptor wake_;
+    std::thread thread_; // last: it uses everything above
+};
+
+} // namespace zeka::sim

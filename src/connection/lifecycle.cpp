@@ -1,0 +1,242 @@
+// lifecycle.cpp (connection) - start and end of the library's connection.
+// One supervisor at most; its handle, the stop flag and the start are changed under g_CriticalSection, the
+// waiting for its end is done without any lock. Several threads may free and start at once: each waits for
+// the end it needs.
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <pthread.h>
+#include <utility>
+
+#include "connection/library_thread.h"
+#include "connection/monitor.h"
+#include "connection/supervisor.h"
+#include "link/port.h"
+#include "link/serial_link.h"
+#include "platform/deadline.h"
+#include "signal/frame.h"
+#include "signal/state.h"
+#include "util/peek.h"
+#include "zeka/zeka.h"
+
+constinit std::uint64_t g_hConnectDeviceThread = 0;
+
+namespace zeka {
+namespace {
+
+constexpr unsigned kEndWaitMs = 10000; // the longest legitimate end: a setter's wait, a ping, a tear-down
+constexpr unsigned kUnloadWaitMs =
+    5000; // at exit a thread that hangs in a callback must not hold up the process
+
+constinit std::atomic<bool> unloading{false};
+
+// The supervisor's runs, numbered from 1: a caller that ends one waits for that very run, also when another
+// thread has started the next one by then. Never destroyed, a leaf.
+struct Runs {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::uint64_t started = 0;
+    std::uint64_t ended = 0;
+};
+
+Runs& SupervisorRuns() noexcept
+{
+    static Runs& runs = *new Runs;
+    return runs;
+}
+
+std::uint64_t CurrentRun()
+{
+    const std::scoped_lock hold(SupervisorRuns().lock);
+    return SupervisorRuns().started;
+}
+
+bool NoneRuns()
+{
+    const std::scoped_lock hold(SupervisorRuns().lock);
+    return SupervisorRuns().started == SupervisorRuns().ended;
+}
+
+void CountStart()
+{
+    const std::scoped_lock hold(SupervisorRuns().lock);
+    ++SupervisorRuns().started;
+}
+
+bool WaitForRunToEnd(std::uint64_t run, unsigned ms)
+{
+    Runs& runs = SupervisorRuns();
+    std::unique_lock hold(runs.lock);
+    return runs.changed.wait_for(hold, std::chrono::milliseconds{ms}, [&] { return runs.ended >= run; });
+}
+
+// Asks the supervisor to end; the application hears nothing of it.
+void RequestStop() ZEKA_NEEDS_LOCK
+{
+    Publish(g_bStopConnectDeviceThread, 1);
+    Publish(g_Callback, nullptr);
+    CancelSearch();
+    ReconnectDevice();
+}
+
+// Exactly one caller gets the handle: at unload it is taken without the lock.
+std::uint64_t TakeThread() { return std::atomic_ref(g_hConnectDeviceThread).exchange(0); }
+
+// Takes the handle of an ended supervisor; exactly one caller gets it and joins.
+void JoinEndedSupervisor()
+{
+    std::uint64_t ended = 0;
+    {
+        const CAutoCriticalSection lock(g_CriticalSection);
+        if (NoneRuns())
+            ended = TakeThread();
+    }
+    if (ended != 0)
+        ::pthread_join(ended, nullptr);
+}
+
+// Waits until a supervisor that was told to stop has ended. Inside a callback there is nothing to wait for:
+// the end comes after the callback has returned.
+void WaitForEnd(std::uint64_t run, unsigned ms)
+{
+    if (OnSupervisorThread() || OnPollThread() || InsideFrame())
+        return;
+    if (WaitForRunToEnd(run, ms))
+        JoinEndedSupervisor();
+}
+
+bool StartSupervisor() ZEKA_NEEDS_LOCK
+{
+    unsigned long thread = 0;
+    CountStart();
+    if (!StartLibraryThread(thread, ConnectDeviceThread)) {
+        NoteSupervisorEnded();
+        return false;
+    }
+    g_hConnectDeviceThread = thread;
+    return true;
+}
+
+// A program that forks first and connects then, as a daemon does, takes the library over: its monitor starts
+// anew. A child of a process that is connected cannot: port and lock are the parent's.
+bool AdoptProcess()
+{
+    if (InOwnProcess())
+        return true;
+    if (Peek(g_hConnectDeviceThread) != 0 || Peek(g_hDevice) != -1)
+        return false;
+    BecomeOwnProcess();
+    g_AutoMonitor.Start();
+    return true;
+}
+
+enum class Start { kDone, kFailed, kFormerOneIsEnding };
+
+Start TryStart(void (*callback)(bool))
+{
+    const CAutoCriticalSection lock(g_CriticalSection);
+    if (unloading)
+        return Start::kFailed;
+    if (g_hConnectDeviceThread != 0 && Peek(g_bStopConnectDeviceThread) != 0)
+        return Start::kFormerOneIsEnding;
+    g_hReconnectEvent.ResetEvent();
+    Publish(g_bStopConnectDeviceThread, 0);
+    AllowSearch();
+    Publish(g_Callback, callback);
+    if (g_hConnectDeviceThread != 0)
+        return Start::kDone;
+    return StartSupervisor() ? Start::kDone : Start::kFailed;
+}
+
+void ForgetCallbacks()
+{
+    Publish(g_GraphCB, nullptr);
+    Publish(g_PacingGraphCB, nullptr);
+    Publish(g_SyncMainFuncCB, nullptr);
+    Publish(g_SyncFreqCB, nullptr);
+    Publish(g_BaselineResetCB, nullptr);
+    Publish(g_SyncDCOffsetCB, nullptr);
+    Publish(g_Callback, nullptr);
+}
+
+} // namespace
+
+void NoteSupervisorEnded()
+{
+    Runs& runs = SupervisorRuns();
+    const std::scoped_lock hold(runs.lock);
+    ++runs.ended;
+    runs.changed.notify_all();
+}
+
+void ShutDownAtUnload() noexcept
+{
+    if (!InOwnProcess())
+        return;
+    unloading = true;
+    ForgetCallbacks(); // the application's code may be gone already
+    // Without the lock: another thread may hang in a callback with it.
+    Publish(g_bStopConnectDeviceThread, 1);
+    CancelSearch();
+    ReconnectDevice();
+    if (!OnSupervisorThread() && WaitForRunToEnd(CurrentRun(), kUnloadWaitMs))
+        if (const std::uint64_t ended = TakeThread(); ended != 0)
+            ::pthread_join(ended, nullptr);
+    DeviceClose(); // a no-op unless the supervisor called exit() itself, or hangs; the lock file goes anyhow
+    ReleaseWakeDescriptor();
+}
+
+} // namespace zeka
+
+bool DoInit(void (*callback)(bool))
+{
+    using namespace zeka;
+    if (!AdoptProcess())
+        return false;
+    const Deadline deadline = Deadline::InMs(kEndWaitMs);
+    for (;;) {
+        const Start start = TryStart(callback);
+        if (start != Start::kFormerOneIsEnding)
+            return start == Start::kDone;
+        if (deadline.Expired() || OnSupervisorThread() || OnPollThread() || InsideFrame())
+            return false;
+        WaitForEnd(CurrentRun(), static_cast<unsigned>(deadline.RemainingMsCeil()));
+    }
+}
+
+bool ZEKAInit(ZEKA_CONNECTION_CALLBACK callback)
+{
+    zeka::Publish(g_nPortNumber, -1);
+    return DoInit(callback);
+}
+
+int ZEKAConnect(int port, unsigned int timeoutMs)
+{
+    zeka::Publish(g_nPortNumber, port);
+    g_hConnectedEvent.ResetEvent();
+    if (!DoInit(ConnectedHandler))
+        return 0;
+    if (g_hConnectedEvent.WaitTimeout(timeoutMs) == 0)
+        return 1;
+    ZEKAFree();
+    return 0;
+}
+
+void ZEKAFree(void)
+{
+    using namespace zeka;
+    (void)ZEKASetOutputFunction(0);
+    std::uint64_t run = 0;
+    {
+        const CAutoCriticalSection lock(g_CriticalSection);
+        if (g_hConnectDeviceThread == 0)
+            return;
+        run = CurrentRun();
+        RequestStop();
+    }
+    WaitForEnd(run, kEndWaitMs);
+}
+
+bool ZEKAIsConnected(void) { return zeka::DeviceUsable(); }
+
+bool ZEKAIsPlaying(void) { return zeka::Peek(g_bECGGoing); }

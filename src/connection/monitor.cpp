@@ -1,0 +1,129 @@
+// monitor.cpp (connection) - notices that the device is gone: at once by the descriptor's hang-up, within
+// seconds by its node. Takes no lock; its close goes the same road as everybody's, which waits for the
+// descriptor's users.
+#include "connection/monitor.h"
+
+#include <map>
+#include <mutex>
+#include <pthread.h>
+
+#include "connection/library_thread.h"
+#include "connection/supervisor.h"
+#include "link/port.h"
+#include "link/serial_link.h"
+#include "platform/deadline.h"
+#include "util/peek.h"
+
+namespace {
+
+constexpr unsigned kIdlePauseMs = 100;
+constexpr unsigned kRecheckPauseMs = 500;
+constexpr unsigned kCheckPauseMs = 1200;
+constexpr unsigned kAfterLossPauseMs = 100;
+constexpr int kChecks = 3;
+constexpr unsigned kSliceMs = 50;              // an unload is noticed this soon
+constexpr unsigned kDeviceChangeMessage = 537; // 0x219
+
+constinit std::int32_t g_bStopMonitor = 0; // set once, by the destructor
+
+bool StopRequested() { return zeka::Peek(g_bStopMonitor) != 0; }
+
+void Pause(unsigned ms)
+{
+    const auto end = zeka::Deadline::InMs(ms);
+    while (!StopRequested() && !end.Expired()) {
+        const auto slice = zeka::Deadline::InMs(kSliceMs);
+        zeka::SleepUntil(slice.At() < end.At() ? slice : end);
+    }
+}
+
+// A pause of the monitoring that a hang-up ends; true when there was one.
+bool PauseUntilHangUp(unsigned ms)
+{
+    const auto end = zeka::Deadline::InMs(ms);
+    if (zeka::WaitForHangUp(ms))
+        return true;
+    if (!end.Expired())
+        Pause(kIdlePauseMs); // closed meanwhile, or not ours to see
+    return false;
+}
+
+// Up to three checks of the node, over at once when the descriptor hangs up. A check that cannot be made is
+// no loss.
+bool DeviceIsPresent()
+{
+    for (int check = 0; check < kChecks && !StopRequested(); ++check) {
+        if (zeka::CheckPresence() != zeka::Presence::kGone)
+            return true;
+        if (PauseUntilHangUp(kRecheckPauseMs))
+            return false;
+    }
+    return false;
+}
+
+struct NotifyRegistry {
+    std::mutex lock;
+    std::map<unsigned int, ZEKA_NOTIFY_CALLBACK> g_mapNotifyEvent;
+};
+
+NotifyRegistry& Registry()
+{
+    static NotifyRegistry registry;
+    return registry;
+}
+
+} // namespace
+
+CAutoMonitor::CAutoMonitor(const char* /*name*/) : monitoring_(false) { Start(); }
+
+void CAutoMonitor::Start()
+{
+    if (!zeka::StartLibraryThread(thread_, MonitorDeviceThread))
+        thread_ = 0;
+}
+
+CAutoMonitor::~CAutoMonitor()
+{
+    if (thread_ == 0 || !zeka::InOwnProcess())
+        return;
+    zeka::Publish(g_bStopMonitor, 1);
+    monitoring_.SetEvent();
+    ::pthread_join(thread_, nullptr);
+}
+
+void CAutoMonitor::StartMonitor() { monitoring_.SetEvent(); }
+void CAutoMonitor::PauseMonitor() { monitoring_.ResetEvent(); }
+bool CAutoMonitor::IsMonitored() { return monitoring_.WaitTimeout(0) == 0; }
+
+std::string CInstance::GetWorkingDirectory() { return directory_; }
+
+void* MonitorDeviceThread(void* /*unused*/)
+{
+    while (!StopRequested()) {
+        // Only the opening that was checked is closed: the supervisor may have another one by then.
+        const std::uint64_t checked = zeka::PortGeneration();
+        if (!g_AutoMonitor.IsMonitored()) {
+            Pause(kIdlePauseMs);
+            continue;
+        }
+        if (DeviceIsPresent() && !PauseUntilHangUp(kCheckPauseMs))
+            continue;
+        zeka::CloseDevice(checked);
+        ReconnectDevice();
+        Pause(kAfterLossPauseMs);
+    }
+    return nullptr;
+}
+
+void RegisterNotifyEvent(unsigned int message, ZEKA_NOTIFY_CALLBACK callback)
+{
+    NotifyRegistry& registry = Registry();
+    const std::scoped_lock hold(registry.lock);
+    registry.g_mapNotifyEvent[message] = callback;
+}
+
+void WinEventCb(unsigned int message, unsigned int /*wParam*/, unsigned long /*lParam*/)
+{
+    if (message == kDeviceChangeMessage)
+        ReconnectDevice();
+}

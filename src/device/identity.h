@@ -1,0 +1,19 @@
+// identity.h (device) - who the instrument is: identity ping, information page, module query.
+#pragma once
+
+#include <cstdint>
+
+#include "link/identity_probe.h"
+#include "zeka/zeka.h"
+
+extern MODEL_INFORMATION g_ModelInfo; // as of the last identity exchange; kept after the device is closed
+extern ZEKA_HW_INFORMATION g_ModuleHWInfo; // likewise
+extern std::uint8_t s_DeviceHWInfo[64];    // the information page last read
+
+/// Information page and module query into g_ModuleHWInfo.
+bool GetHWInfo();
+/// Identity ping with a reply time-out of 2000 ms; stores nothing.
+bool WatchDog();
+bool SetHWInfo(int setting0, int setting1);
+bool SetModelInfo(MODEL_INFORMATION* info);
+bool ResetHwStatus();

@@ -1,0 +1,221 @@
+// output_stage.cpp (device) - reads, changes and writes back the instrument's output-stage control block, and
+// the channel-state, calibration-mode and direct-DAC commands. Everything runs under g_CriticalSection.
+#include "device/output_stage.h"
+
+#include <algorithm>
+#include <span>
+
+#include "device/exchange.h"
+#include "device/packets.h"
+#include "signal/frame.h"
+#include "util/peek.h"
+
+namespace zeka {
+namespace {
+
+namespace cb = control_block;
+
+using ChannelGroup = std::span<std::uint8_t, cb::kChannelBytes>;
+
+ChannelGroup GroupOf(Block& block, int channel)
+{
+    const std::size_t at = cb::kChannelsAt + static_cast<std::size_t>(channel) * cb::kChannelBytes;
+    return std::span(block).subspan(at).first<cb::kChannelBytes>();
+}
+
+constexpr std::uint8_t Flag(bool on) { return on ? cb::kFlagOn : cb::kFlagOff; }
+
+bool ReadControlBlock(Block& block)
+{
+    const Block request{};
+    return Exchange(request, block);
+}
+
+// A change: the block as the instrument holds it, with only the bytes of the setting altered.
+template <typename Change> bool ChangeControlBlock(Change&& change)
+{
+    Block block{};
+    if (!ReadControlBlock(block))
+        return false;
+    block[kDirectionAt] = kWrite;
+    change(block);
+    Block answer{};
+    return Exchange(block, answer);
+}
+
+template <typename Change> bool ChangeChannel(int channel, Change&& change)
+{
+    return IsChannel(channel) &&
+           ChangeControlBlock([channel, &change](Block& block) { change(GroupOf(block, channel)); });
+}
+
+std::uint8_t DcSourceOf(int channel) ZEKA_NEEDS_LOCK
+{
+    constexpr std::int32_t kFixedOffsetMv = 300;
+    if (g_bTestVariableDC[channel])
+        return cb::kDcVariable;
+    if (g_bRawVariableDC)
+        return cb::kDcNone;
+    if (g_DCSetting == kFixedOffsetMv)
+        return cb::kDcPlus300;
+    return g_DCSetting == -kFixedOffsetMv ? cb::kDcMinus300 : cb::kDcNone;
+}
+
+struct ChannelMasks {
+    std::uint8_t enabled;
+    std::uint8_t leads;
+};
+
+using ChannelStateRequest = std::array<std::uint8_t, 6>;
+
+bool ExchangeChannelState(const ChannelStateRequest& request, Block& answer)
+{
+    return Exchange(request, answer) && answer[kStatusAt] == kStatusDone;
+}
+
+template <typename Change> bool ChangeChannelState(Change&& change)
+{
+    Block answer{};
+    if (!ExchangeChannelState({hardware::kGroup, kRead, hardware::kChannelState}, answer))
+        return false;
+    const ChannelMasks next =
+        change(ChannelMasks{answer[hardware::kEnabledMaskAt], answer[hardware::kLeadMaskAt]});
+    return ExchangeChannelState(
+        {hardware::kGroup, kWrite, hardware::kChannelState, 0x00, next.enabled, next.leads}, answer);
+}
+
+constexpr std::uint8_t WithBits(std::uint8_t mask, std::uint8_t bits, bool on)
+{
+    return static_cast<std::uint8_t>(on ? mask | bits : mask & ~bits);
+}
+
+} // namespace
+} // namespace zeka
+
+void SetRelays(bool /*unused*/)
+{
+    using namespace zeka;
+    const bool selected = g_MainOutput != 0;
+    const auto rate = static_cast<unsigned>(g_nSampleRate);
+    (void)ChangeControlBlock([selected, rate](Block& block) {
+        block[cb::kOutputStateAt] = selected ? cb::kFunctionSelected : cb::kNoFunction;
+        PutBe16At(block, cb::kSampleRateAt, rate);
+    });
+}
+
+bool SetInputImpedanceMode(int c, int mode)
+{
+    using namespace zeka;
+    return ChangeChannel(c, [mode](ChannelGroup group) {
+        group[cb::kImpedanceAAt] = Flag(mode == 1);
+        group[cb::kImpedanceBAt] = Flag(mode == 2);
+        group[cb::kImpedanceCAt] = Flag(mode == 3);
+    });
+}
+
+int GetInputImpedanceMode(int c)
+{
+    using namespace zeka;
+    Block block{};
+    if (!IsChannel(c) || !ReadControlBlock(block))
+        return 0;
+    const ChannelGroup group = GroupOf(block, c);
+    if (group[cb::kImpedanceAAt] == cb::kFlagOn)
+        return 1;
+    // Modes 2 and 3 read back alike.
+    return group[cb::kImpedanceBAt] == cb::kFlagOn || group[cb::kImpedanceCAt] == cb::kFlagOn ? 2 : 0;
+}
+
+bool SetSignalGroundToGNDGround(int c, bool on)
+{
+    using namespace zeka;
+    return ChangeChannel(c, [on](ChannelGroup group) { group[cb::kSignalGroundAt] = Flag(on); });
+}
+
+bool GetSignalGroundToGNDGround(int c)
+{
+    using namespace zeka;
+    Block block{};
+    return IsChannel(c) && ReadControlBlock(block) && GroupOf(block, c)[cb::kSignalGroundAt] == cb::kFlagOn;
+}
+
+bool SetOutputLead(int c, OutputLead lead)
+{
+    using namespace zeka;
+    return ChangeChannel(c, [lead](ChannelGroup group) { group[cb::kLeadAt] = Flag(lead == 0); });
+}
+
+bool SetDcOffset(int c)
+{
+    using namespace zeka;
+    if (!IsChannel(c))
+        return false;
+    const std::uint8_t source = DcSourceOf(c);
+    return ChangeChannel(c, [source](ChannelGroup group) { group[cb::kDcSourceAt] = source; });
+}
+
+bool SetSelectedChannelEnabled(unsigned char mask, bool on)
+{
+    const zeka::SetterFrame frame;
+    return frame.Ready() && zeka::ChangeChannelState([mask, on](zeka::ChannelMasks now) {
+               return zeka::ChannelMasks{zeka::WithBits(now.enabled, mask, on), now.leads};
+           });
+}
+
+bool SetSelectedChannelLeads(unsigned char mask, OutputLead lead)
+{
+    const zeka::SetterFrame frame;
+    return frame.Ready() && zeka::ChangeChannelState([mask, lead](zeka::ChannelMasks now) {
+               return zeka::ChannelMasks{mask, zeka::WithBits(now.leads, mask, lead != 0)};
+           });
+}
+
+bool SetCalibrationMode(bool on)
+{
+    using namespace zeka;
+    Block request{hardware::kGroup, kWrite, hardware::kCalibrationMode};
+    request[hardware::kCalibrationOnAt] = on ? 0x01 : 0x00;
+    Block answer{};
+    return Exchange(request, answer);
+}
+
+bool SetOutputDac(int first, int second)
+{
+    using namespace zeka;
+    Block request{hardware::kGroup, kWrite, hardware::kDirectDac};
+    PutBe16At(request, hardware::kFirstDacAt, static_cast<unsigned>(first));
+    PutBe16At(request, hardware::kSecondDacAt, static_cast<unsigned>(second));
+    Block answer{};
+    return Exchange(request, answer);
+}
+
+bool GetDeviceControlSetting(_DEVICE_CONTROL_SETTING* out)
+{
+    using namespace zeka;
+    Block block{};
+    if (out == nullptr || !ReadControlBlock(block))
+        return false;
+
+    // Samples per period, split into whole samples (the instrument knows them) and thousandths; both
+    // truncated.
+    const double hz = ZEKAGetFrequency();
+    const int rate = GetSampleRateByFrequency(hz);
+    const double per_period = rate / hz;
+    constexpr double kMostWhole = 2147483647.0;
+    const double whole =
+        per_period > -kMostWhole && per_period < kMostWhole ? static_cast<int>(per_period) : per_period;
+    const double thousandths = (per_period - whole) * 1000.0;
+    const bool countable = thousandths > -kMostWhole && thousandths < kMostWhole; // not for 0 Hz or NaN
+
+    std::ranges::fill(out->bytes, std::uint8_t{0});
+    const std::span<std::uint8_t> record(out->bytes);
+    record[0] = output_control::kGroup;
+    record[kDirectionAt] = kWrite;
+    record[output_control::kOutputOnAt] = 0x01;
+    PutBe16At(record, output_control::kSampleRateAt, static_cast<unsigned>(rate));
+    PutBe16At(record, output_control::kFractionAt,
+              countable ? static_cast<unsigned>(static_cast<int>(thousandths)) : 0u);
+    record[output_control::kFormatAt] = output_control::kFormat;
+    std::copy(block.begin() + cb::kChannelsAt, block.end(), record.begin() + cb::kChannelsAt);
+    return true;
+}

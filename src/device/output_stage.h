@@ -1,0 +1,25 @@
+// output_stage.h (device) - the switches of the four output channels and the output state.
+// All are called under g_CriticalSection: a change is a read and a write-back, and nobody may change the
+// block between.
+#pragma once
+
+#include <cstdint>
+
+#include "signal/state.h"
+
+/// The 64-byte record that starts playback from the instrument's memory.
+struct _DEVICE_CONTROL_SETTING {
+    std::uint8_t bytes[64];
+};
+
+/// Tells the instrument whether a function is selected and the sample rate. The argument does not matter.
+void SetRelays(bool unused) ZEKA_NEEDS_LOCK;
+bool SetInputImpedanceMode(int c, int mode) ZEKA_NEEDS_LOCK;
+int GetInputImpedanceMode(int c) ZEKA_NEEDS_LOCK;
+bool SetSignalGroundToGNDGround(int c, bool on) ZEKA_NEEDS_LOCK;
+bool GetSignalGroundToGNDGround(int c) ZEKA_NEEDS_LOCK;
+bool SetOutputLead(int c, OutputLead lead) ZEKA_NEEDS_LOCK;
+bool SetDcOffset(int c) ZEKA_NEEDS_LOCK;
+bool SetCalibrationMode(bool on) ZEKA_NEEDS_LOCK;
+bool SetOutputDac(int first, int second) ZEKA_NEEDS_LOCK;
+bool GetDeviceControlSetting(_DEVICE_CONTROL_SETTING* out) ZEKA_NEEDS_LOCK;

@@ -1,0 +1,73 @@
+// output_stage_api.cpp (device) - the exported calls of the output stage: the setter frame around
+// output_stage.h.
+#include "device/output_stage.h"
+#include "signal/frame.h"
+
+namespace zeka {
+namespace {
+constexpr int kHighestImpedanceMode = 3;
+constexpr int kCannotAsk = 1; // answer of the signal-ground getter when the instrument cannot be asked
+} // namespace
+} // namespace zeka
+
+int ZEKASetOutputLead(int channel, OutputLead lead)
+{
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kNoAnswer;
+    if (!zeka::IsChannel(channel))
+        return zeka::kOutOfRange;
+    SetRelays(true);
+    return SetOutputLead(channel, lead) ? zeka::kOk : zeka::kOutOfRange; // not confirmed has the same code
+}
+
+int ZEKASetInputImpedanceMode(int channel, int mode)
+{
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kNoAnswer;
+    if (!zeka::IsChannel(channel) || mode < 0 || mode > zeka::kHighestImpedanceMode)
+        return zeka::kOutOfRange;
+    (void)SetInputImpedanceMode(channel, mode);
+    return zeka::kOk;
+}
+
+int ZEKAGetInputImpedanceMode(int channel)
+{
+    const zeka::SetterFrame frame;
+    if (frame.State() == zeka::FrameState::kBusy)
+        return zeka::kNoAnswer;
+    if (!zeka::IsChannel(channel))
+        return zeka::kOutOfRange;
+    return GetInputImpedanceMode(channel); // 0 with no device: the exchange fails
+}
+
+int ZEKASetSignalGroundToGNDGround(int channel, bool on)
+{
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kNoAnswer;
+    if (!zeka::IsChannel(channel))
+        return zeka::kOutOfRange;
+    (void)SetSignalGroundToGNDGround(channel, on);
+    return zeka::kOk;
+}
+
+int ZEKAGetSignalGroundToGNDGround(int channel)
+{
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kCannotAsk;
+    if (!zeka::IsChannel(channel))
+        return zeka::kOutOfRange;
+    return GetSignalGroundToGNDGround(channel) ? 1 : 0;
+}
+
+int SetAllOutputState(unsigned int /*state*/)
+{
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kNoAnswer;
+    SetRelays(true);
+    return zeka::kOk;
+}

@@ -1,0 +1,163 @@
+// timed_io.cpp (link) - reads and writes of raw bytes with one time budget a call.
+// The descriptor never blocks; all waiting is poll(2) with an absolute deadline, so that signals (the
+// library's own timers deliver real-time signals) make no wait longer.
+#include "link/serial_link.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "link/port.h"
+#include "util/peek.h"
+#include "zeka/zeka.h"
+
+constinit std::uint32_t g_nDeviceReadTimeout = 200;
+constinit std::uint32_t g_nDeviceWriteTimeout = 200;
+
+namespace zeka {
+namespace {
+
+constexpr unsigned kNothingYetPauseMs = 10; // the descriptor was said to be ready and was not
+
+// A budget of ms milliseconds; the multiplication wraps above 4 294 967 ms, as the interface has it.
+Deadline Budget(unsigned ms) { return Deadline::In(std::chrono::microseconds{ms * 1000u}); }
+
+bool IsTryAgain(int error) { return error == EAGAIN || error == EINTR; }
+
+void PauseAWhile(const Deadline& deadline)
+{
+    const Deadline pause = Deadline::InMs(kNothingYetPauseMs);
+    SleepUntil(pause.At() < deadline.At() ? pause : deadline);
+}
+
+// A read of 0 bytes is a hang-up only when the descriptor says so: under a foreign VMIN of 0 it means
+// "nothing there".
+bool HasHungUp(int fd)
+{
+    pollfd look{fd, 0, 0};
+    return ::poll(&look, 1, 0) > 0 && (look.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+enum class Step { kProgress, kNothing, kHungUp, kFailed };
+
+Step Classify(ssize_t moved, int error, int fd)
+{
+    if (moved > 0)
+        return Step::kProgress;
+    if (moved < 0 && IsTryAgain(error))
+        return Step::kNothing;
+    if (moved < 0)
+        return error == EIO ? Step::kHungUp : Step::kFailed;
+    return HasHungUp(fd) ? Step::kHungUp : Step::kNothing;
+}
+
+// What a call returns that was cut short: by the time, by a close on another thread.
+struct CutShort {
+    int on_timeout;
+    int on_close;
+};
+
+// Moves the bytes from count to len by reads or writes; `move` moves some from an offset on, `cut_short` says
+// what a part of them is worth.
+template <typename Move, typename Worth>
+int MoveWithin(const PortUse& port, short events, int count, int len, const Deadline& deadline, Move&& move,
+               Worth&& cut_short)
+{
+    while (count < len) {
+        switch (port.WaitFor(events, deadline)) {
+        case WaitResult::kReady:
+            break;
+        case WaitResult::kTimeout:
+            return cut_short(count).on_timeout;
+        case WaitResult::kClosing:
+            return cut_short(count).on_close;
+        case WaitResult::kHungUp:
+            port.NoteHangUp();
+            return count;
+        }
+        const ssize_t moved = move(count);
+        switch (Classify(moved, errno, port.Fd())) {
+        case Step::kProgress:
+            count += static_cast<int>(moved);
+            break;
+        case Step::kNothing:
+            PauseAWhile(deadline);
+            break;
+        case Step::kHungUp:
+            port.NoteHangUp();
+            return count;
+        case Step::kFailed:
+            return count;
+        }
+    }
+    return count;
+}
+
+int ReadWithin(const PortUse& port, unsigned char* buf, int len, const Deadline& deadline)
+{
+    const auto read = [&](int count) {
+        return ::read(port.Fd(), buf + count, static_cast<std::size_t>(len - count));
+    };
+    if (len <= 0)
+        return 0;
+    const int there = static_cast<int>(std::max<ssize_t>(read(0), 0)); // mostly all of it: saves the wait
+    return MoveWithin(port, POLLIN, there, len, deadline, read, [](int count) {
+        return CutShort{count > 0 ? count : -1, count};
+    });
+}
+
+int WriteWithin(const PortUse& port, const unsigned char* buf, int len, const Deadline& deadline)
+{
+    const auto write = [&](int count) {
+        return ::write(port.Fd(), buf + count, static_cast<std::size_t>(len - count));
+    };
+    // No write without the wait: ready means that the instrument has taken everything before.
+    return MoveWithin(port, POLLOUT, 0, len, deadline, write, [](int) { return CutShort{0, 0}; });
+}
+
+} // namespace
+
+std::size_t InputWaiting()
+{
+    const PortUse port;
+    int waiting = 0;
+    if (!port.IsOpen() || ::ioctl(port.Fd(), FIONREAD, &waiting) != 0 || waiting < 0)
+        return 0;
+    return static_cast<std::size_t>(waiting);
+}
+
+} // namespace zeka
+
+int ReadData(unsigned char* buf, int len) { return ReadDataEx(buf, len, zeka::Peek(g_nDeviceReadTimeout)); }
+
+int ReadDataEx(unsigned char* buf, int len, unsigned int timeoutMs)
+{
+    const zeka::PortUse port;
+    return port.IsOpen() ? zeka::ReadWithin(port, buf, len, zeka::Budget(timeoutMs)) : 0;
+}
+
+int WriteData(unsigned char* buf, int len, int /*flag*/)
+{
+    const zeka::PortUse port;
+    return port.IsOpen() ? zeka::WriteWithin(port, buf, len, zeka::Budget(zeka::Peek(g_nDeviceWriteTimeout)))
+                         : 0;
+}
+
+void SetDeviceTimeoutSetting(unsigned int readMs, unsigned int writeMs)
+{
+    zeka::Publish(g_nDeviceReadTimeout, readMs);
+    zeka::Publish(g_nDeviceWriteTimeout, writeMs);
+
+    const zeka::PortUse port;
+    if (!port.IsOpen())
+        return;
+    // 0xFFFFFFFF stands unmultiplied here: microseconds, that is a good hour.
+    const auto budget = [](unsigned ms) {
+        return ms == 0xFFFFFFFFu ? zeka::Deadline::In(std::chrono::microseconds{ms}) : zeka::Budget(ms);
+    };
+    (void)port.WaitFor(POLLIN, budget(readMs));
+    (void)port.WaitFor(POLLOUT, budget(writeMs));
+}

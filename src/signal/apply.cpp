@@ -1,0 +1,189 @@
+// apply.cpp (signal) - the apply step: from the stored parameters to the working values, and from idle to
+// streaming and back. Runs under g_CriticalSection: in setters at once, in the sample stream near the end of
+// a period.
+#include "signal/apply.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "device/output_stage.h"
+#include "signal/ecg.h"
+#include "signal/notify.h"
+#include "signal/pacing.h"
+#include "signal/standard_waveforms.h"
+#include "signal/test_modes.h"
+#include "stream/sample_stream.h"
+#include "zeka/zeka.h"
+
+namespace {
+
+using zeka::Publish;
+
+constexpr double kEcgAmplitudeLimitMv = 5.0;
+constexpr double kHeadroomMv = 5.0; // sine and main signal of the dynamic range test stay within this
+constexpr double kBeforePeriodEndS = 0.0004; // a waiting change lands this close before the end of the period
+constexpr double kApplyAtOnceBelowHz = 0.15; // nobody waits ten seconds for a change
+constexpr double kInputRangeStartMv = -300.0; // where the DC sweep of function 15 begins
+
+bool change_in_progress ZEKA_LOCKED = false;
+
+/// Marks the step as running; code that the step runs (first burst, callbacks, test-mode reset) may ask for
+/// it again.
+class ZEKA_SCOPED_LOCK InProgress {
+public:
+    InProgress() ZEKA_NO_LOCK_ANALYSIS { change_in_progress = true; }
+    ~InProgress() ZEKA_NO_LOCK_ANALYSIS { change_in_progress = false; }
+    InProgress(const InProgress&) = delete;
+    InProgress& operator=(const InProgress&) = delete;
+};
+
+constexpr bool IsEcg(int function) { return function == 7 || function == 8; }
+
+constexpr double FrequencyCapHz(int function)
+{
+    switch (function) {
+    case 4:
+    case 5:
+    case 6:
+        return 5.0; // one pulse per period has to fit
+    case 7:
+    case 8:
+        return 6.0; // 360 beats per minute
+    default:
+        return 500.0;
+    }
+}
+
+void StopStream() ZEKA_NEEDS_LOCK
+{
+    Publish(g_bECGGoing, false);
+    g_fOutputTime = 0.0;
+    g_fOutputTimeGraph = 0.0;
+    g_hStopPlayEvent.SetEvent(); // the instrument's next request is answered with the output state
+    (void)SetBaselineResetTest(0);
+    zeka::ClearSweepFlags();
+    g_RespirationEnabled = false;
+    g_nDcDACValue = -1;
+}
+
+void CapFrequency(double cap_hz) ZEKA_NEEDS_LOCK
+{
+    if (!(g_F > cap_hz))
+        return;
+    Publish(g_F, cap_hz);
+    zeka::Notify(g_SyncFreqCB, cap_hz);
+}
+
+/// Length of one pass through what the function plays, s.
+double PeriodOf(int function) ZEKA_NEEDS_LOCK
+{
+    const double of_frequency = 1.0 / g_F;
+    switch (function) {
+    case 9:
+        return zeka::Wave227Period(of_frequency);
+    case 10:
+    case 17:
+        return 1.0;
+    case 16:
+        return 60.0;
+    case 14:
+    case 18:
+        // Nothing loaded: silence, cut into periods all the same, so that a change that waits for an end sees
+        // one.
+        return ECGFileSize > 0 && ECGFileFreq > 0.0 ? ECGFileSize / ECGFileFreq : of_frequency;
+    default:
+        return of_frequency;
+    }
+}
+
+/// Leaves room for the sine that the dynamic range test adds; the application sees the amplitude that is
+/// left.
+void KeepHeadroom() ZEKA_NEEDS_LOCK
+{
+    if (!g_DynamicRangeTest || !(s_A + g_ADynamicRange / 2.0 > kHeadroomMv))
+        return;
+    s_A = kHeadroomMv - g_ADynamicRange / 2.0;
+    Publish(g_Amplitude, std::floor(0.5 + 100.0 * 2.0 * s_A) / 100.0);
+}
+
+void DeriveWorkingValues() ZEKA_NEEDS_LOCK
+{
+    if (g_MainOutput != 18)
+        g_bRawVariableDC = false;
+    if (g_MainOutput == 13) {
+        Publish(g_F, 1.0);
+        g_PulseWidth = 50.0;
+    }
+    s_A = g_Amplitude / 2.0;
+    if (IsEcg(g_MainOutput))
+        s_A = std::clamp(2.0 * s_A, -kEcgAmplitudeLimitMv, kEcgAmplitudeLimitMv);
+    CapFrequency(FrequencyCapHz(g_MainOutput));
+    s_MainsNoiseAmplitude = 0.5 * g_MainsNoiseAmp;
+    g_fTimePeriod = PeriodOf(g_MainOutput);
+    KeepHeadroom();
+    s_PW = g_PulseWidth / 1000.0;
+    _CheckECGTime();
+    zeka::DerivePacing();
+    if (g_MainOutput == 15) {
+        s_InputDynamicRangeDC = kInputRangeStartMv;
+        s_InputDynamicRangeAC = 0.0;
+    }
+}
+
+void StartStream() ZEKA_NEEDS_LOCK
+{
+    Publish(g_bECGGoing, true);
+    g_nSequenceCheck = 0;
+    s_ChangeOnNextCycle = false;
+    SetRelays(true);
+    _SendNextPacket(); // the instrument asks only once it has something to play
+}
+
+void ApplyOnce() ZEKA_NEEDS_LOCK
+{
+    const InProgress mark;
+    if (g_MainOutput == 0) {
+        if (g_bECGGoing)
+            StopStream();
+    } else {
+        DeriveWorkingValues();
+        if (!g_bECGGoing)
+            StartStream();
+    }
+    g_fVoltageRange = g_PA > 0.0 || g_bVariableDC ? g_RangeV4Ch2On : g_RangeV4Ch2Off;
+}
+
+} // namespace
+
+void _Change()
+{
+    if (change_in_progress) {
+        // Asked for by a callback of the first burst: what it stored is derived at the end of the period.
+        if (g_bECGGoing && g_MainOutput != 0)
+            s_ChangeOnNextCycle = true;
+        return;
+    }
+    ApplyOnce();
+    if (g_MainOutput == 0 && g_bECGGoing)
+        ApplyOnce(); // a callback selected "none" while the step ran: the stream must not go on
+}
+
+void _ChangeRequested()
+{
+    if (g_bECGGoing && g_MainOutput != 0)
+        s_ChangeOnNextCycle = true;
+    else
+        _Change();
+}
+
+void _CheckIfChangeRequired(double t)
+{
+    // While the step itself sends the first burst the change goes on waiting: the step would not run.
+    if (!s_ChangeOnNextCycle || change_in_progress)
+        return;
+    if (g_fTimePeriod - t < kBeforePeriodEndS || g_F < kApplyAtOnceBelowHz) {
+        s_ChangeOnNextCycle = false;
+        _Change();
+        SetRelays(true);
+    }
+}

@@ -1,0 +1,120 @@
+// frame.cpp (signal) - the wait for the instrument's request, bounded and ended by a loss.
+#include "signal/frame.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+
+#include "link/serial_link.h"
+#include "platform/deadline.h"
+#include "signal/state.h"
+#include "util/peek.h"
+
+namespace zeka {
+namespace {
+
+// A loss signals the event too, but the poll thread may take that signal away in the same moment: the wait
+// looks at the device itself this often.
+constexpr int kLookMs = 50;
+
+thread_local int without_request_wait = 0;
+thread_local int open_frames = 0; // a frame inside a frame or an answer: it must not wait for the answer
+
+// An answer may be held up by one setter, which makes its change in that gap; the next one lets it pass.
+constexpr std::chrono::milliseconds kAnswerPatience{3};
+constexpr unsigned kLetPassMs = 100; // a callback that takes long must not stop the setters
+constexpr unsigned kLetPassLookMs = 1;
+
+constexpr std::chrono::milliseconds kStallIsNews{1000};
+
+constinit std::atomic<std::int64_t> stall_seen{0}; // steady clock, ns; 0 = never, or a request came since
+constinit std::atomic<std::int64_t> answer_due_since{0}; // steady clock, ns; 0 = none is due
+
+std::int64_t NowNs()
+{
+    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds{1};
+}
+
+bool AnswerIsOverdue()
+{
+    const std::int64_t since = answer_due_since.load(std::memory_order_relaxed);
+    return since != 0 && NowNs() - since > std::chrono::nanoseconds{kAnswerPatience}.count();
+}
+
+// The lock is not fair: who has just released it would get it again before the poll thread wakes.
+CSimpleCriticalSection& AfterOverdueAnswer()
+{
+    const Deadline deadline = Deadline::InMs(kLetPassMs);
+    while (open_frames == 0 && AnswerIsOverdue() && !deadline.Expired())
+        SleepEx(kLetPassLookMs);
+    return g_CriticalSection;
+}
+
+// Whether the instrument's next request has been read; false on time-out and on a loss.
+bool RequestCame(const Deadline& deadline)
+{
+    while (DeviceUsable()) {
+        const auto slice = static_cast<unsigned>(std::min(deadline.RemainingMsCeil(), kLookMs));
+        if (g_hProcessRequestEvent.WaitTimeout(slice) == 0)
+            return true;
+        if (deadline.Expired())
+            return false;
+    }
+    return false;
+}
+
+FrameState WaitForRequestUntil(const Deadline& deadline)
+{
+    if (!DeviceUsable())
+        return FrameState::kNoDevice;
+    if (!Peek(g_bECGGoing) || without_request_wait > 0)
+        return FrameState::kReady;
+    const bool came = RequestCame(deadline);
+    if (!DeviceUsable())
+        return FrameState::kNoDevice;
+    if (came)
+        return FrameState::kReady;
+    stall_seen = NowNs();
+    g_hReconnectEvent.SetEvent(); // the supervisor finds out whether the instrument is still there
+    return FrameState::kBusy;
+}
+
+} // namespace
+
+FrameState WaitForRequest() { return WaitForRequestUntil(Deadline::InMs(kRequestWaitMs)); }
+
+bool InsideFrame() noexcept { return open_frames > 0; }
+
+bool StallJustSeen() noexcept
+{
+    const std::int64_t seen = stall_seen;
+    return seen != 0 && NowNs() - seen < std::chrono::nanoseconds{kStallIsNews}.count();
+}
+
+SetterFrame::SetterFrame() : SetterFrame(Deadline::InMs(kRequestWaitMs)) {}
+
+SetterFrame::SetterFrame(const Deadline& deadline)
+    : lock_(AfterOverdueAnswer()), state_(WaitForRequestUntil(deadline))
+{
+    ++open_frames;
+}
+
+SetterFrame::~SetterFrame() { --open_frames; }
+
+AnswerDue::AnswerDue() noexcept
+{
+    ++open_frames; // setters inside the answer's own callbacks have nothing to wait for
+    answer_due_since = NowNs();
+    stall_seen = 0;
+}
+
+AnswerDue::~AnswerDue()
+{
+    answer_due_since = 0;
+    --open_frames;
+}
+
+WithoutRequestWait::WithoutRequestWait() noexcept { ++without_request_wait; }
+WithoutRequestWait::~WithoutRequestWait() { --without_request_wait; }
+
+} // namespace zeka

@@ -1,0 +1,50 @@
+// numeric.h (signal) - the few conversions between real numbers and whole ones that the sample path needs.
+// Every one is defined for every argument: NaN, infinities and numbers that no integer type holds included.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+namespace zeka {
+
+/// Whole part of a quotient, toward zero: how many periods have passed. Same value as a truncation to an
+/// integer type wherever that has one; from 2^63 on a double is whole by itself; NaN and the infinities count
+/// as no period.
+[[nodiscard]] inline double Trunc(double quotient) noexcept
+{
+    constexpr double kFirstBeyondInt64 = 9223372036854775808.0;
+    if (quotient > -kFirstBeyondInt64 && quotient < kFirstBeyondInt64) [[likely]]
+        return static_cast<double>(static_cast<std::int64_t>(quotient)); // one instruction, unlike trunc()
+    const bool finite = quotient - quotient == 0.0;
+    return finite ? quotient : 0.0;
+}
+
+/// Time within the running period. Rounding may put it an ulp below zero, never a NaN.
+[[nodiscard]] inline double TimeInPeriod(double time, double period) noexcept
+{
+    return time - period * Trunc(time / period);
+}
+
+/// Truncates toward zero, saturates at the ends; NaN gives 0.
+[[nodiscard]] inline std::int32_t TruncToInt(double value) noexcept
+{
+    constexpr double kLow = std::numeric_limits<std::int32_t>::min();
+    constexpr double kHigh = std::numeric_limits<std::int32_t>::max();
+    if (value >= kLow && value <= kHigh) [[likely]]
+        return static_cast<std::int32_t>(value);
+    if (value != value)
+        return 0;
+    return value < 0.0 ? std::numeric_limits<std::int32_t>::min() : std::numeric_limits<std::int32_t>::max();
+}
+
+/// Index of the sample that is held at this position in a table of `count` samples (> 0): whatever rounding
+/// did to the position, the index lies inside the table.
+[[nodiscard]] inline std::int32_t HeldIndex(double position, std::int32_t count) noexcept
+{
+    const std::int32_t index = TruncToInt(position);
+    if (index < 0)
+        return 0;
+    return index < count ? index : count - 1;
+}
+
+} // namespace zeka

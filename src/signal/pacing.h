@@ -1,0 +1,27 @@
+// pacing.h (signal) - pacemaker pulses on the DC channel and the overshoot they leave on the AC channel.
+#pragma once
+
+#include <span>
+
+#include "signal/state.h"
+
+/// DC-channel voltage (mV) of the current sample; adds the overshoot (mV) to acc. Called once per sample.
+double _GetPacingV5(double& acc) ZEKA_NEEDS_LOCK;
+
+/// Starts a pulse when the stream time, shifted by offset (s), is at a whole pacing period.
+void _CheckIfPacingPulseNeeded(double offset, bool& latch) ZEKA_NEEDS_LOCK;
+
+namespace zeka {
+/// The pacing values that follow from the settings; part of the apply step, after the ECG timing.
+void DerivePacing() ZEKA_NEEDS_LOCK;
+
+/// How many samples, the one at the current stream time included, are certain to start no pulse and to arm no
+/// trigger while the clock advances by one sample each and no setting changes; at most limit. 0 means "ask
+/// _GetPacingV5 for this sample", which is what it says near the marks, while pacing is off and where nothing
+/// is known yet.
+int QuietPacingSamples(int limit) ZEKA_NEEDS_LOCK;
+
+/// That many samples at once (or fewer): the same doubles and the same state as one call of _GetPacingV5 for
+/// each, with the overshoot starting from 0.0. Both spans have the same length.
+void QuietPacing(std::span<double> dc, std::span<double> overshoot) ZEKA_NEEDS_LOCK;
+} // namespace zeka

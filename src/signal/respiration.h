@@ -1,0 +1,21 @@
+// respiration.h (signal) - the breathing curve that modulates the synthesised ECG. The commands to the
+// instrument's own respiration stand beside it.
+#pragma once
+
+#include <cmath>
+
+#include "signal/state.h"
+
+/// The breathing curve, -1 .. 1, at time t (s) into a breath.
+double _solveRespireVoltage(double t) ZEKA_NEEDS_LOCK;
+
+/// The breathing curve at the current stream time, apnea included.
+double _solveRespireV() ZEKA_NEEDS_LOCK;
+
+namespace zeka {
+/// A half sine over one part of the breath. A part without length has no curve.
+inline double HalfSine(double t, double length)
+{
+    return length == 0.0 ? 0.0 : std::sin(t * kTwoPi / (2 * length));
+}
+} // namespace zeka

@@ -1,0 +1,124 @@
+// sweep.cpp - frequency sweeps of the sine and of the ECG: their start, their report once per burst and their
+// end. The sweep itself runs in the sample stream, which raises g_F by s_Fd after every sample and keeps the
+// phase.
+#include <cmath>
+
+#include "link/serial_link.h"
+#include "signal/apply.h"
+#include "signal/frame.h"
+#include "signal/notify.h"
+#include "signal/test_modes.h"
+
+namespace zeka {
+namespace {
+
+constexpr Interval kSweepHz{0.67, 500.0};
+constexpr int kShortestS = 10, kLongestS = 180;
+constexpr int kStartOutOfRange = -2, kStopOutOfRange = -3, kDurationOutOfRange = -4;
+
+constexpr double kEcgStartHz = 0.05, kEcgStopHz = 0.5, kEcgDurationS = 30.0; // the ECG sweep has no settings
+
+constexpr int kNone = 0, kSine = 1, kEcg = 7; // output functions
+
+/// The library switches the function by itself, and says so.
+void Switch(int function) ZEKA_NEEDS_LOCK
+{
+    Publish(g_MainOutput, function);
+    Notify(g_SyncMainFuncCB, function);
+}
+
+} // namespace
+
+void ClearSweepFlags()
+{
+    Publish(s_FreqScanOn, false);
+    g_FreqScan1 = false;
+    g_FreqScan3 = false;
+}
+
+} // namespace zeka
+
+int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz)
+{
+    const zeka::SetterFrame frame;
+    if (frame.State() == zeka::FrameState::kBusy)
+        return zeka::kNoAnswer;
+    (void)ZEKASetOutputFunction(
+        zeka::kSine); // before any check: a sweep refused for its range still leaves a sine
+    if (!zeka::DeviceUsable())
+        return zeka::kNoAnswer;
+    if (!zeka::kSweepHz.Contains(startHz))
+        return zeka::kStartOutOfRange;
+    if (!zeka::kSweepHz.Contains(stopHz))
+        return zeka::kStopOutOfRange;
+    if (seconds < zeka::kShortestS || seconds > zeka::kLongestS)
+        return zeka::kDurationOutOfRange;
+
+    zeka::Publish(g_Fstart, startHz);
+    zeka::Publish(g_Ffinal, stopHz);
+    zeka::Publish(g_Fduration, seconds);
+    if (on) {
+        g_FreqScan1 = true;
+        zeka::Publish(s_FreqScanOn, true);
+        zeka::Publish(g_F, startHz);
+        s_Fd = (stopHz - startHz) / seconds / g_nSampleRate;
+        zeka::Switch(zeka::kSine);
+        _ChangeRequested();
+    } else if (g_MainOutput != zeka::kNone) {
+        zeka::Switch(zeka::kNone);
+        _ChangeRequested(); // stops the stream, and with it the sweep's flags
+    }
+    return zeka::kOk;
+}
+
+bool ZEKAGetFrequencyScan()
+{
+    const CAutoCriticalSection lock(g_CriticalSection);
+    return g_FreqScan1;
+}
+
+double GetFreqScanSineStartFreq() { return zeka::Peek(g_Fstart); }
+double GetFreqScanSineStopFreq() { return zeka::Peek(g_Ffinal); }
+int GetFreqScanSineDuration() { return zeka::Peek(g_Fduration); }
+
+int SetFreqScanECG(bool on)
+{
+    const CAutoCriticalSection lock(g_CriticalSection);
+    if (!zeka::DeviceUsable())
+        return zeka::kNoAnswer;
+
+    if (on) {
+        g_FreqScan3 = true;
+        zeka::Publish(g_Fstart, zeka::kEcgStartHz);
+        zeka::Publish(g_Ffinal, zeka::kEcgStopHz);
+        zeka::Publish(s_FreqScanOn, true);
+        zeka::Publish(g_F, zeka::kEcgStartHz);
+        s_Fd = (zeka::kEcgStopHz - zeka::kEcgStartHz) / zeka::kEcgDurationS / g_nSampleRate;
+        zeka::Switch(zeka::kEcg);
+    } else {
+        zeka::Switch(zeka::kNone);
+    }
+    _ChangeRequested();
+    return zeka::kOk;
+}
+
+bool GetFreqScanECG() { return zeka::Peek(s_FreqScanOn); }
+
+void _UpdateFreqScanIfRequired()
+{
+    if (!s_FreqScanOn)
+        return;
+    zeka::Notify(g_SyncFreqCB, g_F);
+    const double f = std::floor(0.5 + g_F * 100000.0) / 100000.0;
+    if (!(f >= g_Ffinal || g_Fstart >= f))
+        return;
+
+    zeka::Notify(g_SyncFreqCB, -1.0);
+    // The burst just written has answered the instrument, or is the one that starts the stream: nothing to
+    // wait for.
+    const zeka::WithoutRequestWait inside_a_burst;
+    if (g_FreqScan1)
+        (void)ZEKASetFrequencyScan(false, g_Fduration, g_Fstart, g_Ffinal);
+    if (g_FreqScan3)
+        (void)SetFreqScanECG(false);
+}

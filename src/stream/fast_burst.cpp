@@ -1,0 +1,218 @@
+// fast_burst.cpp (stream) - one burst in runs of samples. Runs under g_CriticalSection.
+// A run ends where anything but the clock may move: at the end of a period or a beat, at a sample that a
+// callback gets to see, near a pacing mark, at the end of a playback. Such a sample takes the plain road, and
+// so does everything while a change is pending or a recording runs; then the next run begins with whatever
+// state that left. So nothing of a run outlives it but what the plain road would have left behind too.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "signal/pacing.h"
+#include "stream/burst.h"
+#include "stream/fast_signal.h"
+#include "stream/fast_sweep.h"
+#include "stream/fast_words.h"
+#include "stream/sample_run.h"
+#include "stream/sample_stream.h"
+#include "util/peek.h"
+
+namespace zeka {
+namespace {
+
+constexpr int kSine = 1;
+constexpr int kInputDynamicRange = 15;
+constexpr int kRawData = 18;
+constexpr int kWorthARun = 4; // fewer samples cost less one by one
+
+/// Where the DC words of a run come from.
+enum class DcSource {
+    kOneVoltage, // the same for all samples
+    kMainSignal, // baseline overload: the main signal takes the DC road
+    kOwnChannel, // the recording's own channel
+    kPacing,     // pulses, and an overshoot on the AC channel
+};
+
+bool Recording() ZEKA_NEEDS_LOCK
+{
+    return s_EnableRecord && s_RecordIndex < s_RecordLength && s_AcBuffer != nullptr && s_DcBuffer != nullptr;
+}
+
+/// Samples before the next one that a callback sees.
+int UnseenSamples(int limit) ZEKA_NEEDS_LOCK
+{
+    if (Peek(g_GraphCB) == nullptr)
+        return limit;
+    if (uiCounter <= 0)
+        return 0;
+    return std::min(limit, std::max(s_freqDivider - uiCounter, 1));
+}
+
+void AdvanceDivider(int samples) ZEKA_NEEDS_LOCK
+{
+    if (uiCounter >= 0 && uiCounter < s_freqDivider) {
+        uiCounter = (uiCounter + samples) % s_freqDivider;
+        return;
+    }
+    for (int i = 0; i < samples; ++i)
+        uiCounter = uiCounter < s_freqDivider - 1 ? uiCounter + 1 : 0;
+}
+
+DcSource SourceOfDc() ZEKA_NEEDS_LOCK
+{
+    if (g_MainOutput == kRawData)
+        return DcSource::kOwnChannel;
+    if (s_PulsesRequired >= 1)
+        return DcSource::kPacing;
+    return g_MainOutput == kSine && g_BaseLineOverload != 0 ? DcSource::kMainSignal : DcSource::kOneVoltage;
+}
+
+/// The voltage that the pacing generator returns while it paces nothing.
+double RestingDcMv() ZEKA_NEEDS_LOCK
+{
+    constexpr double kOverloadMv = -500.0;
+    constexpr double kStaircaseFloorMv = -300.0;
+    if (g_BaseLineOverload != 0)
+        return kOverloadMv;
+    if (g_MainOutput != kInputDynamicRange)
+        return g_DCSetting;
+    const bool on_the_floor = g_fOutputTime < 20.0 || g_fOutputTime >= 1220.0;
+    return on_the_floor ? kStaircaseFloorMv : s_InputDynamicRangeDC;
+}
+
+/// DC words of pulses: nearly all samples of a second are at 0 mV.
+void ConvertPulses(std::span<const double> dc_mv, WordBuffer& words)
+{
+    const std::uint16_t zero = ECG_DC_VoltageToDAC(0.0);
+    for (std::size_t i = 0; i < dc_mv.size(); ++i)
+        words[i] = dc_mv[i] == 0.0 ? zero : ECG_DC_VoltageToDAC(dc_mv[i]);
+}
+
+/// Headers of the packets that begin within the slots from .. to, which a run fills.
+void PutHeaders(Burst burst, std::size_t from, std::size_t to) ZEKA_NEEDS_LOCK
+{
+    constexpr std::size_t k = sample_packet::kSamples;
+    for (std::size_t packet = (from + k - 1) / k; packet * k < to; ++packet)
+        PutHeader(burst, packet, g_nSequenceCheck++);
+}
+
+/// Counts per mV. The plain road multiplies a voltage by 4 and then by 1600 / attenuation; a multiplication
+/// by 4 only moves the exponent, so it may as well be done on the other factor. Voltages so small or so large
+/// that the exponent ran out would end as word 0 or at the limit either way.
+double CountsPerMv() ZEKA_NEEDS_LOCK { return kAcGain * (kAcScale / GetAttenuation()); }
+
+/// The main voltage and the DC words of one run, on their way into the burst.
+struct RunWords {
+    RunBuffer mv;
+    WordBuffer dc;
+};
+
+void AddPacing(RunWords& words, std::size_t count) ZEKA_NEEDS_LOCK
+{
+    RunBuffer dc_mv, overshoot;
+    QuietPacing(std::span(dc_mv).first(count), std::span(overshoot).first(count));
+    for (std::size_t i = 0; i < count; ++i)
+        words.mv[i] = overshoot[i] + words.mv[i];
+    ConvertPulses(std::span(dc_mv).first(count), words.dc);
+}
+
+void MoveToDc(RunWords& words, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        words.dc[i] = ECG_DC_VoltageToDAC(words.mv[i]);
+    std::fill_n(words.mv.begin(), count, 0.0);
+}
+
+/// Headers, DC words and AC words of the run whose main voltage and own DC words stand in `words`.
+void PutRun(Burst burst, std::size_t first, std::size_t count, DcSource source,
+            RunWords& words) ZEKA_NEEDS_LOCK
+{
+    if (source == DcSource::kPacing)
+        AddPacing(words, count);
+    if (source == DcSource::kMainSignal)
+        MoveToDc(words, count);
+
+    PutHeaders(burst, first, first + count);
+    const auto mv = std::span<const double>(words.mv).first(count);
+    if (g_nDcDACValue >= 0)
+        PutSlots(burst, first, mv, CountsPerMv(), static_cast<std::uint16_t>(g_nDcDACValue & 0xFFFF));
+    else if (source == DcSource::kOneVoltage)
+        PutSlots(burst, first, mv, CountsPerMv(), ECG_DC_VoltageToDAC(RestingDcMv()));
+    else
+        PutSlots(burst, first, mv, CountsPerMv(), std::span<const std::uint16_t>(words.dc).first(count));
+}
+
+/// A run of a frequency sweep, which moves its clock itself.
+int BuildSweepRun(Burst burst, std::size_t first, int limit, DcSource source) ZEKA_NEEDS_LOCK
+{
+    if (!CanSweepFast() || (source != DcSource::kOneVoltage && source != DcSource::kMainSignal))
+        return 0;
+    RunWords words;
+    SweepMainVoltage(limit, words.mv);
+    PutRun(burst, first, static_cast<std::size_t>(limit), source, words);
+    return limit;
+}
+
+/// A run on the plainly accumulated clock.
+int BuildSteadyRun(Burst burst, std::size_t first, int limit, DcSource source) ZEKA_NEEDS_LOCK
+{
+    const double dt = 1.0 / g_nSampleRate;
+    const LinearClock graph_clock = LinearClockFrom(g_fOutputTimeGraph, dt, limit);
+    const bool together = g_fOutputTime == g_fOutputTimeGraph; // only a sweep parts them
+    const LinearClock clock = together ? graph_clock : LinearClockFrom(g_fOutputTime, dt, limit);
+    limit = std::min(clock.samples, graph_clock.samples);
+    if (limit < kWorthARun)
+        return 0;
+
+    SampleRun run(clock, limit);
+    double base = 0.0;
+    LimitRun(run, base);
+    if (run.Count() < kWorthARun)
+        return 0;
+
+    RunWords words;
+    FillMainVoltage(run, base, words.mv);
+    if (source == DcSource::kOwnChannel)
+        FillRawDcWords(run, base, words.dc);
+    PutRun(burst, first, static_cast<std::size_t>(run.Count()), source, words);
+    g_fOutputTime = clock.At(run.Count());
+    g_fOutputTimeGraph = graph_clock.At(run.Count());
+    return run.Count();
+}
+
+/// Builds the longest run that begins with slot `first`; returns its length, 0 when that sample is one for
+/// the plain road.
+int BuildRun(Burst burst, std::size_t first) ZEKA_NEEDS_LOCK
+{
+    if (s_ChangeOnNextCycle || Recording())
+        return 0;
+    int limit = UnseenSamples(static_cast<int>(kBurstSamples - first));
+    const DcSource source = SourceOfDc();
+    if (source == DcSource::kPacing) {
+        if (g_MainOutput == kSine && g_BaseLineOverload != 0)
+            return 0; // pacing and overload at once: the overshoot is dropped, sample by sample
+        limit = QuietPacingSamples(limit);
+    }
+    if (limit < kWorthARun)
+        return 0;
+
+    const int built = s_FreqScanOn ? BuildSweepRun(burst, first, limit, source)
+                                   : BuildSteadyRun(burst, first, limit, source);
+    AdvanceDivider(built);
+    return built;
+}
+
+} // namespace
+
+void BuildBurst(Burst burst)
+{
+    for (std::size_t n = 0; n < kBurstSamples;) {
+        const int built = BuildRun(burst, n);
+        if (built > 0)
+            n += static_cast<std::size_t>(built);
+        else
+            PlainSample(burst, n++);
+    }
+}
+
+} // namespace zeka

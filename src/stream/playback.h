@@ -1,0 +1,18 @@
+// playback.h (stream) - playback from the instrument's own memory: start, stop, upload of one period.
+#pragma once
+
+#include "signal/state.h"
+
+/// Start and stop commands; true when written whole and answered with 64 bytes.
+bool OutputSignal() ZEKA_NEEDS_LOCK;
+bool StopOutput() ZEKA_NEEDS_LOCK;
+
+/// One burst of silence (sequence bytes 0xFF 0x00, 0 mV on both channels).
+void SendStopPacket() ZEKA_NEEDS_LOCK;
+
+bool WriteWaveformInfo() ZEKA_NEEDS_LOCK;
+bool WriteRawData() ZEKA_NEEDS_LOCK;
+bool WriteWaveformRawData(unsigned char* data, unsigned int length) ZEKA_NEEDS_LOCK;
+
+/// One period of the selected function: AC in mV and DC codes. The arrays are the caller's (delete[]).
+bool GenWaveform(int* count, double** ac, double** dc) ZEKA_NEEDS_LOCK;

@@ -1,0 +1,45 @@
+// sample_stream.cpp (stream) - answers one request of the instrument with one burst of 700 samples, 17.5 ms
+// of signal. Called under g_CriticalSection by the poll thread, and once by the apply step when a stream
+// starts. The burst lives on the stack: a callback that restarts the stream builds a burst of its own inside
+// this one.
+#include "stream/sample_stream.h"
+
+#include <array>
+
+#include "link/serial_link.h"
+#include "signal/frame.h"
+#include "signal/notify.h"
+#include "signal/numeric.h"
+#include "signal/test_modes.h"
+#include "stream/burst.h"
+#include "zeka/zeka.h"
+
+namespace {
+
+void EndFile() ZEKA_NEEDS_LOCK
+{
+    const zeka::WithoutRequestWait inside_a_burst; // a stream's first burst has no request to wait for
+    (void)ZEKASetOutputFunction(0);
+    zeka::Notify(g_StandardStopCB);
+}
+
+} // namespace
+
+void _SendNextPacket()
+{
+    if (IsEndOfFile()) {
+        EndFile();
+        return;
+    }
+    if (g_fOutputTime == 0.0)
+        uiCounter = 0; // the first sample of a stream is shown
+
+    std::array<std::uint8_t, zeka::kBurstBytes> burst{};
+    zeka::BuildBurst(burst);
+    // The result does not matter: the clock has moved on, and a burst sent twice would be heard.
+    (void)WriteData(burst.data(), static_cast<int>(burst.size()), 1);
+
+    if (g_RespirationEnabled)
+        EnableApneaByTime(zeka::TruncToInt(g_fOutputTimeGraph));
+    _UpdateFreqScanIfRequired();
+}

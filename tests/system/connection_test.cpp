@@ -1,0 +1,146 @@
+// connection_test.cpp - from the search to the announcement, and what the application may do meanwhile.
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "system/connected.h"
+
+namespace {
+
+using zeka::sim::Command;
+using zeka::sim::Fault;
+using zeka::test::Clock;
+using zeka::test::Connected;
+using zeka::test::Listener;
+using zeka::test::milliseconds;
+using zeka::test::Since;
+
+class Connection : public zeka::test::InstrumentTest {
+protected:
+    Connection() : InstrumentTest({}, Start::kUnplugged) {}
+    void TearDown() override
+    {
+        ZEKAFree();
+        InstrumentTest::TearDown();
+    }
+};
+
+TEST_F(Connection, ResetsLeadsAndImpedanceBeforeItIsAnnounced)
+{
+    static std::atomic<bool> announced{false};
+    static std::size_t commands_before = 0;
+    static zeka::sim::Instrument* twin = nullptr;
+    twin = &instrument;
+    instrument.Plug(3);
+    ASSERT_TRUE(ZEKAInit([](bool connected) {
+        if (connected && !announced) {
+            commands_before = twin->Commands().size();
+            announced = true;
+        }
+    }));
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return announced.load(); }));
+    // Ping, page, query; then for each channel output state, lead and impedance, each a read and a
+    // write-back.
+    EXPECT_EQ(commands_before, 3u + 4u * 6u);
+    const auto block = instrument.State().control_block;
+    for (std::size_t channel = 0; channel < 4; ++channel) {
+        EXPECT_EQ(block[32 + 8 * channel + 3], 0xFF);
+        EXPECT_EQ(block[32 + 8 * channel + 0], 0x00);
+        EXPECT_EQ(block[32 + 8 * channel + 4], 0x00);
+    }
+}
+
+TEST_F(Connection, ByPortAndTimeAnswersOneOrZero)
+{
+    const auto start = Clock::now();
+    EXPECT_EQ(ZEKAConnect(-1, 300), 0);
+    EXPECT_GE(Since(start), milliseconds{300});
+    EXPECT_FALSE(ZEKAIsConnected());
+    instrument.Plug(2);
+    EXPECT_EQ(ZEKAConnect(1, 300), 0);
+    EXPECT_EQ(ZEKAConnect(2, 20000), 1);
+    EXPECT_TRUE(ZEKAIsConnected());
+    EXPECT_FALSE(ZEKAIsPlaying());
+    EXPECT_EQ(ZEKAConnect(2, 200), 0); // no new connection is announced: documented to shut down
+    EXPECT_FALSE(ZEKAIsConnected());
+    EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM2.lock"));
+}
+
+TEST_F(Connection, ASetterBeforeTheAnnouncementGetsNoAnswerAndPutsNoByteOnTheWire)
+{
+    static std::atomic<bool> announced{false};
+    std::atomic<bool> stop{false};
+    std::atomic<int> early{0};
+    std::atomic<int> wrong{0};
+    std::thread application([&] {
+        while (!stop) {
+            const bool known = announced;
+            const int result = ZEKASetOutputLead(1, 1);
+            if (result != -1 && !known && !announced)
+                ++wrong;
+            early += known ? 0 : 1;
+            (void)SetApnea(true);
+            (void)SetSelectedChannelEnabled(1, true);
+            (void)ZEKAGetInputImpedanceMode(0);
+        }
+    });
+    instrument.Inject({.fault = Fault::kSingleBytes, .value = 300}); // replies take long
+    instrument.Plug(0);
+    ASSERT_TRUE(ZEKAInit([](bool connected) { announced = connected; }));
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return announced.load(); }));
+    const auto commands = instrument.Commands();
+    stop = true;
+    application.join();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(early, 0);
+    // Up to the last impedance write of the set-up there is nothing of the application on the wire.
+    ASSERT_GE(commands.size(), 27u);
+    for (std::size_t i = 3; i < 27; ++i)
+        EXPECT_EQ(commands[i].bytes[0], 0x00) << i;
+}
+
+TEST_F(Connection, AListenerMayStartAStreamAndGoOnSettingIt)
+{
+    static std::atomic<int> results{-100};
+    instrument.Plug(0);
+    ASSERT_TRUE(ZEKAInit([](bool connected) {
+        if (connected)
+            results = ZEKASetOutputFunction(1) + ZEKASetAmplitude(2.0) + ZEKASetFrequency(10.0);
+    }));
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return results.load() != -100; }));
+    EXPECT_EQ(results, 0);
+    EXPECT_TRUE(ZEKAIsPlaying());
+}
+
+TEST_F(Connection, IsFoundAmongDevicesThatAreSilentOrOfAnotherKind)
+{
+    zeka::sim::Instrument mute;
+    mute.Inject({.fault = Fault::kNoReply});
+    zeka::sim::Instrument other{[] {
+        zeka::sim::InstrumentConfig config;
+        config.identity.letter = 'Q';
+        return config;
+    }()};
+    mute.Plug(0);
+    other.Plug(1);
+    instrument.Plug(4);
+    EXPECT_EQ(ZEKAConnect(-1, 20000), 1);
+    EXPECT_TRUE(std::filesystem::exists("/var/lock/kestrava.ACM4.lock"));
+    EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM0.lock"));
+}
+
+TEST_F(Connected, DeviceChangeMessageMakesTheSupervisorAskAtOnce)
+{
+    instrument.ClearCommands();
+    WinEventCb(536, 0, 0);
+    WinEventCb(537, 0, 0);
+    EXPECT_TRUE(instrument.WaitFor(
+        [&] {
+            const auto commands = instrument.Commands();
+            return !commands.empty() && commands.front().bytes[0] == 0x55;
+        },
+        zeka::test::kPatience));
+    EXPECT_TRUE(ZEKAIsConnected());
+}
+
+} // namespace

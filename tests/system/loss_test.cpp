@@ -1,0 +1,168 @@
+// loss_test.cpp - a pulled cable, an instrument that falls silent, and the way back.
+#include <array>
+#include <filesystem>
+#include <thread>
+
+#include "system/connected.h"
+
+namespace {
+
+using zeka::sim::Fault;
+using zeka::test::Clock;
+using zeka::test::Connected;
+using zeka::test::Listener;
+using zeka::test::milliseconds;
+using zeka::test::Since;
+
+using Loss = Connected;
+
+// The promise is 100 ms; a loaded test machine gets more, and still far less than the 1.2 s of the timed
+// check.
+constexpr milliseconds kToldWithin{900};
+
+TEST_F(Loss, IsToldAtOnceWhetherIdleOrStreamingAndTheInstrumentComesBackUnderItsNumber)
+{
+    std::size_t heard = 1;
+    for (const bool streaming : {false, true}) {
+        if (streaming) {
+            ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+            ASSERT_TRUE(Streams(10));
+        }
+        const auto start = Clock::now();
+        instrument.Unplug();
+        ASSERT_TRUE(Listener::Get().WaitForCount(heard + 1));
+        EXPECT_LT(Listener::Get().When(heard) - start, kToldWithin);
+        EXPECT_FALSE(ZEKAIsConnected());
+        EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM0.lock"));
+        instrument.Replug();
+        ASSERT_TRUE(Listener::Get().WaitForCount(heard + 2));
+        EXPECT_FALSE(ZEKAIsPlaying());
+        heard += 2;
+    }
+    instrument.ResetStats();
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0); // and it streams again
+    EXPECT_TRUE(Streams(20));
+    EXPECT_EQ(instrument.Stats().stream.sequence_gaps, 0u);
+}
+
+TEST_F(Loss, EndsEveryCallThatIsUnderWay)
+{
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    ASSERT_TRUE(Streams(5));
+    instrument.Inject({.fault = Fault::kStopAsking});
+    std::atomic<int> result{1};
+    std::atomic<bool> waiting{false};
+    std::thread setter([&] {
+        while (result != -1) {
+            waiting = true;
+            result = ZEKASetAmplitude(2.0); // waits for a request that does not come
+        }
+    });
+    ASSERT_TRUE(zeka::test::WaitUntil([&] { return waiting.load(); }));
+    std::this_thread::sleep_for(milliseconds{200});
+    const auto start = Clock::now();
+    instrument.Unplug();
+    setter.join();
+    EXPECT_EQ(result, -1);
+    EXPECT_LT(Since(start), milliseconds{2000});
+    ASSERT_TRUE(Listener::Get().WaitForCount(2));
+    EXPECT_LT(Listener::Get().When(1) - start, milliseconds{3500});
+}
+
+TEST_F(Loss, AnInstrumentThatStopsAskingIsGivenUpAndFoundAgain)
+{
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    ASSERT_TRUE(Streams(5));
+    const int fault = instrument.Inject({.fault = Fault::kStopAsking});
+    std::this_thread::sleep_for(milliseconds{300});
+    const auto start = Clock::now();
+    EXPECT_EQ(ZEKASetAmplitude(2.0), -1);
+    EXPECT_GE(Since(start), milliseconds{2900});
+    EXPECT_EQ(ZEKAGetAmplitude(), 1.0);
+    ASSERT_TRUE(Listener::Get().WaitForCount(2)); // the time-out itself makes the supervisor look
+    EXPECT_LT(Since(start), milliseconds{8000});
+    instrument.Clear(fault);
+    ASSERT_TRUE(Listener::Get().WaitForCount(3));
+    EXPECT_EQ(ZEKASetAmplitude(2.0), 0);
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    EXPECT_TRUE(Streams(20));
+}
+
+TEST_F(Loss, SettersThatQueueDoNotAddUpTheirWaits)
+{
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    ASSERT_TRUE(Streams(5));
+    instrument.Inject({.fault = Fault::kStopAsking});
+    std::this_thread::sleep_for(milliseconds{300});
+    const auto start = Clock::now();
+    std::array<std::thread, 3> setters;
+    for (std::thread& setter : setters)
+        setter = std::thread([] { EXPECT_EQ(ZEKASetAmplitude(2.0), -1); });
+    for (std::thread& setter : setters)
+        setter.join();
+    EXPECT_LT(Since(start), milliseconds{5500});
+}
+
+TEST_F(Loss, AnInstrumentThatFallsSilentIsGivenUpAfterOnePing)
+{
+    const int fault = instrument.Inject({.fault = Fault::kNoReply});
+    const auto start = Clock::now();
+    WinEventCb(537, 0, 0);
+    ASSERT_TRUE(Listener::Get().WaitForCount(2));
+    EXPECT_GE(Since(start), milliseconds{1900});
+    instrument.Clear(fault);
+    EXPECT_TRUE(Listener::Get().WaitForCount(3));
+}
+
+TEST_F(Loss, InTheMiddleOfAnExchangeEndsThatExchange)
+{
+    for (const int byte : {0, 1, 40, 63, 65, 100, 127}) {
+        const std::size_t heard = Listener::Get().Heard().size();
+        instrument.Inject({.fault = Fault::kUnplugAtByte,
+                           .value = byte,
+                           .limit = 1,
+                           .group = 0xCC,
+                           .replug_port = 0,
+                           .replug_after = milliseconds{50}});
+        EXPECT_EQ(ZEKASetCalibrationMode(true), byte >= 128 ? 1 : 0) << byte;
+        ASSERT_TRUE(Listener::Get().WaitForCount(heard + 2)) << byte;
+    }
+    EXPECT_EQ(ZEKASetCalibrationMode(true), 1);
+}
+
+TEST_F(Loss, ARemovalBetweenTwoOpeningsClosesOnlyTheOneThatWasChecked)
+{
+    for (int round = 0; round < 5; ++round) {
+        const std::size_t heard = Listener::Get().Heard().size();
+        instrument.Replug(round % 3); // pulled and plugged in at once, on changing ports
+        ASSERT_TRUE(Listener::Get().WaitForCount(heard + 2)) << round;
+        std::this_thread::sleep_for(milliseconds{150}); // the monitor has had its turn
+        EXPECT_TRUE(ZEKAIsConnected()) << round;
+    }
+}
+
+TEST_F(Loss, HundredReplugsLeaveNoThreadAndNoDescriptorBehind)
+{
+    const auto replug = [this](int round) {
+        const std::size_t heard = Listener::Get().Heard().size();
+        if (round % 10 == 5) {
+            EXPECT_EQ(ZEKASetOutputFunction(1), 0);
+        }
+        if (round % 10 == 9) { // long enough out for a search that finds nothing
+            instrument.Unplug();
+            ASSERT_TRUE(Listener::Get().WaitForCount(heard + 1));
+        }
+        instrument.Replug();
+        ASSERT_TRUE(Listener::Get().WaitForCount(heard + 2));
+    };
+    replug(0);
+    const auto settled = [] {
+        return std::pair(zeka::test::ThreadCount(), zeka::test::OpenDescriptors().size());
+    };
+    const auto after_first = settled();
+    for (int round = 1; round < 100; ++round)
+        ASSERT_NO_FATAL_FAILURE(replug(round)) << round;
+    EXPECT_TRUE(zeka::test::WaitUntil([&] { return settled() == after_first; }));
+}
+
+} // namespace

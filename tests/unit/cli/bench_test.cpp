@@ -1,0 +1,212 @@
+// bench_test.cpp - what a bench does around playing: finding ports, switches of the output stage, sweeps,
+// recordings, tables, and the doctor.
+#include "command.h"
+#include "support/fixture.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sstream>
+#include <unistd.h>
+
+namespace zeka::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr double kAcCount = 1.0 / 6400.0;
+
+/// The lines of a CSV file below its heading.
+std::vector<std::vector<double>> Rows(const std::string& csv)
+{
+    std::istringstream lines(csv);
+    std::string line;
+    std::getline(lines, line);
+    std::vector<std::vector<double>> rows;
+    while (std::getline(lines, line)) {
+        std::istringstream cells(line);
+        std::vector<double> row;
+        for (std::string cell; std::getline(cells, cell, ',');)
+            row.push_back(std::stod(cell));
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+/// A file for one test.
+class TemporaryFile {
+public:
+    TemporaryFile()
+        : path(std::filesystem::temp_directory_path() / ("zeka-cli-test-" + std::to_string(::getpid())))
+    {
+    }
+    ~TemporaryFile() { std::filesystem::remove(path); }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    [[nodiscard]] std::string Text() const
+    {
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        return text.str();
+    }
+    const std::filesystem::path path;
+};
+
+TEST(List, FindsNothingWhereNothingIs)
+{
+    const Outcome outcome = RunZeka({"list"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(RunZeka({"doctor"}).status, 1);
+}
+
+class Bench : public InstrumentTest {
+protected:
+    Bench() : InstrumentTest(FastClock()) {}
+};
+
+TEST_F(Bench, ListsThePortAndItsHolder)
+{
+    const std::filesystem::path lock = "/var/lock/kestrava.ACM0.lock";
+    const std::int32_t holder = ::getpid();
+    std::ofstream(lock, std::ios::binary).write(reinterpret_cast<const char*>(&holder), sizeof holder);
+    const Outcome held = RunZeka({"list", "--probe", "--json"});
+    const Outcome doctor = RunZeka({"doctor"});
+    std::filesystem::remove(lock);
+
+    EXPECT_EQ(held.status, 0);
+    const nlohmann::json port = held.Json().at("ports").at(0);
+    EXPECT_EQ(port.at("node"), "/dev/ttyACM0");
+    EXPECT_EQ(port.at("lock").at("state"), "held");
+    EXPECT_EQ(port.at("lock").at("pid"), holder);
+    EXPECT_TRUE(port.at("instrument").is_null()) << "a held port must not be asked";
+    EXPECT_EQ(doctor.status, 1);
+    EXPECT_THAT(doctor.out,
+                AllOf(HasSubstr("is held by cli_test"), HasSubstr("kill " + std::to_string(holder))));
+}
+
+TEST_F(Bench, ListAsksOnlyWhenToldTo)
+{
+    const Outcome silent = RunZeka({"list"});
+    EXPECT_EQ(silent.status, 0);
+    EXPECT_THAT(silent.out, AllOf(HasSubstr("/dev/ttyACM0"), Not(HasSubstr("ZZE023A"))));
+    EXPECT_EQ(instrument.Stats().bytes_received, 0u);
+    EXPECT_THAT(RunZeka({"list", "--probe"}).out, HasSubstr("ZZE023A-210345"));
+}
+
+TEST_F(Bench, SetsTheSwitchesOfOneChannelAndOfAll)
+{
+    constexpr std::size_t kChannel2 = 32 + 8 * 2; // its group in the control block
+    const Outcome one =
+        RunZeka({"set", "--channel", "2", "--lead", "1", "--impedance", "3", "--ground", "on"});
+    ASSERT_EQ(one.status, 0) << one.err;
+    const sim::Block block = instrument.State().control_block;
+    EXPECT_EQ(block[kChannel2 + 3], 0x00); // lead flag: set only for lead 0
+    EXPECT_EQ(block[kChannel2 + 4], 0xFF); // impedance mode 3
+    EXPECT_EQ(block[kChannel2 + 5], 0xFF); // ground
+    EXPECT_EQ(block[32 + 3], 0xFF) << "channel 0 was not to be touched";
+
+    ASSERT_EQ(RunZeka({"set", "--ground", "off", "--reset"}).status, 0);
+    EXPECT_EQ(instrument.State().control_block[kChannel2 + 5], 0x00);
+    EXPECT_EQ(instrument.State().status_resets, 1u);
+    EXPECT_EQ(RunZeka({"set"}).status, 2);
+}
+
+TEST_F(Bench, RecordsWhatIsSent)
+{
+    const TemporaryFile file;
+    const Outcome outcome = RunZeka({"record", "sine", "--frequency", "2", "--amplitude", "4", "--dc-offset",
+                                     "100", "--seconds", "1", "-o", file.path, "--json"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.Json().at("seconds"), 1.0);
+    const auto rows = Rows(file.Text());
+    ASSERT_EQ(rows.size(), 40000u);
+    for (std::size_t i = 0; i < rows.size(); i += 1111) {
+        const double t = static_cast<double>(i) / 40000.0;
+        EXPECT_NEAR(rows[i].at(0), t, 1e-6);
+        EXPECT_NEAR(rows[i].at(1), 2.0 * std::sin(2.0 * 6.2831853 * t), kAcCount);
+        EXPECT_EQ(rows[i].at(2), 100.0);
+    }
+}
+
+// A mean over whole periods of a square wave is nought, over its halves the level itself.
+TEST_F(Bench, RecordsAtALowerRateAsMeans)
+{
+    const Outcome outcome =
+        RunZeka({"record", "square", "--frequency", "10", "--seconds", "1", "--rate-out", "20", "-q"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto rows = Rows(outcome.out);
+    ASSERT_EQ(rows.size(), 20u);
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        EXPECT_NEAR(rows[i].at(1), i % 2 == 0 ? 0.5 : -0.5, 0.001) << i;
+}
+
+TEST(Record, RefusesAFileThatCannotBe)
+{
+    const Outcome outcome = RunZeka(
+        {"record", "sine", "--seconds", "0.2", "-o", "/no/such/folder/x.csv", "--sim", "--clock", "fast"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("/no/such/folder/x.csv"));
+    EXPECT_EQ(RunZeka({"record", "sine", "--seconds", "1", "--rate-out", "300", "--sim"}).status, 2);
+}
+
+TEST(Sweep, RunsFromStartToEndAndStops)
+{
+    const Outcome outcome = RunZeka({"sweep", "sine", "--from", "1", "--to", "20", "--seconds", "10", "--sim",
+                                     "--clock", "fast", "--json"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err << outcome.out;
+    const nlohmann::json result = outcome.Json();
+    EXPECT_NEAR(Row(result, "duration").at("measured").get<double>(), 10.0, 0.11);
+    EXPECT_NEAR(Row(result, "periods").at("measured").get<double>(), 105.0, 4.0); // 10.5 Hz in the mean
+    EXPECT_EQ(RunZeka({"sweep", "sine", "--from", "20", "--to", "1", "--sim"}).status, 2);
+    EXPECT_EQ(RunZeka({"sweep", "ecg", "--seconds", "20", "--sim"}).status, 2);
+}
+
+TEST(Waveforms, AreListedAndWritten)
+{
+    const Outcome list = RunZeka({"waveforms", "list", "--json"});
+    ASSERT_EQ(list.status, 0);
+    const nlohmann::json waveforms = list.Json().at("waveforms");
+    ASSERT_EQ(waveforms.size(), 10u + 16u + 5u);
+    EXPECT_EQ(waveforms.at(0), nlohmann::json({{"name", "iec-2-27:aami3a"},
+                                               {"samples", 43081},
+                                               {"rate", 720},
+                                               {"min_mv", -0.531},
+                                               {"max_mv", 0.608}}));
+
+    const TemporaryFile file;
+    ASSERT_EQ(RunZeka({"waveforms", "export", "iec-2-47:0", "-o", file.path}).status, 0);
+    const auto rows = Rows(file.Text());
+    ASSERT_EQ(rows.size(), 60000u);
+    EXPECT_EQ(rows[1025].at(0), 1.025);
+    EXPECT_EQ(rows[1025].at(1), 0.5); // half way up the triangle that begins every second
+    EXPECT_EQ(RunZeka({"waveforms", "export", "sine"}).status, 2);
+    EXPECT_EQ(RunZeka({"waveforms"}).status, 2);
+}
+
+TEST(Completion, KnowsSubcommandsOptionsAndFunctions)
+{
+    const TemporaryFile file;
+    std::ofstream(file.path) << RunZeka({"completion", "bash"}).out;
+    const auto complete = [&](const std::string& words, int at) {
+        const std::string script = "source '" + file.path.string() + "'; COMP_WORDS=(" + words +
+                                   "); COMP_CWORD=" + std::to_string(at) +
+                                   "; _zeka; echo \"${COMPREPLY[@]}\"";
+        std::FILE* shell = ::popen(("exec bash <<'END'\n" + script + "\nEND\n").c_str(), "r");
+        std::string text;
+        for (int c = std::fgetc(shell); c != EOF; c = std::fgetc(shell))
+            text.push_back(static_cast<char>(c));
+        EXPECT_EQ(::pclose(shell), 0);
+        return text;
+    };
+    EXPECT_EQ(complete("zeka pl", 1), "play\n");
+    EXPECT_EQ(complete("zeka play ecg", 2), "ecg ecg-custom\n");
+    EXPECT_EQ(complete("zeka play ecg --pacing-w", 3), "--pacing-width\n");
+    EXPECT_EQ(complete("zeka waveforms ex", 2), "export\n");
+}
+
+} // namespace
+} // namespace zeka::test

@@ -1,0 +1,105 @@
+// manners_test.cpp - what the command does to the terminal, pipes and machine around it.
+#include "command.h"
+#include "support/fixture.h"
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+
+namespace zeka::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::vector<std::string> kShortPlay{"play", "sine", "--seconds", "1", "--sim"};
+
+TEST(Manners, NoProgressAndNoColourInAPipe)
+{
+    const Outcome outcome = RunZeka(kShortPlay);
+    ASSERT_EQ(outcome.status, 0) << outcome.err << outcome.out;
+    for (const std::string& text : {outcome.out, outcome.err}) {
+        EXPECT_THAT(text, Not(HasSubstr("\r")));
+        EXPECT_THAT(text, Not(HasSubstr("\x1b")));
+    }
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("frequency"), Not(HasSubstr("found"))));
+    EXPECT_THAT(outcome.err, HasSubstr("found ZZE023A-210345"));
+}
+
+TEST(Manners, ALiveLineAndColourOnATerminal)
+{
+    const Outcome outcome =
+        RunZeka(kShortPlay, {.streams = Streams::kTerminal, .environment = {"TERM=xterm", "NO_COLOR"}});
+    ASSERT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("worst answer"), HasSubstr("\r "), HasSubstr("\x1b[32mok")));
+}
+
+TEST(Manners, NoColourWhereItIsNotWanted)
+{
+    const Outcome outcome =
+        RunZeka(kShortPlay, {.streams = Streams::kTerminal, .environment = {"TERM=xterm", "NO_COLOR=1"}});
+    ASSERT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("ok"), Not(HasSubstr("\x1b[32m"))));
+}
+
+TEST(Manners, QuietLeavesTheResultAlone)
+{
+    std::vector<std::string> words = kShortPlay;
+    words.emplace_back("--quiet");
+    const Outcome outcome = RunZeka(words);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out, HasSubstr("frequency"));
+}
+
+TEST(Sim, RunsAProgramThatFindsTheInstrument)
+{
+    const Outcome outcome = RunZeka({"sim", "--port", "3", "--", ZEKA_COMMAND, "info", "--json"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.Json().at("instrument").at("node"), "/dev/ttyACM3");
+    EXPECT_FALSE(std::filesystem::exists("/dev/ttyACM3"));
+}
+
+TEST(Sim, EndsAsItsProgramEnds)
+{
+    EXPECT_EQ(RunZeka({"sim", "--", "/bin/sh", "-c", "exit 7"}).status, 7);
+    EXPECT_EQ(RunZeka({"sim", "--", "/bin/sh", "-c", "kill -TERM $$"}).status, 128 + SIGTERM);
+    EXPECT_EQ(RunZeka({"sim", "--", "/no/such/program"}).status, 127);
+}
+
+TEST(Sim, StaysUntilInterrupted)
+{
+    Command command({"sim", "--port", "4"});
+    ASSERT_TRUE(WaitUntil([] { return std::filesystem::is_symlink("/dev/ttyACM4"); }));
+    command.Signal(SIGINT);
+    EXPECT_EQ(command.Wait().status, 0);
+    EXPECT_FALSE(std::filesystem::is_symlink("/dev/ttyACM4"));
+}
+
+// Without the mark of the test's private world the command has to make one of its own, as it does for
+// everybody.
+TEST(Sim, LeavesNothingBehindWhenKilled)
+{
+    Command command({"play", "sine", "--sim", "--quiet"}, {.environment = {"ZEKA_PRIVATE_DEV"}});
+    const pid_t group = command.Pid();
+    const auto processes = [group] {
+        int count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+            const std::string name = entry.path().filename();
+            if (name.find_first_not_of("0123456789") == std::string::npos &&
+                ::getpgid(std::stoi(name)) == group)
+                ++count;
+        }
+        return count;
+    };
+    ASSERT_TRUE(WaitUntil([&] { return processes() >= 2; })) << "the command did not run itself again";
+    command.Signal(SIGKILL);
+    EXPECT_EQ(command.Wait().status, 128 + SIGKILL);
+    EXPECT_TRUE(WaitUntil([&] { return processes() == 0; }));
+    EXPECT_FALSE(std::filesystem::is_symlink("/dev/ttyACM0"));
+}
+
+} // namespace
+} // namespace zeka::test

@@ -13,6 +13,7 @@
 #include "link/port.h"
 #include "link/serial_link.h"
 #include "platform/global_objects.h"
+#include "tests/support/socket_pair.h"
 #include "util/peek.h"
 
 #define ZEKA_REQUIRE(condition)                                                                              \
@@ -70,17 +71,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size <= kSteps)
         return 0;
-    std::array<int, 2> ends{};
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        return 0;
+    const zeka::test::SocketPair ends = zeka::test::MakeSocketPair(SOCK_STREAM);
     const std::size_t input = size - kSteps < kMostInput ? size - kSteps : kMostInput;
-    (void)!::write(ends[1], data + kSteps, input);
+    (void)!::write(ends.far, data + kSteps, input);
     zeka::Publish(g_nDeviceReadTimeout, 0u); // everything that will ever come is there
     zeka::ForgetLateReplies();
-    zeka::OpenPort(ends[0]);
+    zeka::OpenPort(ends.near);
     for (std::size_t i = 0; i < kSteps; ++i)
         RunStep(data[i]);
     DeviceClose();
-    ::close(ends[1]);
+    ::close(ends.far);
     return 0;
 }

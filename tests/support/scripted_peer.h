@@ -5,10 +5,9 @@
 
 #include "link/port.h"
 #include "link/serial_link.h"
+#include "tests/support/socket_pair.h"
 
 #include <cstdint>
-#include <cstdlib>
-#include <fcntl.h>
 #include <functional>
 #include <mutex>
 #include <sys/socket.h>
@@ -37,12 +36,9 @@ public:
 
     explicit ScriptedPeer(Script script) : script_(std::move(script))
     {
-        int ends[2];
-        if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0 ||
-            ::fcntl(ends[0], F_SETFL, O_NONBLOCK) != 0)
-            std::abort();
-        end_ = ends[1];
-        zeka::OpenPort(ends[0]);
+        const SocketPair ends = MakeSocketPair(SOCK_SEQPACKET);
+        end_ = ends.far;
+        zeka::OpenPort(ends.near);
         thread_ = std::thread([this] { Answer(); });
     }
 

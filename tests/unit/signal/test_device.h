@@ -16,6 +16,7 @@
 
 #include "link/serial_link.h"
 #include "platform/global_objects.h"
+#include "tests/support/socket_pair.h"
 #include "util/peek.h"
 
 namespace zeka::test {
@@ -24,11 +25,9 @@ class TestDevice {
 public:
     TestDevice()
     {
-        int ends[2];
-        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
-            std::abort();
-        near_ = ends[0];
-        far_ = ends[1];
+        const SocketPair ends = MakeSocketPair(SOCK_STREAM);
+        near_ = ends.near;
+        far_ = ends.far;
         answering_ = std::thread([this] { Answer(); });
         Publish(g_hDevice, near_);
     }

@@ -17,6 +17,7 @@
 #include "link/serial_link.h"
 #include "platform/global_objects.h"
 #include "stream/burst.h"
+#include "tests/support/socket_pair.h"
 
 namespace zeka::test {
 
@@ -26,11 +27,9 @@ class AnsweringDevice {
 public:
     AnsweringDevice()
     {
-        int ends[2] = {};
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-            std::abort();
-        far_ = ends[1];
-        OpenPort(ends[0]);
+        const SocketPair ends = MakeSocketPair(SOCK_STREAM);
+        far_ = ends.far;
+        OpenPort(ends.near);
         g_hProcessRequestEvent.SetEvent();
         answering_ = std::thread([this] { Answer(); });
     }

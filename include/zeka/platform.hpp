@@ -1,7 +1,7 @@
-// platform.hpp - the platform objects of libzeka for C++17 programs: events, waits, critical sections,
-// threads and signal-driven timers. The names are Windows names; where the behaviour differs from what they
-// suggest it is said: a time-out is 110, no value means "for ever" but where it is said, there is no waiting
-// for all.
+/// @file
+/// The platform objects of libzeka for C++17 programs: events, waits, locks, threads, signal-driven timers.
+/// The names are Windows names; where the behaviour differs from what they suggest it is said: a time-out is
+/// 110, no value means "for ever" but where it is said, there is no waiting for all.
 #ifndef ZEKA_PLATFORM_HPP
 #define ZEKA_PLATFORM_HPP
 
@@ -50,7 +50,7 @@ protected:
 /// clears it.
 class ZEKA_API CAutoResetEvent : public CEvent {
 public:
-    explicit CAutoResetEvent(bool signalled);
+    explicit CAutoResetEvent(bool signalled); ///< signalled: from the start
     CAutoResetEvent(const CAutoResetEvent&) = delete;
     CAutoResetEvent& operator=(const CAutoResetEvent&) = delete;
     void SetEvent() override;
@@ -70,7 +70,7 @@ private:
 /// Stays signalled until ResetEvent; one SetEvent releases all waiters.
 class ZEKA_API CManualResetEvent : public CEvent {
 public:
-    explicit CManualResetEvent(bool signalled);
+    explicit CManualResetEvent(bool signalled); ///< signalled: from the start
     CManualResetEvent(const CManualResetEvent&) = delete;
     CManualResetEvent& operator=(const CManualResetEvent&) = delete;
     void SetEvent() override;
@@ -90,17 +90,17 @@ public:
     CSimpleCriticalSection();
     CSimpleCriticalSection(const CSimpleCriticalSection&) = delete;
     CSimpleCriticalSection& operator=(const CSimpleCriticalSection&) = delete;
-    void Lock() ZEKA_ACQUIRES();
-    void Unlock() ZEKA_RELEASES();
+    void Lock() ZEKA_ACQUIRES();   ///< waits for it, in the order of arrival, without a time limit
+    void Unlock() ZEKA_RELEASES(); ///< as often as it was taken, by the thread that took it
 
 private:
     pthread_mutex_t mutex_;
 };
 
-/// Holds a critical section from construction to destruction.
+/// Holds a critical section from construction to destruction; the section has to live longer.
 class ZEKA_API ZEKA_SCOPED_LOCK CAutoCriticalSection {
 public:
-    explicit CAutoCriticalSection(CSimpleCriticalSection& section) ZEKA_ACQUIRES(section);
+    explicit CAutoCriticalSection(CSimpleCriticalSection& section) ZEKA_ACQUIRES(section); ///< takes it
     ~CAutoCriticalSection() ZEKA_RELEASES();
     CAutoCriticalSection(const CAutoCriticalSection&) = delete;
     CAutoCriticalSection& operator=(const CAutoCriticalSection&) = delete;
@@ -127,10 +127,10 @@ ZEKA_API int CreateThread(unsigned long* threadId, void* (*start)(void*), void* 
 /// to the process; 0 ms gives a timer that never expires. Null when the timer cannot be created. SIGRTMIN
 /// raises the library's first timer event, SIGRTMIN + 1 the second, by handlers that are installed here
 /// without SA_RESTART and stay; for any other signal the caller has installed one. A system call of any
-/// thread may fail with EINTR for it.
+/// thread may fail with EINTR for it. Any thread.
 ZEKA_API timer_t CreateNewTimer(unsigned int ms, unsigned int& signo);
 /// Ends a timer; null is ignored, and the handle keeps its value: do not delete it twice. unused has no
-/// effect.
+/// effect. Any thread.
 ZEKA_API void DeleteTimer(unsigned int unused, void*& timer);
 }
 

@@ -1,12 +1,11 @@
-/*
- * zeka.h - the whole C interface of libzeka, the driver library of an ECG patient simulator on USB.
+/** @file
+ * The whole C interface of libzeka, the driver library of an ECG patient simulator on USB.
  * Valid C11 and C++11. C++ programs find events, waits, threads and timers in zeka/platform.hpp.
  *
  * A whole program: connect, choose a function, stop, free.
  *
  * @code
  * #include <stdio.h>
- *
  * #include "zeka/zeka.h"
  *
  * int main(void)
@@ -27,8 +26,7 @@
  * }
  * @endcode
  *
- * What holds for all functions
- *
+ * @par What holds for all functions
  * Streaming. The library computes the signal, 40000 samples per second, and sends 700 of them (17.5 ms)
  * whenever the instrument asks. A signal streams from the selection of an output function other than 0 to
  * the selection of 0, to the end of what is played once, or to the loss of the instrument.
@@ -44,17 +42,19 @@
  * 0. Calls with other results say so. Getters return the stored value, also with no instrument open. An
  * instrument counts as open from the moment the connection is announced to the moment its loss is.
  *
- * Threads. Any thread may call any function at any time, except where a function says otherwise. Signal
- * handlers may call none. A process that forks first and connects then, as a daemon does, may use the
- * library; a child of a connected process may not (ZEKAInit returns false, ZEKAConnect 0), and leaves the
- * parent's connection alone.
+ * Threads. Any thread may call any function at any time, where nothing else is said. Signal handlers may
+ * call none. A process may fork first and connect then, as a daemon does; a child of a connected process may
+ * not (ZEKAInit returns false, ZEKAConnect 0), and leaves the parent's connection alone.
  *
  * Callbacks. They run on threads of the library; what each type says about its thread and lock is binding.
- * One that runs under the lock must return well within the 17.5 ms of a burst, or the signal has gaps.
- * Exceptions must not leave a callback: the program would end. The library's threads have all signals
- * blocked; a program that a callback starts inherits that unless the callback unblocks them first. Neither
- * ZEKAFree nor ZEKAConnect belongs into one, nor does exit(), whose clean-up can wait up to 5 s for a thread
- * that waits for the callback.
+ * One that runs under the lock must return well within the 17.5 ms of a burst, or the signal has gaps. An
+ * exception that leaves one ends the program. The library's threads have all signals blocked; a program
+ * started there inherits that unless they are unblocked first. Neither ZEKAFree nor ZEKAConnect belongs into
+ * one, nor does exit(), whose clean-up may wait 5 s for a thread that waits for the callback.
+ *
+ * Stability. What stands here and in zeka/platform.hpp stays: names, signatures, results, layouts. A program
+ * runs with every later libzeka.so.1 as it was built; functions may come, none goes or changes its meaning.
+ * Nothing else is exported. The samples of the standard test waveforms may come closer to the originals.
  *
  * End. exit() and dlclose() at any moment end all threads, close the instrument and release its lock file.
  */
@@ -93,11 +93,11 @@ typedef struct MODEL_INFORMATION {
 
 /** Hardware information of the connected instrument (20 bytes); each 0 to 255, the instrument's own. */
 typedef struct ZEKA_HW_INFORMATION {
-    unsigned int nStoredInfo0;
-    unsigned int nStoredInfo1;
-    unsigned int nQueryInfo;
-    unsigned int nHWSetting0;
-    unsigned int nHWSetting1;
+    unsigned int nStoredInfo0; /**< first byte of stored information */
+    unsigned int nStoredInfo1; /**< second byte of stored information */
+    unsigned int nQueryInfo;   /**< the module's answer when it was asked what it is */
+    unsigned int nHWSetting0;  /**< first hardware setting */
+    unsigned int nHWSetting1;  /**< second hardware setting */
 } ZEKA_HW_INFORMATION;
 
 /** A recording in the application's memory, for ZEKALoadRawData. The library copies both arrays. */
@@ -166,7 +166,7 @@ ZEKA_API bool ZEKAInit(ZEKA_CONNECTION_CALLBACK callback);
  * call returns 0 after its time-out and, like every failed one, ends the existing connection too
  * (ZEKAFree).
  *
- * @param port       0 .. 127 for /dev/ttyACM<port>, -1 for the first instrument on any port
+ * @param port       0 .. 127 for that number of /dev/ttyACM*, -1 for the first instrument on any port
  * @param timeoutMs  0 .. 4294967295 ms; no value means for ever
  * @return 1  an instrument is connected
  *         0  none within the time-out; the search has ended
@@ -1153,7 +1153,7 @@ ZEKA_API int ZEKAGetInputImpedanceMode(int channel);
 /**
  * Ties the signal ground of a channel to the instrument's ground, or unties it.
  *
- * @param channel  0 .. 3
+ * @param channel,on  0 .. 3, and whether it is tied
  * @return  0  sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
  *         -2  no such channel; nothing sent
@@ -1185,7 +1185,7 @@ ZEKA_API int SetAllOutputState(unsigned int state);
 /**
  * Enables or disables output channels; the others stay as they are.
  *
- * @param mask  bit c for channel c, 0 to 3
+ * @param mask,on  bit c for channel c, 0 to 3, and whether these are enabled
  * @return true   confirmed by the instrument
  *         false  no instrument open, none that asks, or not confirmed
  * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
@@ -1196,7 +1196,7 @@ ZEKA_API bool SetSelectedChannelEnabled(unsigned char mask, bool on);
  * Sets (lead not 0) or clears the lead bits of output channels. It also enables exactly these channels and
  * disables all others: call SetSelectedChannelEnabled afterwards where that is not meant.
  *
- * @param mask  bit c for channel c, 0 to 3
+ * @param mask,lead  bit c for channel c, 0 to 3, and what becomes of the bits: 0 clears, others set
  * @return true   confirmed by the instrument
  *         false  no instrument open, none that asks, or not confirmed
  * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
@@ -1379,8 +1379,8 @@ ZEKA_API void DisableRecordRaw(void);
  * Writes values to a text file, "%.3f" and a line feed each, whatever the locale. An existing file is
  * replaced.
  *
- * @param values  count values
- * @param path    at most 511 characters, opened as UTF-8
+ * @param values,count  the values and their number
+ * @param path  at most 511 characters, opened as UTF-8
  * @return  0  written
  *         -3  cannot be opened
  *         -6  a write failed (disk full); what was written stays

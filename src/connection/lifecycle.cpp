@@ -41,6 +41,7 @@ struct Runs {
 
 Runs& SupervisorRuns() noexcept
 {
+    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the program cannot go on
     static Runs& runs = *new Runs;
     return runs;
 }

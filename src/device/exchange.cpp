@@ -35,8 +35,9 @@ constexpr unsigned kSortOutMs = 100; // for input that keeps coming
 
 struct Wire {
     std::mutex lock;
-    std::size_t kept_requests = 0; // sample requests that an exchange read ahead of its reply
-    std::size_t owed = 0;          // bytes of replies that did not come in time and may still come
+    std::size_t kept_requests = 0;    // sample requests that an exchange read ahead of its reply
+    std::size_t reads_since_look = 0; // of requests, since their number was last looked at
+    std::size_t owed = 0;             // bytes of replies that did not come in time and may still come
 };
 constinit Wire wire; // trivially destroyed: a late caller at process exit finds it whole
 
@@ -258,6 +259,16 @@ bool TakeKeptRequest(std::span<std::uint8_t, kBlockBytes> block)
     return true;
 }
 
+// An instrument that asks faster than it is answered. Looked at now and then only: the look costs as much as
+// a read.
+void DropSurplusRequests(std::span<std::uint8_t, kBlockBytes> block)
+{
+    wire.reads_since_look = 0;
+    for (std::size_t waiting = InputWaiting() / kBlockBytes; waiting > kMostWaitingRequests; --waiting)
+        if (FillFrom(block, 0, Deadline::InMs(0)) == 0)
+            return;
+}
+
 // A block that does not begin like a request holds a late reply at its head; the request behind it must not
 // stay shifted for ever.
 int Realign(std::span<std::uint8_t, kBlockBytes> block, std::size_t have)
@@ -309,16 +320,13 @@ int ReadRequestBlock(std::span<std::uint8_t, kBlockBytes> block, unsigned wait_m
     const std::scoped_lock hold(wire.lock);
     if (TakeKeptRequest(block)) // an exchange was faster
         return static_cast<int>(kBlockBytes);
-    const std::size_t waiting = InputWaiting();
-    if (waiting == 0 && !WaitForInput(0)) // an exchange took it, or there was a hang-up
-        return 0;
-    for (std::size_t surplus = waiting / kBlockBytes; surplus > kMostWaitingRequests; --surplus)
-        if (ReadDataEx(block.data(), static_cast<int>(kBlockBytes), 0) <= 0)
-            return 0;
-    const int got = ReadDataEx(block.data(), static_cast<int>(kBlockBytes), RestWaitMs());
-    return got <= 0 || IsSampleRequest(Bytes(block).first(static_cast<std::size_t>(got)))
-               ? got
-               : Realign(block, static_cast<std::size_t>(got));
+    if (++wire.reads_since_look >= kMostWaitingRequests)
+        DropSurplusRequests(block);
+    std::size_t have = ReadAvailable(block);
+    if (have == 0)
+        return 0; // an exchange took it, or there was a hang-up
+    have = FillFrom(block, have, Deadline::InMs(RestWaitMs()));
+    return IsSampleRequest(Bytes(block).first(have)) ? static_cast<int>(have) : Realign(block, have);
 }
 
 bool RequestKept()

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 extern std::int64_t g_hDevice;              // -1     descriptor of the open device; peek
 extern char g_szDevicePath[512];            // empty  node of the open device, set after the identity exchange
@@ -69,5 +70,7 @@ enum class Presence { kThere, kGone, kUnknown };
 [[nodiscard]] bool WaitForHangUp(unsigned ms);
 /// Bytes that wait to be read, 0 when none or closed.
 [[nodiscard]] std::size_t InputWaiting();
+/// Reads what is there into bytes without waiting; 0 when nothing is, closed or hung up (which is noted).
+[[nodiscard]] std::size_t ReadAvailable(std::span<std::uint8_t> bytes);
 
 } // namespace zeka

@@ -129,6 +129,19 @@ std::size_t InputWaiting()
     return static_cast<std::size_t>(waiting);
 }
 
+std::size_t ReadAvailable(std::span<std::uint8_t> bytes)
+{
+    const PortUse port;
+    if (!port.IsOpen() || bytes.empty())
+        return 0;
+    const ssize_t got = ::read(port.Fd(), bytes.data(), bytes.size());
+    if (got > 0)
+        return static_cast<std::size_t>(got);
+    if (Classify(got, errno, port.Fd()) == Step::kHungUp)
+        port.NoteHangUp();
+    return 0;
+}
+
 } // namespace zeka
 
 int ReadData(unsigned char* buf, int len) { return ReadDataEx(buf, len, zeka::Peek(g_nDeviceReadTimeout)); }

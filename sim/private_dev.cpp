@@ -327,4 +327,18 @@ void EnterPrivateDev(char* const argv[])
     ::setenv(kMark, kOutside, 1);
 }
 
+int MoveIntoPrivateDev()
+{
+    if (InPrivateDev())
+        return 0;
+    const Plan plan = MakePlan();
+    errno = 0;
+    if (!TakeNamespaces(plan))
+        return errno == EINVAL ? EBUSY : errno != 0 ? errno : EPERM; // the kernel's word for several threads
+    if (!MakeWorld(plan))
+        return errno != 0 ? errno : EPERM;
+    ::setenv(kMark, kInside, 1);
+    return 0;
+}
+
 } // namespace zeka::sim

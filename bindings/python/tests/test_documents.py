@@ -32,3 +32,26 @@ def test_a_program_runs_as_it_stands_there(program):
 
 def test_there_are_programs_to_run():
     assert len(list(programs())) >= 4
+
+
+def anchors(text):
+    """As GitHub and others make them of headings."""
+    headings = re.findall(r"^#+ (.*)$", re.sub(r"^```.*?^```", "", text, flags=re.M | re.S), flags=re.M)
+    return {re.sub(r"[^\w\- ]", "", heading.lower()).strip().replace(" ", "-") for heading in headings}
+
+
+def test_links_between_documents_lead_somewhere():
+    tracked = subprocess.run(["git", "ls-files", "*.md"], cwd=TOP, capture_output=True, text=True).stdout.split()
+    if not tracked:
+        pytest.skip("not a git working tree")
+    broken = []
+    for document in map(TOP.joinpath, tracked):
+        text = re.sub(r"^ *```.*?^ *```", "", document.read_text(), flags=re.M | re.S)
+        for link in re.findall(r"\]\(([^)\s]+)\)", text):
+            path, _, anchor = link.partition("#")
+            target = document.parent / path if path else document
+            if "://" in link:
+                continue
+            if not target.exists() or (anchor and target.suffix == ".md" and anchor not in anchors(target.read_text())):
+                broken.append(f"{document.relative_to(TOP)}: {link}")
+    assert broken == []

@@ -252,7 +252,7 @@ class Instrument:
             done = plain.SetRespireAlgorithmParam(per_minute, ratio, apnea, baseline, amplitude, rate) == 1
         require(0 if done else -1, "breathe")
 
-    def sweep(self, start: float, stop: float, seconds: int) -> streams.Heard[float]:
+    def sweep(self, start: float, stop: float, seconds: float) -> streams.Heard[float]:
         """A sine from `start` to `stop` Hz, 0.67 .. 500, within 10 .. 180 s. Returns at once with an iterator over the
         frequencies as they are played, one a burst (17.5 ms), which ends with the sweep."""
         _check("start", start, 0.67, 500.0, "Hz")

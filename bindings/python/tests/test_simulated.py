@@ -8,8 +8,9 @@ THREADED = "import threading; threading.Thread(target=threading.Event().wait, da
 PLUG = "import zeka; zeka.simulated().close(); print('plugged')"
 
 
-def run(*words):
+def run(*words, **changes):
     environment = {name: value for name, value in os.environ.items() if name != "ZEKA_PRIVATE_DEV"}
+    environment.update(changes)
     return subprocess.run([sys.executable, *words], capture_output=True, text=True, timeout=60, env=environment)
 
 
@@ -29,3 +30,12 @@ def test_after_threads_were_started_the_launcher_helps(tmp_path):
     program.write_text(THREADED + "import sys; print(sys.argv[1:]); " + PLUG)
     done = run("-m", "zeka.simulate", str(program), "one", "two")
     assert (done.returncode, done.stdout) == (0, "['one', 'two']\nplugged\n"), done.stderr
+
+
+def test_a_missing_library_is_said_with_the_place_to_name_it():
+    done = run("-c", "import zeka; zeka.connect()", ZEKA_LIBRARY="/nowhere/libzeka.so")
+    assert done.returncode == 1
+    assert "zeka.errors.LibraryNotFound: /nowhere/libzeka.so" in done.stderr and "ZEKA_LIBRARY" in done.stderr
+    done = run("-m", "zeka.simulate", "program.py", ZEKA_SIM_LIBRARY="/nowhere/libzeka_sim.so")
+    assert done.returncode == 1
+    assert done.stderr.startswith("zeka.simulate: /nowhere/libzeka_sim.so") and done.stderr.count("\n") == 1

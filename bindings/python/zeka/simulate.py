@@ -7,6 +7,7 @@ import os
 import runpy
 import sys
 
+from .errors import Error
 from .virtual import enter_private_dev
 
 _USAGE = "usage: python3 -m zeka.simulate [-m MODULE | PROGRAM.py] [ARGUMENT]..."
@@ -19,7 +20,10 @@ def main() -> None:
     if not rest or rest[0] in ("-h", "--help"):
         print(_USAGE, file=sys.stdout if rest else sys.stderr)
         sys.exit(0 if rest else 2)
-    enter_private_dev()
+    try:
+        enter_private_dev()
+    except Error as error:
+        sys.exit(f"zeka.simulate: {error}")
     sys.argv = rest
     if module:
         sys.path.insert(0, os.getcwd())

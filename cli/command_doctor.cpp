@@ -16,6 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Says at its head how it is set up: access for who sits at the machine, no ModemManager.
+constexpr const char* kUdevRules = "the udev rules 70-zeka.rules";
+
 enum class Verdict { kGood, kHint, kBad };
 
 struct Finding {
@@ -77,9 +80,9 @@ void LookAtPermission(const Port& port, std::vector<Finding>& findings)
     if (port.may_open)
         findings.push_back({Verdict::kGood, port.node, "may be opened", {}});
     else
-        findings.push_back(
-            {Verdict::kBad, port.node, "may not be opened by this user",
-             fmt::format("sudo usermod -aG {} $USER, then log out and in again", GroupOf(port.node))});
+        findings.push_back({Verdict::kBad, port.node, "may not be opened by this user",
+                            fmt::format("sudo usermod -aG {} $USER, then log out and in again; or set up {}",
+                                        GroupOf(port.node), kUdevRules)});
 }
 
 void LookAtLock(const Port& port, std::vector<Finding>& findings)
@@ -143,7 +146,9 @@ void LookAtModemManager(std::vector<Finding>& findings)
         if (FirstLine("/proc/" + process + "/comm") == "ModemManager") {
             findings.push_back({Verdict::kHint, "ModemManager",
                                 "runs, and talks to every new port for some seconds",
-                                "sudo systemctl stop ModemManager, or wait that long after plugging in"});
+                                fmt::format("wait that long after plugging in, or sudo systemctl stop "
+                                            "ModemManager; for good: set up {}",
+                                            kUdevRules)});
             return;
         }
 }

@@ -36,6 +36,7 @@ void AddDoctor(CLI::App& app, Context& context);
 void AddInfo(CLI::App& app, Context& context);
 void AddList(CLI::App& app, Context& context);
 void AddPlay(CLI::App& app, Context& context);
+void AddPlot(CLI::App& app, Context& context);
 void AddRecord(CLI::App& app, Context& context);
 void AddSet(CLI::App& app, Context& context);
 void AddSim(CLI::App& app, Context& context);

@@ -127,6 +127,7 @@ int Run(int argc, char** argv)
     app.set_version_flag("--version", "zeka " ZEKA_CLI_VERSION);
     app.footer(kFooter);
     AddPlay(app, context);
+    AddPlot(app, context);
     AddSweep(app, context);
     AddRecord(app, context);
     AddWaveforms(app, context);

@@ -1,0 +1,160 @@
+// command_plot.cpp - zeka plot: a signal as an ECG strip on paper. No instrument is needed: the signal is
+// rendered as it would be sent to one.
+#include "cli/strip_file.h"
+#include "cli/strip_source.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+
+namespace zeka::cli {
+namespace {
+
+constexpr double kLongestS = 600.0; // the renderer's
+constexpr const char* kGroup = "Strip";
+
+struct PlotOptions {
+    SignalOptions signal;
+    double from_s = 0.0;
+    double seconds = 10.0;
+    std::string path;
+    std::string channel = "ac";
+    std::string title;
+    StripStyle style;
+    std::string paper; // empty: what suits the format
+    double dpi = 254.0;
+    bool no_marks = false;
+};
+
+/// What lies in the asked stretch of the signal.
+void Cut(StripChart& chart, const PlotOptions& options)
+{
+    const auto from = static_cast<std::ptrdiff_t>(std::llround(options.from_s * chart.rate));
+    const auto count = static_cast<std::ptrdiff_t>(std::llround(options.seconds * chart.rate));
+    const auto length = static_cast<std::ptrdiff_t>(chart.mv.size());
+    if (from >= length)
+        throw Failure(Exit::kUsage, fmt::format("--from {:g}: the signal ends after {:g} s; give less",
+                                                options.from_s, chart.Seconds()));
+    chart.mv.erase(chart.mv.begin() + std::min(from + count, length), chart.mv.end());
+    chart.mv.erase(chart.mv.begin(), chart.mv.begin() + from);
+    chart.start_s = options.from_s;
+    for (Tick& tick : chart.ticks) {
+        tick.at_s -= options.from_s;
+        tick.to_s -= options.from_s;
+    }
+    std::erase_if(chart.ticks, [end = chart.Seconds()](const Tick& tick) {
+        return std::max(tick.at_s, tick.to_s) < 0.0 || tick.at_s >= end;
+    });
+}
+
+Exit Plot(PlotOptions& options, Context& context)
+{
+    const StripFormat format = StripFormatOf(options.path);
+    options.style.paper = options.paper.empty()   ? format == StripFormat::kPdf ? Paper::kA4 : Paper::kFit
+                          : options.paper == "a4" ? Paper::kA4
+                                                  : Paper::kFit;
+    if (options.from_s + options.seconds > kLongestS)
+        throw Failure(Exit::kUsage, fmt::format("--from and --seconds are {:g} s together; give at most {:g}",
+                                                options.from_s + options.seconds, kLongestS));
+    StripChart chart =
+        ChartOfSignal(options.signal, options.channel, options.from_s + options.seconds, context);
+    Cut(chart, options);
+    if (options.no_marks)
+        chart.ticks.clear();
+    if (!options.title.empty())
+        chart.title = options.title;
+    const StripDrawing drawing(chart, options.style);
+    WriteFile(options.path, FileOf(drawing, format, options.dpi));
+
+    const StripLayout& layout = drawing.Layout();
+    if (context.console.json)
+        context.console.Result("plot", {{"file", options.path},
+                                        {"title", chart.title},
+                                        {"seconds", chart.Seconds()},
+                                        {"speed_mm_per_s", options.style.speed},
+                                        {"gain_mm_per_mv", layout.gain},
+                                        {"rows", layout.rows},
+                                        {"pages", layout.pages},
+                                        {"page_mm", {layout.page_width, layout.page_height}}});
+    context.console.Note(fmt::format("drew {:g} s in {} row{} at {:g} mm/s and {:g} mm/mV into {}",
+                                     chart.Seconds(), layout.rows, layout.rows == 1 ? "" : "s",
+                                     options.style.speed, layout.gain, options.path));
+    return Exit::kDone;
+}
+
+void AddStripOptions(CLI::App& command, PlotOptions& options)
+{
+    command.add_option("-o,--output", options.path, "into this file: .pdf, .svg or .png")
+        ->required()
+        ->type_name("FILE")
+        ->group(kGroup);
+    command
+        .add_option("--seconds", options.seconds,
+                    fmt::format("so much of the signal, 10 without it [0.1 to {} s]", kLongestS))
+        ->type_name("s")
+        ->group(kGroup)
+        ->check(Within(0.1, kLongestS, "s"));
+    command
+        .add_option("--from", options.from_s,
+                    fmt::format("begin so late in the signal [0 to {} s]", kLongestS))
+        ->type_name("s")
+        ->group(kGroup)
+        ->check(Within(0.0, kLongestS, "s"));
+    command.add_option("--speed", options.style.speed, "paper speed, 25 without it [25, 50 mm/s]")
+        ->type_name("mm/s")
+        ->group(kGroup)
+        ->check(OneOf({"25", "50"}));
+    command
+        .add_option(
+            "--gain", options.style.gain,
+            "height of 1 mV; without it the highest up to 10 that fits [5, 10, 20 mm/mV; for high levels 2, "
+            "1, 0.5, 0.2, 0.1, 0.05, 0.02]")
+        ->type_name("mm/mV")
+        ->group(kGroup)
+        ->check(OneOf({"5", "10", "20", "2", "1", "0.5", "0.2", "0.1", "0.05", "0.02"}));
+    command
+        .add_option("--channel", options.channel, "the signal, or the offset and the pacing pulses [ac, dc]")
+        ->type_name("NAME")
+        ->group(kGroup)
+        ->check(OneOf({"ac", "dc"}));
+    command
+        .add_option("--rows", options.style.rows, "in so many rows; without it in rows of 250 mm [1 to 200]")
+        ->type_name("N")
+        ->group(kGroup)
+        ->check(Within(1, 200, ""));
+    command
+        .add_option("--paper", options.paper,
+                    "A4 landscape, or one page as large as the strip; without it a PDF is A4 [a4, fit]")
+        ->type_name("SIZE")
+        ->group(kGroup)
+        ->check(OneOf({"a4", "fit"}));
+    command
+        .add_option("--dpi", options.dpi,
+                    "of a PNG, 254 without it: 10 pixels to the millimetre [50 to 1200]")
+        ->type_name("N")
+        ->group(kGroup)
+        ->check(Within(50, 1200, "dpi"));
+    command.add_option("--title", options.title, "in the place of the function's name")
+        ->type_name("TEXT")
+        ->group(kGroup);
+    command.add_flag("--no-marks", options.no_marks, "no marks at R peaks, pacing pulses and apneas")
+        ->group(kGroup);
+}
+
+} // namespace
+
+void AddPlot(CLI::App& app, Context& context)
+{
+    auto options = std::make_shared<PlotOptions>();
+    CLI::App* command = app.add_subcommand("plot", "draw a signal as an ECG strip, true to scale");
+    command->footer(FunctionHelp() +
+                    "\nNo instrument is needed. Printed at 100 %, a square of the grid is 1 mm wide.\n"
+                    "Example: zeka plot ecg --rate 72 --pacing 5 --seconds 20 -o strip.pdf");
+    AddSignalOptions(*command, options->signal);
+    AddStripOptions(*command, *options);
+    AddCommonOptions(*command, context);
+    command->callback(
+        [options, &context] { context.job = [options, &context] { return Plot(*options, context); }; });
+}
+
+} // namespace zeka::cli

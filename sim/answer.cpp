@@ -42,8 +42,10 @@ void Worker::TakeFrames(TimePoint now)
         const std::size_t passed = burst_bytes_ > 0 ? burst_bytes_ : frame->size;
         if (UnplugWhileReceiving(frame->command, frame->View(), passed))
             return;
-        if (burst_bytes_ == kBurstBytes)
+        if (burst_bytes_ == kBurstBytes) {
             burst_bytes_ = 0;
+            faults_.BurstArrived();
+        }
         if (frame->command == Command::kSamples)
             player_.TakePacket(*frame);
         else
@@ -69,7 +71,9 @@ bool Worker::UnplugWhileReceiving(std::optional<Command> command, Bytes so_far, 
 void Worker::Answer(const Frame& frame, TimePoint now)
 {
     ++stats_.commands;
-    firmware_.SetRomNeverDone(faults_.Active(Fault::kRomNeverDone).has_value());
+    if (frame.command == Command::kRomStatus)
+        firmware_.SetRomNeverDone(
+            faults_.Take(Fault::kRomNeverDone, frame.command, frame.bytes[0]).has_value());
     const Reply reply = firmware_.Handle(frame);
     CommandRecord record{
         frame.command, {frame.View().begin(), frame.View().end()}, {}, frame.first, frame.last};

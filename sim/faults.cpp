@@ -5,6 +5,41 @@
 
 namespace zeka::sim {
 
+const char* NameOf(Fault fault)
+{
+    switch (fault) {
+    case Fault::kNoReply:
+        return "no-reply";
+    case Fault::kShortReply:
+        return "short-reply";
+    case Fault::kLateReply:
+        return "late-reply";
+    case Fault::kGarbage:
+        return "garbage";
+    case Fault::kWrongMarker:
+        return "wrong-marker";
+    case Fault::kWrongStatus:
+        return "wrong-status";
+    case Fault::kSingleBytes:
+        return "single-bytes";
+    case Fault::kRequestAhead:
+        return "request-ahead";
+    case Fault::kWrongAck:
+        return "wrong-ack";
+    case Fault::kUnplugAtByte:
+        return "unplug";
+    case Fault::kStopReading:
+        return "stop-reading";
+    case Fault::kFlood:
+        return "flood";
+    case Fault::kStopAsking:
+        return "stop-asking";
+    case Fault::kRomNeverDone:
+        return "rom-never-done";
+    }
+    return "unknown";
+}
+
 int FaultBoard::Add(const FaultRule& rule)
 {
     rules_.push_back({next_id_, rule});
@@ -27,7 +62,7 @@ std::optional<FaultRule> FaultBoard::Take(Fault fault, Command command, std::uin
 {
     const auto entry = std::ranges::find_if(
         rules_, [&](const Entry& candidate) { return Applies(candidate.rule, fault, command, group); });
-    if (entry == rules_.end())
+    if (entry == rules_.end() || !Strikes(entry->rule))
         return std::nullopt;
     ++fired_[fault];
     const FaultRule rule = entry->rule;
@@ -36,11 +71,32 @@ std::optional<FaultRule> FaultBoard::Take(Fault fault, Command command, std::uin
     return rule;
 }
 
+/// An occasion of a rule that applies.
+bool FaultBoard::Strikes(FaultRule& rule)
+{
+    if (rule.fault != Fault::kUnplugAtByte && rule.skip > 0) { // that one's occasions are bursts
+        --rule.skip;
+        return false;
+    }
+    return rule.chance >= 1.0 || std::bernoulli_distribution(rule.chance)(random_);
+}
+
+void FaultBoard::BurstArrived()
+{
+    for (Entry& entry : rules_) {
+        FaultRule& rule = entry.rule;
+        if (rule.skip == 0 || (!Lasts(rule.fault) && rule.fault != Fault::kUnplugAtByte))
+            continue;
+        if (--rule.skip == 0 && Lasts(rule.fault))
+            ++fired_[rule.fault];
+    }
+}
+
 std::optional<FaultRule> FaultBoard::Find(Fault fault, std::optional<Command> command,
                                           std::uint8_t group) const
 {
     for (const Entry& entry : rules_)
-        if (Applies(entry.rule, fault, command, group))
+        if (entry.rule.skip == 0 && Applies(entry.rule, fault, command, group))
             return entry.rule;
     return std::nullopt;
 }
@@ -48,7 +104,7 @@ std::optional<FaultRule> FaultBoard::Find(Fault fault, std::optional<Command> co
 std::optional<FaultRule> FaultBoard::Active(Fault fault) const
 {
     for (const Entry& entry : rules_)
-        if (entry.rule.fault == fault)
+        if (entry.rule.fault == fault && entry.rule.skip == 0)
             return entry.rule;
     return std::nullopt;
 }

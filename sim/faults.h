@@ -7,6 +7,7 @@
 
 #include <map>
 #include <optional>
+#include <random>
 #include <vector>
 
 namespace zeka::sim {
@@ -25,8 +26,17 @@ enum class Fault {
     kStopReading,  // while set: takes nothing from the host
     kFlood,        // while set: sends this many sample requests every millisecond; 0 means 8
     kStopAsking,   // while set: plays on, but asks for no burst
-    kRomNeverDone, // while set: a ROM store is never reported as done
+    kRomNeverDone, // a ROM store is not reported as done, however often it is asked for
 };
+
+/// Short names for command lines and reports: "late-reply".
+const char* NameOf(Fault fault);
+
+/// Faults of the stream, which go on once they have begun.
+constexpr bool Lasts(Fault fault)
+{
+    return fault == Fault::kStopReading || fault == Fault::kFlood || fault == Fault::kStopAsking;
+}
 
 struct FaultRule {
     Fault fault{};
@@ -36,6 +46,10 @@ struct FaultRule {
     std::optional<std::uint8_t> group = {}; // only for commands with this first byte
     std::optional<int> replug_port = {};    // kUnplugAtByte: comes back on this port ...
     std::chrono::milliseconds replug_after{100}; // ... so much later
+    /// Lets so many occasions pass first: replies for the faults of a reply, whole bursts for those that last
+    /// and for the one that unplugs.
+    unsigned skip = 0;
+    double chance = 1.0; // of each occasion, for the faults of a reply; the board's seed decides
 };
 
 class FaultBoard {
@@ -56,6 +70,12 @@ public:
 
     [[nodiscard]] int Fired(Fault fault) const;
 
+    /// Tells that a whole burst has arrived: an occasion for the faults of the stream.
+    void BurstArrived();
+
+    /// The same seed and the same commands give the same faults.
+    void Seed(std::uint32_t seed) { random_.seed(seed); }
+
 private:
     struct Entry {
         int id;
@@ -64,8 +84,11 @@ private:
     static bool Applies(const FaultRule& rule, Fault fault, std::optional<Command> command,
                         std::uint8_t group);
 
+    [[nodiscard]] bool Strikes(FaultRule& rule);
+
     std::vector<Entry> rules_;
     std::map<Fault, int> fired_;
+    std::minstd_rand random_;
     int next_id_ = 1;
 };
 

@@ -30,7 +30,8 @@ struct InstrumentConfig {
     bool cooked = false; // the terminal starts in canonical mode with echo, as the real driver's does
     bool guard_node =
         false; // the node goes also when this process is killed; outside of a private world always
-    unsigned rom_busy_polls = 1; // status reads after a ROM store that say "not yet"
+    std::uint32_t fault_seed = 1; // for faults that strike by chance
+    unsigned rom_busy_polls = 1;  // status reads after a ROM store that say "not yet"
 };
 
 /// One command as it came and what was answered; sample packets are not listed.

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <set>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -132,6 +133,17 @@ void SayWhere(const SimOptions& options, const InstrumentState& state)
                      static_cast<int>(::getpid()));
 }
 
+void SayFaults(const SimOptions& options, const Instrument& instrument)
+{
+    if (options.quiet)
+        return;
+    std::set<Fault> said;
+    for (const FaultRule& rule : options.faults)
+        if (said.insert(rule.fault).second)
+            std::fprintf(stderr, "fault %s struck %d times\n", NameOf(rule.fault),
+                         instrument.FaultsFired(rule.fault));
+}
+
 bool NeedsPrivateDev(const SimOptions& options)
 {
     if (options.argv == nullptr || !MayEnterPrivateDev())
@@ -197,8 +209,15 @@ int RunSim(const SimOptions& options)
         InstrumentConfig config = options.instrument;
         config.guard_node = true;
         Instrument instrument(config);
-        if (options.report_seconds > 0.0)
-            instrument.SetConsumer([&recorder](std::span<const Sample> samples) { recorder.Take(samples); });
+        if (options.on_start)
+            options.on_start();
+        if (options.report_seconds > 0.0 || options.on_played)
+            instrument.SetConsumer([&](std::span<const Sample> samples) {
+                if (options.report_seconds > 0.0)
+                    recorder.Take(samples);
+                if (options.on_played)
+                    options.on_played(instrument, samples);
+            });
         for (const FaultRule& fault : options.faults)
             instrument.Inject(fault);
         instrument.Plug();
@@ -210,6 +229,7 @@ int RunSim(const SimOptions& options)
         else
             status = RunProgram(options.program, signals);
         instrument.Unplug();
+        SayFaults(options, instrument);
         if (options.report)
             std::fputs(ReportText(instrument.Stats(), recorder.Kept(), options.attenuation).c_str(),
                        options.report_to);

@@ -5,6 +5,7 @@
 #include "sim/instrument.h"
 
 #include <cstdio>
+#include <functional>
 #include <string>
 
 namespace zeka::sim {
@@ -17,6 +18,9 @@ struct SimOptions {
     bool report = false;              // in the end print what was measured ...
     std::FILE* report_to = stderr;    // ... here
     double attenuation = 1.0;
+    /// Called before the instrument is plugged in, and then with every piece that it played, on its thread.
+    std::function<void()> on_start;
+    std::function<void(const Instrument&, std::span<const Sample>)> on_played;
     bool quiet = false; // no line that says where the instrument is
     /// The calling program's own arguments as main() got them. They are used to run it again inside a private
     /// world where it may make the node; it must then come back here with the same options.

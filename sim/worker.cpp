@@ -30,6 +30,7 @@ Worker::Worker(const InstrumentConfig& config)
 {
     if (!wake_.IsOpen())
         throw std::system_error(errno, std::generic_category(), "virtual instrument: eventfd");
+    faults_.Seed(config.fault_seed);
     thread_ = std::thread([this] { Run(); });
 }
 

@@ -2,6 +2,7 @@
 // recordings, tables, and the doctor.
 #include "command.h"
 #include "support/fixture.h"
+#include "temporary_file.h"
 
 #include <cmath>
 #include <filesystem>
@@ -18,42 +19,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr double kAcCount = 1.0 / 6400.0;
-
-/// The lines of a CSV file below its heading.
-std::vector<std::vector<double>> Rows(const std::string& csv)
-{
-    std::istringstream lines(csv);
-    std::string line;
-    std::getline(lines, line);
-    std::vector<std::vector<double>> rows;
-    while (std::getline(lines, line)) {
-        std::istringstream cells(line);
-        std::vector<double> row;
-        for (std::string cell; std::getline(cells, cell, ',');)
-            row.push_back(std::stod(cell));
-        rows.push_back(row);
-    }
-    return rows;
-}
-
-/// A file for one test.
-class TemporaryFile {
-public:
-    TemporaryFile()
-        : path(std::filesystem::temp_directory_path() / ("zeka-cli-test-" + std::to_string(::getpid())))
-    {
-    }
-    ~TemporaryFile() { std::filesystem::remove(path); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    [[nodiscard]] std::string Text() const
-    {
-        std::ostringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
-    }
-    const std::filesystem::path path;
-};
 
 TEST(List, FindsNothingWhereNothingIs)
 {
@@ -122,7 +87,7 @@ TEST_F(Bench, RecordsWhatIsSent)
                                      "100", "--seconds", "1", "-o", file.path, "--json"});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.Json().at("seconds"), 1.0);
-    const auto rows = Rows(file.Text());
+    const auto rows = CsvRows(file.Text());
     ASSERT_EQ(rows.size(), 40000u);
     for (std::size_t i = 0; i < rows.size(); i += 1111) {
         const double t = static_cast<double>(i) / 40000.0;
@@ -138,7 +103,7 @@ TEST_F(Bench, RecordsAtALowerRateAsMeans)
     const Outcome outcome =
         RunZeka({"record", "square", "--frequency", "10", "--seconds", "1", "--rate-out", "20", "-q"});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
-    const auto rows = Rows(outcome.out);
+    const auto rows = CsvRows(outcome.out);
     ASSERT_EQ(rows.size(), 20u);
     for (std::size_t i = 0; i < rows.size(); ++i)
         EXPECT_NEAR(rows[i].at(1), i % 2 == 0 ? 0.5 : -0.5, 0.001) << i;
@@ -179,7 +144,7 @@ TEST(Waveforms, AreListedAndWritten)
 
     const TemporaryFile file;
     ASSERT_EQ(RunZeka({"waveforms", "export", "iec-2-47:0", "-o", file.path}).status, 0);
-    const auto rows = Rows(file.Text());
+    const auto rows = CsvRows(file.Text());
     ASSERT_EQ(rows.size(), 60000u);
     EXPECT_EQ(rows[1025].at(0), 1.025);
     EXPECT_EQ(rows[1025].at(1), 0.5); // half way up the triangle that begins every second

@@ -55,6 +55,10 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"PortTooHigh", {"info", "--port", "128"}, "--port"},
         Mistake{"ClockOfTheRealOne", {"play", "sine", "--clock", "fast"}, "--sim"},
         Mistake{"ProgramForPlay", {"play", "sine", "--sim", "--", "ls"}, "zeka sim"},
+        Mistake{"UnknownFault", {"sim", "--fault", "fire"}, "fire"},
+        Mistake{"FaultValueTooHigh", {"sim", "--fault", "late-reply:70000"}, "60000 ms"},
+        Mistake{"FaultThatTakesNoValue", {"sim", "--fault", "no-reply:3"}, "VALUE"},
+        Mistake{"FaultBeforeTheFirstOccasion", {"sim", "--fault", "unplug@0"}, "from 1"},
         Mistake{"SimWithoutItsProgram", {"sim", "--"}, "program"}),
     [](const auto& mistake) { return mistake.param.name; });
 

@@ -1,0 +1,70 @@
+// sim_test.cpp - zeka sim: faults on demand, the same ones for the same seed, and what was played in a file;
+#include "command.h"
+#include "temporary_file.h"
+
+#include <gmock/gmock.h>
+
+namespace zeka::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+std::vector<std::string> SimWith(std::vector<std::string> words, const std::vector<std::string>& program)
+{
+    words.insert(words.begin(), "sim");
+    words.insert(words.end(), {"--", ZEKA_COMMAND});
+    words.insert(words.end(), program.begin(), program.end());
+    return words;
+}
+
+TEST(SimFaults, AreMetByTheProgram)
+{
+    const Outcome pulled = RunZeka(SimWith({"--fault", "unplug@20"}, {"play", "sine", "--seconds", "60"}));
+    EXPECT_EQ(pulled.status, 6) << pulled.err;
+    EXPECT_THAT(pulled.err, HasSubstr("fault unplug struck 1 times"));
+
+    const Outcome mute = RunZeka(SimWith({"--fault", "stop-asking@5"}, {"play", "sine", "--seconds", "60"}));
+    EXPECT_THAT(mute.status, testing::AnyOf(6, 7)) << mute.err;
+
+    // The library's second reading lands on the right reply.
+    const Outcome late = RunZeka(SimWith({"--fault", "late-reply:250@6"}, {"info", "--json"}));
+    EXPECT_EQ(late.status, 0) << late.err;
+    EXPECT_EQ(late.Json().at("instrument").at("serial"), "ZZE023A-210345");
+    EXPECT_THAT(late.err, HasSubstr("fault late-reply struck 1 times"));
+}
+
+TEST(SimFaults, StrikeAlikeForTheSameSeed)
+{
+    const auto struck = [](const std::string& seed) {
+        const std::string err =
+            RunZeka(SimWith({"--fault", "single-bytes:1", "--seed", seed}, {"set", "--lead", "1"})).err;
+        const std::size_t line = err.find("fault single-bytes struck");
+        return line == std::string::npos ? "" : err.substr(line, err.find('\n', line) - line);
+    };
+    const std::string once = struck("5");
+    EXPECT_THAT(once, AllOf(HasSubstr("struck"), testing::Not(HasSubstr("struck 0 "))));
+    EXPECT_EQ(struck("5"), once);
+}
+
+TEST(SimCapture, WritesWhatWasPlayed)
+{
+    const TemporaryFile file;
+    const Outcome outcome = RunZeka(SimWith({"--clock", "fast", "--capture", file.path, "-q"},
+                                            {"play", "square", "--frequency", "10", "--amplitude", "2",
+                                             "--dc-offset", "100", "--seconds", "0.5", "-q"}));
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto rows = CsvRows(file.Text());
+    ASSERT_GE(rows.size(), 20000u);
+    for (const std::size_t i : {0u, 1990u, 2010u, 3990u, 4010u, 19990u}) {
+        EXPECT_NEAR(rows[i].at(0), static_cast<double>(i) / 40000.0, 1e-6);
+        EXPECT_NEAR(rows[i].at(1), i % 4000 < 2000 ? 1.0 : -1.0, 1.0 / 6400.0) << i;
+        EXPECT_NEAR(rows[i].at(2), 100.0, 2000.0 / 65535.0);
+    }
+    const Outcome nowhere = RunZeka(SimWith({"--capture", "/no/such/folder/x.csv"}, {"info"}));
+    EXPECT_EQ(nowhere.status, 1);
+    EXPECT_THAT(nowhere.err, HasSubstr("/no/such/folder/x.csv"));
+}
+
+} // namespace
+} // namespace zeka::test

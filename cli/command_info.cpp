@@ -23,6 +23,13 @@ const char* ImpedanceText(int mode)
     }
 }
 
+/// What the library itself has of the DC channel: the instrument cannot be asked.
+struct Dc {
+    int offset_mv = ZEKAGetDCOffset();
+    bool variable = ZEKAGetDCOffsetVariableMode();
+    bool common = GetDCOffsetCommonMode();
+};
+
 struct Channel {
     int impedance = 0;
     bool signal_ground = false;
@@ -38,7 +45,7 @@ std::vector<Channel> ReadChannels()
 }
 
 std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
-                 const std::vector<Channel>& channels)
+                 const std::vector<Channel>& channels, const Dc& dc)
 {
     std::string text =
         fmt::format("serial number   {}\n"
@@ -52,11 +59,13 @@ std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
     for (int number = 0; const Channel& channel : channels)
         text += fmt::format("channel {}       input impedance {}, signal ground {}\n", number++,
                             ImpedanceText(channel.impedance), channel.signal_ground ? "connected" : "open");
-    return text;
+    return text +
+           fmt::format("DC              offset {} mV, variable {}, common mode {} (of this connection)\n",
+                       dc.offset_mv, dc.variable ? "on" : "off", dc.common ? "on" : "off");
 }
 
 nlohmann::ordered_json Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
-                            const std::vector<Channel>& channels)
+                            const std::vector<Channel>& channels, const Dc& dc)
 {
     nlohmann::ordered_json object{{"instrument", ToJson(who)}};
     object["hardware"] = {{"stored", {hardware.nStoredInfo0, hardware.nStoredInfo1}},
@@ -67,6 +76,7 @@ nlohmann::ordered_json Json(const Identity& who, const ZEKA_HW_INFORMATION& hard
         object["channels"].push_back({{"channel", number++},
                                       {"impedance_mode", channel.impedance},
                                       {"signal_ground", channel.signal_ground}});
+    object["dc"] = {{"offset_mv", dc.offset_mv}, {"variable", dc.variable}, {"common_mode", dc.common}};
     return object;
 }
 
@@ -77,11 +87,12 @@ Exit Info(const ConnectOptions& options, Context& context)
     if (ZEKAGetHWInformation(&hardware) != 1)
         Session::EndIfLost();
     const std::vector<Channel> channels = ReadChannels();
+    const Dc dc;
     Session::EndIfLost(); // what was read of a lost instrument means nothing
     if (context.console.json)
-        context.console.Result("info", Json(session.Who(), hardware, channels));
+        context.console.Result("info", Json(session.Who(), hardware, channels, dc));
     else
-        context.console.Result(Text(session.Who(), hardware, channels));
+        context.console.Result(Text(session.Who(), hardware, channels, dc));
     return Exit::kDone;
 }
 
@@ -91,7 +102,9 @@ void AddInfo(CLI::App& app, Context& context)
 {
     auto options = std::make_shared<ConnectOptions>();
     CLI::App* command = app.add_subcommand("info", "who the instrument is and how its output stage is set");
-    command->footer("Connecting itself sets lead 0 and input impedance mode 0 on all channels.");
+    command->footer(
+        "Connecting itself sets lead 0 and input impedance mode 0 on all channels. The instrument can be\n"
+        "asked for neither its leads nor its DC sources.");
     AddConnectOptions(*command, *options);
     AddCommonOptions(*command, context);
     command->callback(

@@ -135,9 +135,48 @@ void ApplyBreathing(const Breathing& breathing)
 
 } // namespace
 
+void AddImpedanceBreathing(CLI::App& command, ImpedanceBreathing& breathing)
+{
+    constexpr int kMostCode = 255;
+    command.add_option("--resp-rate", breathing.rate, "breath rate, the instrument's code [0 to 255]")
+        ->type_name("CODE")
+        ->group(kImpedanceBreathingGroup)
+        ->check(Within(0, kMostCode, ""));
+    const auto add = [&](const char* option, int& value, const char* what) {
+        command
+            .add_option(option, value,
+                        fmt::format("{}, the instrument's code, 0 without it [0 to 255]", what))
+            ->type_name("CODE")
+            ->group(kImpedanceBreathingGroup)
+            ->check(Within(0, kMostCode, ""))
+            ->needs("--resp-rate");
+    };
+    add("--resp-variation", breathing.variation, "swing of the impedance");
+    add("--resp-ratio", breathing.ratio, "inspiration to expiration");
+    command
+        .add_option("--resp-baseline", breathing.baseline_ohm,
+                    "baseline impedance, 500 without it [500, 1000, 1500, 2000, 2500 ohm]")
+        ->type_name("ohm")
+        ->group(kImpedanceBreathingGroup)
+        ->check(OneOf({"500", "1000", "1500", "2000", "2500"}))
+        ->needs("--resp-rate");
+}
+
+void ApplyImpedanceBreathing(const ImpedanceBreathing& breathing, int apnea_s)
+{
+    if (!breathing.rate)
+        return;
+    constexpr int kStepOhm = 500;
+    // n stands for n - 1 seconds. Answers 1 when done.
+    const int apnea = apnea_s > 0 ? apnea_s + 1 : 0;
+    const bool done = SetRespiration(breathing.variation, *breathing.rate, breathing.ratio,
+                                     breathing.baseline_ohm / kStepOhm - 1, apnea) == 1;
+    Require(done ? 0 : -1, "--resp-rate");
+}
+
 bool SignalOptions::Plain() const
 {
-    return noise == "off" && !drift_mv && !dynamic_range_mv && !breathing.breaths &&
+    return noise == "off" && !drift_mv && !dynamic_range_mv && !breathing.breaths && !impedance.rate &&
            !(values.Has(Id::kOvershootTime) && values.Asked(Id::kOvershootTime) != 0.0);
 }
 
@@ -172,6 +211,14 @@ void AddSignalOptions(CLI::App& command, SignalOptions& options)
     AddNumber(command, options.dynamic_range_hz, "--dynamic-range-frequency", kDynamicRangeHz, "Hz", kGroup,
               "its frequency, 40 without it");
     AddBreathing(command, options.breathing);
+    AddImpedanceBreathing(command, options.impedance);
+    command
+        .add_option("--resp-apnea", options.impedance_apnea_s,
+                    "no breath in the last seconds of every minute [0 to 59 s]")
+        ->type_name("s")
+        ->group(kImpedanceBreathingGroup)
+        ->check(Within(0, 59, "s"))
+        ->needs("--resp-rate");
 }
 
 Selection CheckSignal(SignalOptions& options)
@@ -208,6 +255,9 @@ void ApplySignal(const SignalOptions& options, const Selection& selection)
         Require(SetECG2_27_AAMIDriftTest(true), "--drift");
     }
     ApplyBreathing(options.breathing);
+    if (options.impedance.rate)
+        Require(EnableRespiration(true) == 1 ? 0 : -1, "--resp-rate"); // the host's part of it
+    ApplyImpedanceBreathing(options.impedance, options.impedance_apnea_s);
     ApplyVariant(selection);
     SetStandardWaveformLoop(!options.once);
 }

@@ -16,6 +16,14 @@ struct Breathing {
     int rate_percent = 0;
 };
 
+/// Breathing that the instrument makes itself, as an impedance. Its codes are its own.
+struct ImpedanceBreathing {
+    std::optional<int> rate; // code; empty: none
+    int variation = 0;       // code
+    int ratio = 0;           // code
+    int baseline_ohm = 500;  // 500, 1000, 1500, 2000, 2500
+};
+
 struct SignalOptions {
     std::string function;
     ParameterValues values;
@@ -28,9 +36,12 @@ struct SignalOptions {
     std::optional<double> dynamic_range_mv;
     std::optional<double> dynamic_range_hz;
     Breathing breathing;
+    ImpedanceBreathing impedance;
+    int impedance_apnea_s = 0; // at the end of every minute
     bool once = false;
 
-    /// Nothing but the function and the pacing pulses shapes the signal: its levels can be foretold.
+    /// Nothing but the function and the pacing pulses shapes the signal: its levels can be foretold. The
+    /// library weakens the signal while the instrument breathes.
     [[nodiscard]] bool Plain() const;
 };
 
@@ -45,6 +56,12 @@ void ApplySignal(const SignalOptions& options, const Selection& selection);
 
 /// Starts the stream. Throws Failure.
 void StartSignal(const SignalOptions& options, const Selection& selection);
+
+inline constexpr const char* kImpedanceBreathingGroup = "Impedance breathing, made by the instrument";
+void AddImpedanceBreathing(CLI::App& command, ImpedanceBreathing& breathing);
+
+/// Tells the instrument, which says nothing of it when the command has ended. Throws Failure.
+void ApplyImpedanceBreathing(const ImpedanceBreathing& breathing, int apnea_s);
 
 /// Turns a setter's result into a Failure that names the option; 0 is none.
 void Require(int result, const std::string& what);

@@ -80,6 +80,32 @@ TEST_F(Bench, SetsTheSwitchesOfOneChannelAndOfAll)
     EXPECT_EQ(RunZeka({"set"}).status, 2);
 }
 
+TEST_F(Bench, HoldsTheDcSourceWhileItRuns)
+{
+    constexpr std::size_t kDcSource = 32 + 8 * 1 + 2; // of channel 1
+    const auto source = [this] { return instrument.State().control_block[kDcSource]; };
+    Command command({"set", "--channel", "1", "--dc-variable", "off", "--dc-offset", "-300", "--hold"});
+    EXPECT_TRUE(instrument.WaitFor([&] { return source() == 0x02; }, kPatience)); // fixed -300 mV
+    command.Signal(SIGINT);
+    EXPECT_EQ(command.Wait().status, 0);
+    EXPECT_EQ(source(), 0x00);
+    EXPECT_EQ(RunZeka({"set", "--dc-offset", "300"}).status, 2) << "it would end at once";
+}
+
+TEST_F(Bench, TellsTheInstrumentHowToBreathe)
+{
+    ASSERT_EQ(RunZeka({"set", "--resp-rate", "20", "--resp-variation", "2", "--resp-ratio", "1",
+                       "--resp-baseline", "2000", "--resp-stopped"})
+                  .status,
+              0);
+    const sim::Respiration told = instrument.State().respiration;
+    EXPECT_EQ(told.frequency, 20);
+    EXPECT_EQ(told.variation, 2);
+    EXPECT_EQ(told.ratio, 1);
+    EXPECT_EQ(told.baseline, 3); // 500 ohm each, from 0 on
+    EXPECT_TRUE(told.apnea);
+}
+
 TEST_F(Bench, RecordsWhatIsSent)
 {
     const TemporaryFile file;

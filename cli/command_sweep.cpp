@@ -77,8 +77,7 @@ std::vector<Row> CompareSweep(const Sweep& sweep, const Observation& seen)
         rows.push_back({"highest", "mV", {}, report.ac.maximum, {}});
         rows.push_back({"lowest", "mV", {}, report.ac.minimum, {}});
     }
-    rows.push_back({"sequence gaps", "", 0.0, static_cast<double>(seen.stats.sequence_gaps), 0.0});
-    rows.push_back({"underruns", "", 0.0, static_cast<double>(seen.stats.underruns), 0.0});
+    AddStream(seen, rows);
     return rows;
 }
 

@@ -15,10 +15,8 @@
 namespace zeka::cli {
 namespace {
 
-constexpr double kRate = static_cast<double>(sim::kSampleRate);
 constexpr double kAcCount = 1.0 / sim::kCountsPerMv; // mV
 constexpr double kDcCount = 2000.0 / 65535.0;        // mV
-constexpr double kSampleMs = 1000.0 / kRate;
 constexpr double kPerMinute = 60.0;
 constexpr double kDecayS = 0.05;      // of the exponential functions
 constexpr double kLimitMv = 5.0;      // of the ECG's amplitude
@@ -37,8 +35,10 @@ struct Question {
     const SignalOptions& options;
     const Selection& selection;
     const sim::Report& report;
-    const PlayedSignal::Window& window;
+    const Observation& seen;
 
+    [[nodiscard]] double Rate() const { return seen.sample_rate; }
+    [[nodiscard]] double SampleMs() const { return 1000.0 / seen.sample_rate; }
     [[nodiscard]] double Asked(Id id) const { return options.values.Asked(id); }
     [[nodiscard]] bool Heeds(unsigned what) const { return (selection.function->heeds & what) != 0; }
     [[nodiscard]] bool IsEcg() const { return Heeds(kQrs); }
@@ -84,7 +84,7 @@ std::optional<Levels> EcgLevels(const Question& q)
         return std::nullopt;
     const double scale = std::clamp(q.Asked(Id::kAmplitude), -kLimitMv, kLimitMv);
     const double waves = std::max(q.Asked(Id::kTWave), custom ? q.Asked(Id::kPWave) : 0.0);
-    const double hidden = QrsSlope(q, scale) / kRate / 2.0;
+    const double hidden = QrsSlope(q, scale) / q.Rate() / 2.0;
     return Levels{std::max({kR * scale, kS * scale, waves}), std::min({kR * scale, kS * scale, 0.0}), hidden,
                   hidden};
 }
@@ -102,11 +102,11 @@ std::optional<Levels> TableLevels(const Question& q, const Value* table, unsigne
 {
     if (table == nullptr || length == 0)
         return std::nullopt;
-    const double last_s = static_cast<double>(q.window.samples.size() - 1) / kRate;
+    const double last_s = static_cast<double>(q.seen.window.samples.size() - 1) / q.Rate();
     const double last = std::floor(last_s * rate);
     if (last + 1 >= length)
         return Extremes(table, length, per_mv);
-    if (q.window.first != 0)
+    if (q.seen.window.first != 0)
         return std::nullopt;
     return Extremes(table, static_cast<std::size_t>(last) + 1, per_mv);
 }
@@ -143,14 +143,14 @@ std::optional<Levels> PeriodicLevels(const Question& q)
     const double half = std::abs(height) / 2.0;
     const double full = std::abs(height);
     const double f = q.Frequency();
-    const double lost = 1.0 - std::exp(-1.0 / (kRate * kDecayS)); // of a decay within one sample
+    const double lost = 1.0 - std::exp(-1.0 / (q.Rate() * kDecayS)); // of a decay within one sample
     const double width_s = q.Asked(Id::kPulseWidth) / 1000.0;
     if (q.selection.Is("sine")) {
-        const double hidden = half * (1.0 - std::cos(std::numbers::pi * f / kRate));
+        const double hidden = half * (1.0 - std::cos(std::numbers::pi * f / q.Rate()));
         return Levels{half, -half, hidden, hidden};
     }
     if (q.selection.Is("triangle")) {
-        const double hidden = 2.0 * full * f / kRate / 2.0;
+        const double hidden = 2.0 * full * f / q.Rate() / 2.0;
         return Levels{half, -half, hidden, hidden};
     }
     if (q.selection.Is("square"))
@@ -164,7 +164,7 @@ std::optional<Levels> PeriodicLevels(const Question& q)
     if (q.selection.Is("rectangular-pulse"))
         return Turned({full, 0.0, 0.0, 0.0}, height);
     if (q.selection.Is("triangular-pulse") && !q.Paced())
-        return Turned({full, 0.0, full / (width_s / 2.0) / kRate / 2.0, 0.0}, height);
+        return Turned({full, 0.0, full / (width_s / 2.0) / q.Rate() / 2.0, 0.0}, height);
     return std::nullopt;
 }
 
@@ -202,7 +202,7 @@ void AddLevels(const Question& q, std::vector<Row>& rows)
 double CrossingS(const Question& q)
 {
     const double steepness = q.report.ac.peak_to_peak * q.Frequency(); // mV/s, at least so steep
-    return std::max(1.0 / kRate, kAcCount / steepness);
+    return std::max(1.0 / q.Rate(), kAcCount / steepness);
 }
 
 void AddFrequency(const Question& q, std::vector<Row>& rows)
@@ -214,7 +214,7 @@ void AddFrequency(const Question& q, std::vector<Row>& rows)
     const bool flat = q.Asked(Id::kAmplitude) == 0.0;
     if (q.options.Plain() && q.Shows(1.0 / f) && !flat) {
         const double span_s = static_cast<double>(q.report.ac.periods) / f;
-        row.tolerance = span_s > 0.0 ? f * 2.0 * CrossingS(q) / span_s : 0.0;
+        row.tolerance = span_s > 0.0 ? f * (2.0 * CrossingS(q) / span_s + q.seen.period_error_s * f) : 0.0;
     }
     rows.push_back(row);
 }
@@ -231,7 +231,7 @@ void AddHeartRate(const Question& q, std::vector<Row>& rows)
                        q.Asked(Id::kStDeviation) == 0.0;
     if (q.options.Plain() && clear && q.Shows(1.0 / q.Frequency())) {
         const double beats = static_cast<double>(std::max<std::size_t>(q.report.r_peak_s.size(), 2) - 1);
-        row.tolerance = asked * 2.0 / kRate / (beats / q.Frequency());
+        row.tolerance = asked * q.Frequency() * (2.0 / q.Rate() / beats + q.seen.period_error_s);
     }
     rows.push_back(row);
 }
@@ -251,7 +251,7 @@ void AddPulseWidth(const Question& q, std::vector<Row>& rows)
     if (q.Shows(1.0 / q.Frequency()) && base_ms < kMsPerS / q.Frequency() / 2.0 &&
         q.Asked(Id::kAmplitude) != 0.0)
         row.tolerance =
-            kSampleMs +
+            q.SampleMs() +
             (triangular ? kMsPerS * kAcCount * base_ms / kMsPerS / std::abs(q.Asked(Id::kAmplitude)) : 0.0);
     rows.push_back(row);
 }
@@ -302,8 +302,8 @@ void AddPacing(const Question& q, std::vector<Row>& rows)
         width.measured = dc.pulse_width_ms.front();
     if (seen) {
         rate.tolerance =
-            *rate.asked * 2.0 / kRate / (static_cast<double>(std::max<std::size_t>(periods, 1)) * period);
-        width.tolerance = kSampleMs;
+            *rate.asked * 2.0 / q.Rate() / (static_cast<double>(std::max<std::size_t>(periods, 1)) * period);
+        width.tolerance = q.SampleMs();
         height.tolerance = kDcCount;
     }
     rows.insert(rows.end(), {rate, width, height});
@@ -334,20 +334,27 @@ bool Row::Failed() const
            !(std::abs(*measured - *asked) <= *tolerance * (1.0 + kRoundOff) + kRoundOff);
 }
 
+void AddStream(const Observation& seen, std::vector<Row>& rows)
+{
+    if (!seen.stats)
+        return;
+    rows.push_back({"sequence gaps", "", 0.0, static_cast<double>(seen.stats->sequence_gaps), 0.0});
+    rows.push_back({"underruns", "", 0.0, static_cast<double>(seen.stats->underruns), 0.0});
+}
+
 std::vector<Row> Compare(const SignalOptions& options, const Selection& selection, const Observation& seen)
 {
-    const sim::Report report = sim::Measure(seen.window.samples);
+    const sim::Report report = sim::Measure(seen.window.samples, {.sample_rate = seen.sample_rate});
     std::vector<Row> rows;
     if (!seen.window.samples.empty()) {
-        const Question q{options, selection, report, seen.window};
+        const Question q{options, selection, report, seen};
         AddFrequency(q, rows);
         AddHeartRate(q, rows);
         AddLevels(q, rows);
         AddPulseWidth(q, rows);
         AddDc(q, rows);
     }
-    rows.push_back({"sequence gaps", "", 0.0, static_cast<double>(seen.stats.sequence_gaps), 0.0});
-    rows.push_back({"underruns", "", 0.0, static_cast<double>(seen.stats.underruns), 0.0});
+    AddStream(seen, rows);
     return rows;
 }
 

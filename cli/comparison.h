@@ -21,10 +21,15 @@ struct Row {
 /// Samples that the instrument played, and what the stream was like.
 struct Observation {
     PlayedSignal::Window window;
-    sim::StreamStats stats;
+    std::optional<sim::StreamStats> stats;                      // empty: nothing was streamed
+    double sample_rate = static_cast<double>(sim::kSampleRate); // per second
+    double period_error_s = 0.0; // by which each period may be too long or too short by design
 };
 
 std::vector<Row> Compare(const SignalOptions& options, const Selection& selection, const Observation& seen);
+
+/// What the stream was like, as the last rows of a comparison.
+void AddStream(const Observation& seen, std::vector<Row>& rows);
 
 /// A table for people; `console` says whether it may be coloured.
 std::string TableOf(const std::vector<Row>& rows, const Console& console);

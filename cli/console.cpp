@@ -3,6 +3,7 @@
 
 #include "cli/failure.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -95,5 +96,13 @@ void Console::Result(std::string_view command, const nlohmann::ordered_json& obj
 
 std::string Console::Good(std::string_view text) const { return Coloured(text, "32"); }
 std::string Console::Bad(std::string_view text) const { return Coloured(text, "31;1"); }
+
+std::string Console::Bar(double done, double whole)
+{
+    constexpr int kWidth = 30;
+    const double share = std::clamp(done / whole, 0.0, 1.0);
+    const std::string marks(static_cast<std::size_t>(share * kWidth), '#');
+    return fmt::format("[{:<{}}]", marks, kWidth);
+}
 
 } // namespace zeka::cli

@@ -34,6 +34,9 @@ public:
     [[nodiscard]] std::string Good(std::string_view text) const;
     [[nodiscard]] std::string Bad(std::string_view text) const;
 
+    /// "[#####               ]", for the live line.
+    static std::string Bar(double done, double whole);
+
 private:
     bool live_shown_ = false;
 };

@@ -32,15 +32,18 @@ void AddCommonOptions(CLI::App& command, Context& context);
 void WriteFile(const std::string& path, std::string_view text);
 
 void AddCompletion(CLI::App& app, Context& context);
+void AddDefault(CLI::App& app, Context& context);
 void AddDoctor(CLI::App& app, Context& context);
 void AddInfo(CLI::App& app, Context& context);
 void AddList(CLI::App& app, Context& context);
 void AddPlay(CLI::App& app, Context& context);
 void AddPlot(CLI::App& app, Context& context);
 void AddRecord(CLI::App& app, Context& context);
+void AddSave(CLI::App& app, Context& context);
 void AddSet(CLI::App& app, Context& context);
 void AddSim(CLI::App& app, Context& context);
 void AddSweep(CLI::App& app, Context& context);
+void AddUpload(CLI::App& app, Context& context);
 void AddWaveforms(CLI::App& app, Context& context);
 
 } // namespace zeka::cli

@@ -130,6 +130,9 @@ int Run(int argc, char** argv)
     AddPlot(app, context);
     AddSweep(app, context);
     AddRecord(app, context);
+    AddUpload(app, context);
+    AddSave(app, context);
+    AddDefault(app, context);
     AddWaveforms(app, context);
     AddList(app, context);
     AddInfo(app, context);

@@ -70,14 +70,9 @@ void ForgetWhatWasHeard()
     heard.worst_pause_ns = 0;
 }
 
-/// "[#####               ] 12 s left"
-std::string Bar(double done, double whole)
+std::string Countdown(double done, double whole)
 {
-    constexpr double kWidth = 30.0;
-    const double share = std::clamp(done / whole, 0.0, 1.0);
-    const std::string marks(static_cast<std::size_t>(share * kWidth), '#');
-    return fmt::format("[{:<{}}] {:.0f} s left", marks, static_cast<int>(kWidth),
-                       std::max(whole - done, 0.0));
+    return fmt::format("{} {:.0f} s left", Console::Bar(done, whole), std::max(whole - done, 0.0));
 }
 
 std::string LiveText(const StreamSummary& now, bool virtual_one)
@@ -190,7 +185,7 @@ StreamSummary StreamWatch::Run(std::optional<double> seconds, Console& console,
         Session::EndIfLost();
         if (console.HasLive() && now - shown >= kLiveEvery) {
             const std::string text = LiveText(Now(), session_.Virtual() != nullptr);
-            console.Live(will_take ? Bar(PlayedSeconds(), *will_take) + text : text);
+            console.Live(will_take ? Countdown(PlayedSeconds(), *will_take) + text : text);
             shown = now;
         }
         interrupted = InterruptedWithin(kLook);

@@ -31,6 +31,7 @@ void AddCommonOptions(CLI::App& command, Context& context);
 /// The whole file at once. Throws Failure that names it.
 void WriteFile(const std::string& path, std::string_view text);
 
+void AddBench(CLI::App& app, Context& context);
 void AddCompletion(CLI::App& app, Context& context);
 void AddDefault(CLI::App& app, Context& context);
 void AddDoctor(CLI::App& app, Context& context);

@@ -29,6 +29,8 @@ void Remember(int)
 
 void CatchInterrupts()
 {
+    if (wake[0] >= 0)
+        return; // a second session
     if (::pipe2(wake.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
     struct sigaction action {};

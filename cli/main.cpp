@@ -139,6 +139,7 @@ int Run(int argc, char** argv)
     AddSet(app, context);
     AddDoctor(app, context);
     AddSim(app, context);
+    AddBench(app, context);
     AddCompletion(app, context);
     try {
         return Parse(app, argc, argv, context);

@@ -1,4 +1,5 @@
 // sim_test.cpp - zeka sim: faults on demand, the same ones for the same seed, and what was played in a file;
+// and zeka bench, which lives on the virtual instrument alone.
 #include "command.h"
 #include "temporary_file.h"
 
@@ -64,6 +65,25 @@ TEST(SimCapture, WritesWhatWasPlayed)
     const Outcome nowhere = RunZeka(SimWith({"--capture", "/no/such/folder/x.csv"}, {"info"}));
     EXPECT_EQ(nowhere.status, 1);
     EXPECT_THAT(nowhere.err, HasSubstr("/no/such/folder/x.csv"));
+}
+
+// How fast is the machine's affair; that the figures are there, and fit together, is ours.
+TEST(BenchCommand, GivesPercentilesForEverySignal)
+{
+    const Outcome outcome = RunZeka({"bench", "--seconds", "0.3", "--json"});
+    ASSERT_THAT(outcome.status, testing::AnyOf(0, 1)) << outcome.err;
+    const nlohmann::json result = outcome.Json();
+    EXPECT_EQ(result.at("burst_ms"), 17.5);
+    ASSERT_EQ(result.at("signals").size(), 5u);
+    for (const nlohmann::json& signal : result.at("signals")) {
+        const nlohmann::json& answer = signal.at("answer_ms");
+        EXPECT_GT(answer.at("p50"), 0.0);
+        EXPECT_LE(answer.at("p50"), answer.at("p99"));
+        EXPECT_LE(answer.at("p99"), answer.at("worst"));
+        EXPECT_GT(signal.at("answers"), 0);
+        EXPECT_NEAR(signal.at("samples_per_second").get<double>() * signal.at("burst_us").get<double>(),
+                    700e6, 1.0);
+    }
 }
 
 } // namespace

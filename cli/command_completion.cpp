@@ -11,7 +11,8 @@ namespace {
 std::vector<std::string> OptionsOf(const CLI::App& command)
 {
     std::vector<std::string> words;
-    for (const CLI::Option* option : command.get_options())
+    for (const CLI::Option* option :
+         command.get_options([](const CLI::Option* each) { return !each->get_group().empty(); }))
         for (const std::string& name : option->get_lnames())
             words.push_back("--" + name);
     return words;
@@ -37,7 +38,8 @@ std::string BashScript(const CLI::App& app)
 {
     std::string cases;
     std::vector<std::string> names;
-    for (const CLI::App* sub : app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* sub :
+         app.get_subcommands([](const CLI::App* each) { return !each->get_group().empty(); })) {
         names.push_back(sub->get_name());
         cases += fmt::format("    {}) words=\"{} {}\" ;;\n", sub->get_name(),
                              fmt::join(PositionalsOf(*sub), " "), fmt::join(OptionsOf(*sub), " "));

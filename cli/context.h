@@ -37,6 +37,7 @@ void AddDefault(CLI::App& app, Context& context);
 void AddDoctor(CLI::App& app, Context& context);
 void AddInfo(CLI::App& app, Context& context);
 void AddList(CLI::App& app, Context& context);
+void AddMan(CLI::App& app, Context& context);
 void AddPlay(CLI::App& app, Context& context);
 void AddPlot(CLI::App& app, Context& context);
 void AddRecord(CLI::App& app, Context& context);

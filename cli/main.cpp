@@ -141,6 +141,7 @@ int Run(int argc, char** argv)
     AddSim(app, context);
     AddBench(app, context);
     AddCompletion(app, context);
+    AddMan(app, context);
     try {
         return Parse(app, argc, argv, context);
     } catch (const Failure& failure) {

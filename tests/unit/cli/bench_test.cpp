@@ -197,6 +197,8 @@ TEST(Completion, KnowsSubcommandsOptionsAndFunctions)
     EXPECT_EQ(complete("zeka play ecg", 2), "ecg ecg-custom\n");
     EXPECT_EQ(complete("zeka play ecg --pacing-w", 3), "--pacing-width\n");
     EXPECT_EQ(complete("zeka waveforms ex", 2), "export\n");
+    EXPECT_EQ(complete("zeka upload ecg --le", 3), "--leave\n");
+    EXPECT_EQ(complete("zeka ma", 1), "\n") << "man is for the build alone";
 }
 
 } // namespace

@@ -193,7 +193,7 @@ TEST(Completion, KnowsSubcommandsOptionsAndFunctions)
         EXPECT_EQ(::pclose(shell), 0);
         return text;
     };
-    EXPECT_EQ(complete("zeka pl", 1), "play\n");
+    EXPECT_EQ(complete("zeka pl", 1), "play plot\n");
     EXPECT_EQ(complete("zeka play ecg", 2), "ecg ecg-custom\n");
     EXPECT_EQ(complete("zeka play ecg --pacing-w", 3), "--pacing-width\n");
     EXPECT_EQ(complete("zeka waveforms ex", 2), "export\n");

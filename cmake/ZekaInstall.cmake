@@ -68,6 +68,11 @@ foreach(program IN ITEMS zeka_cli zeka_private_dev)
     endif()
 endforeach()
 
+if(TARGET zeka_private_dev)
+    install(FILES ${PROJECT_SOURCE_DIR}/packaging/man/zeka-private-dev.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT zeka_tools)
+endif()
+
 # The virtual instrument for the Python module: no headers, no name to link with.
 if(TARGET zeka_sim_c)
     install(TARGETS zeka_sim_c LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT zeka_tools NAMELINK_SKIP)

@@ -127,7 +127,7 @@ std::vector<Tick> Beats(const std::vector<double>& mv)
     return ticks;
 }
 
-/// Pacing pulses are all that leaves 0 mV on the DC channel.
+/// Pacing pulses are all that leaves 0 mV on the DC channel; breath stops at the end of every minute.
 std::vector<Tick> TicksOf(const SignalOptions& signal, const Selection& selection, Recorded& recorded)
 {
     std::vector<Tick> ticks;
@@ -137,6 +137,12 @@ std::vector<Tick> TicksOf(const SignalOptions& signal, const Selection& selectio
         for (std::size_t i = 0; i < recorded.Dc().size(); ++i)
             if (recorded.Dc()[i] != 0.0 && (i == 0 || recorded.Dc()[i - 1] == 0.0))
                 ticks.push_back({TickKind::kPacing, static_cast<double>(i) / kRate});
+    if (const Breathing& breathing = signal.breathing; breathing.breaths && breathing.apnea_s > 0) {
+        constexpr double kMinuteS = 60.0;
+        const double seconds = static_cast<double>(recorded.Ac().size()) / kRate;
+        for (double end = kMinuteS; end - breathing.apnea_s < seconds; end += kMinuteS)
+            ticks.push_back({TickKind::kApnea, end - breathing.apnea_s, end});
+    }
     return ticks;
 }
 

@@ -207,6 +207,24 @@ TEST(Plot, LosesNoPulseHoweverShort)
         EXPECT_NEAR(zero - peak.y, 40.0, 0.31 + kLineError); // one count of the DC word
 }
 
+// Breath stops for the last 10 s of the minute: here from the fourth second on.
+TEST(Plot, MarksEveryBeatAndTheApnea)
+{
+    const TemporaryFolder folder;
+    (void)Plot({"ecg", "--rate", "60", "--breaths", "12", "--breath-baseline", "100", "--apnea", "10",
+                "--from", "46", "--seconds", "8"},
+               folder.File("strip.svg"));
+    const std::string svg = folder.Text("strip.svg");
+    std::vector<Line> marks = Strokes(svg, 0.0);
+    std::erase_if(marks, [](const Line& mark) { return mark.size() != 3; });
+    EXPECT_EQ(marks.size(), 1u + 8u) << "the legend's and one for each beat";
+    const std::vector<Line> apnea = Strokes(svg, 0.8);
+    ASSERT_EQ(apnea.size(), 2u); // the legend's and its own
+    const double begin = Strokes(svg, 0.3)[1].front().x;
+    EXPECT_NEAR(apnea[1][0].x - begin, 4.0 * 25.0, kGrain);
+    EXPECT_NEAR(apnea[1][1].x - begin, 8.0 * 25.0, kGrain);
+}
+
 TEST(Plot, GoesOnInTheNextRowAndOnTheNextPage)
 {
     const TemporaryFolder folder;

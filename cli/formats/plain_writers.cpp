@@ -1,0 +1,88 @@
+// plain_writers.cpp (formats) - CSV and raw floats, neither of which has a place for marks; and the choice of
+// the writer.
+#include "cli/formats/plain_writers.h"
+
+#include "cli/failure.h"
+#include "cli/formats/edf.h"
+#include "cli/formats/wfdb.h"
+
+#include <bit>
+#include <fmt/format.h>
+
+namespace zeka::cli {
+
+CsvWriter::CsvWriter(const RecordingPlan& plan) : file_(plan.path), rate_(plan.rate)
+{
+    file_.Write(std::string_view("time_s,ac_mv,dc_mv\n"));
+}
+
+void CsvWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_mv)
+{
+    fmt::memory_buffer text;
+    for (std::size_t i = 0; i < ac_mv.size(); ++i)
+        fmt::format_to(std::back_inserter(text), "{:.6f},{:.6f},{:.4f}\n",
+                       static_cast<double>(count_++) / rate_, ac_mv[i], dc_mv[i]);
+    file_.Write(std::string_view(text.data(), text.size()));
+}
+
+FloatWriter::FloatWriter(const RecordingPlan& plan) : file_(plan.path) {}
+
+void FloatWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_mv)
+{
+    bytes_.clear();
+    const auto put = [this](double value) {
+        const auto bits = std::bit_cast<std::uint32_t>(static_cast<float>(value));
+        PutLe16(bytes_, static_cast<std::uint16_t>(bits & 0xFFFF));
+        PutLe16(bytes_, static_cast<std::uint16_t>(bits >> 16));
+    };
+    for (std::size_t i = 0; i < ac_mv.size(); ++i) {
+        put(ac_mv[i]);
+        put(dc_mv[i]);
+    }
+    file_.Write(bytes_);
+}
+
+std::unique_ptr<RecordingWriter> OpenRecording(Format format, const RecordingPlan& plan)
+{
+    if (plan.path.empty() && (format == Format::kEdf || format == Format::kWfdb))
+        throw Failure(Exit::kUsage,
+                      fmt::format("{} cannot go to stdout; name a file with --output", NameOf(format)));
+    switch (format) {
+    case Format::kEdf:
+        return std::make_unique<EdfWriter>(plan);
+    case Format::kWfdb:
+        return std::make_unique<WfdbWriter>(plan);
+    case Format::kFloat:
+        return std::make_unique<FloatWriter>(plan);
+    case Format::kCsv:
+        break;
+    }
+    return std::make_unique<CsvWriter>(plan);
+}
+
+Format FormatOfName(const std::string& path)
+{
+    const auto ends = [&path](std::string_view suffix) { return path.ends_with(suffix); };
+    if (ends(".edf") || ends(".EDF"))
+        return Format::kEdf;
+    if (ends(".hea") || ends(".dat"))
+        return Format::kWfdb;
+    return ends(".f32") ? Format::kFloat : Format::kCsv;
+}
+
+const char* NameOf(Format format)
+{
+    switch (format) {
+    case Format::kEdf:
+        return "edf";
+    case Format::kWfdb:
+        return "wfdb";
+    case Format::kFloat:
+        return "float";
+    case Format::kCsv:
+        break;
+    }
+    return "csv";
+}
+
+} // namespace zeka::cli

@@ -1,0 +1,36 @@
+// plain_writers.h (formats) - the two formats that carry samples and nothing else.
+#pragma once
+
+#include "cli/formats/output_file.h"
+#include "cli/formats/recording_writer.h"
+
+namespace zeka::cli {
+
+/// A line for each value: time in s, AC and DC in mV.
+class CsvWriter : public RecordingWriter {
+public:
+    explicit CsvWriter(const RecordingPlan& plan);
+    void Take(std::span<const double> ac_mv, std::span<const double> dc_mv) override;
+    void Note(const Mark&) override {}
+    void End() override { file_.Close(); }
+
+private:
+    OutputFile file_;
+    int rate_;
+    std::uint64_t count_ = 0;
+};
+
+/// AC, DC, AC, DC, ... in mV, each a float of 32 bits, low byte first.
+class FloatWriter : public RecordingWriter {
+public:
+    explicit FloatWriter(const RecordingPlan& plan);
+    void Take(std::span<const double> ac_mv, std::span<const double> dc_mv) override;
+    void Note(const Mark&) override {}
+    void End() override { file_.Close(); }
+
+private:
+    OutputFile file_;
+    std::vector<std::uint8_t> bytes_;
+};
+
+} // namespace zeka::cli

@@ -1,0 +1,283 @@
+// formats_test.cpp - recordings of other software and for it: what is written is read back, EDF+ by a library
+// that is not ours; files that are not what they say end in one line.
+#include "cli/failure.h"
+#include "cli/formats/recording_file.h"
+#include "cli/formats/recording_writer.h"
+#include "cli/formats/wfdb.h"
+#include "support/fixture.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <edflib.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <random>
+
+namespace zeka::cli {
+namespace {
+
+using testing::DoubleNear;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Pointwise;
+using testing::SizeIs;
+using testing::ThrowsMessage;
+
+/// A folder for the files of one case.
+class Formats : public testing::Test {
+protected:
+    Formats()
+    {
+        std::string name = std::filesystem::temp_directory_path() / "zeka-formats-XXXXXX";
+        folder_ = ::mkdtemp(name.data());
+    }
+    ~Formats() override { std::filesystem::remove_all(folder_); }
+
+    [[nodiscard]] std::string Path(const std::string& name) const { return folder_ / name; }
+    std::string Put(const std::string& name, const std::string& bytes) const
+    {
+        std::ofstream(Path(name), std::ios::binary) << bytes;
+        return Path(name);
+    }
+    [[nodiscard]] std::string Get(const std::string& name) const
+    {
+        std::ifstream file(Path(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::filesystem::path folder_;
+};
+
+const std::vector<Mark> kMarks{{MarkKind::kPlayMark, 0},     {MarkKind::kPacing, 401, 0.125, -700.0},
+                               {MarkKind::kQrsOnset, 1600},  {MarkKind::kRPeak, 3350},
+                               {MarkKind::kQrsEnd, 5600},    {MarkKind::kApneaBegin, 70'000},
+                               {MarkKind::kApneaEnd, 89'999}};
+
+/// Two and a quarter seconds at 40000/s, in uneven pieces; marks as late as they may come.
+struct Written {
+    std::vector<double> ac_mv, dc_mv;
+};
+
+Written Write(Format format, const RecordingPlan& plan, std::size_t samples = 90'000)
+{
+    Written written;
+    for (std::size_t i = 0; i < samples; ++i) {
+        const double t = static_cast<double>(i) / plan.rate;
+        written.ac_mv.push_back(5.0 * std::sin(6.2831853 * 7.0 * t));
+        written.dc_mv.push_back(i % 400 < 50 ? -700.0 : 0.0);
+    }
+    const auto writer = OpenRecording(format, plan);
+    std::size_t at = 0;
+    for (std::size_t piece = 1; at < samples; piece = piece * 3 % 7001 + 1) {
+        const std::size_t count = std::min(piece, samples - at);
+        writer->Take(std::span(written.ac_mv).subspan(at, count),
+                     std::span(written.dc_mv).subspan(at, count));
+        at += count;
+    }
+    for (const Mark& mark : kMarks)
+        writer->Note(mark);
+    writer->End();
+    return written;
+}
+
+RecordingPlan PlanFor(const std::string& path, int rate)
+{
+    return {path, "ecg", rate, rate == 40000 ? "" : "mean of some", 20.0};
+}
+
+constexpr double kAcStepMv = 1.0 / kAcCountsPerMv;
+constexpr double kDcStepMv = 1.0 / kDcCountsPerMv;
+
+TEST_F(Formats, EdfIsReadByEdfLibAsItWasWritten)
+{
+    const Written written = Write(Format::kEdf, PlanFor(Path("x.edf"), 40000));
+    const RecordingFile read = ReadRecording(Path("x.edf"));
+    EXPECT_EQ(read.format, "EDF+");
+    ASSERT_THAT(read.channels, SizeIs(2));
+    EXPECT_EQ(read.channels[0].name, "AC");
+    EXPECT_EQ(read.channels[1].rate, 40000.0);
+    EXPECT_THAT(read.channels[0].values, Pointwise(DoubleNear(0.51 * kAcStepMv), written.ac_mv));
+    EXPECT_THAT(read.channels[1].values,
+                Pointwise(DoubleNear(0.01 * kDcStepMv), written.dc_mv)); // whole counts
+    ASSERT_THAT(read.annotations, SizeIs(kMarks.size()));
+    for (std::size_t i = 0; i < kMarks.size(); ++i) {
+        EXPECT_NEAR(read.annotations[i].seconds, static_cast<double>(kMarks[i].sample) / 40000.0, 1e-7);
+        EXPECT_EQ(read.annotations[i].text, TextOf(kMarks[i]));
+    }
+    EXPECT_NEAR(read.annotations[1].duration_s, 0.000125, 1e-7);
+    EXPECT_EQ(read.annotations[1].text, "pacing 0.125 ms -700.00 mV");
+}
+
+// A data record is of one length: the rest of the last one stands still.
+TEST_F(Formats, EdfFillsItsLastDataRecord)
+{
+    Write(Format::kEdf, PlanFor(Path("x.edf"), 500), 1300);
+    const RecordingFile read = ReadRecording(Path("x.edf"));
+    ASSERT_THAT(read.channels[0].values, SizeIs(1500));
+    EXPECT_EQ(read.channels[0].values[1499], read.channels[0].values[1299]);
+    edf_hdr_struct header{};
+    ASSERT_EQ(edfopen_file_readonly(Path("x.edf").c_str(), &header, EDFLIB_DO_NOT_READ_ANNOTATIONS), 0);
+    EXPECT_THAT(header.signalparam[0].prefilter, HasSubstr("mean of some"));
+    edfclose_file(header.handle);
+}
+
+// More marks at one place than a data record has room for: they move on with their times.
+TEST_F(Formats, EdfLosesNoMarkWhereManyMeet)
+{
+    const auto writer = OpenRecording(Format::kEdf, {Path("x.edf"), "ecg", 40000, "", 20.0});
+    const std::vector<double> samples(90'000, 0.0);
+    writer->Take(samples, samples);
+    for (int i = 0; i < 40; ++i)
+        writer->Note({MarkKind::kRPeak, 20'001});
+    writer->End();
+    const RecordingFile read = ReadRecording(Path("x.edf"));
+    ASSERT_THAT(read.annotations, SizeIs(40));
+    for (const Annotation& annotation : read.annotations)
+        EXPECT_NEAR(annotation.seconds, 20'001 / 40000.0, 1e-7);
+}
+
+TEST_F(Formats, WfdbIsReadAsItWasWritten)
+{
+    const Written written = Write(Format::kWfdb, PlanFor(Path("rec.hea"), 40000));
+    for (const char* name : {"rec.hea", "rec.dat", "rec"}) {
+        const RecordingFile read = ReadRecording(Path(name));
+        EXPECT_EQ(read.format, "WFDB");
+        ASSERT_THAT(read.channels, SizeIs(2));
+        EXPECT_EQ(read.channels[1].name, "DC");
+        EXPECT_THAT(read.channels[0].values, Pointwise(DoubleNear(0.501 * kAcStepMv), written.ac_mv));
+        EXPECT_THAT(read.channels[1].values, Pointwise(DoubleNear(1e-9), written.dc_mv));
+        std::vector<std::string> texts;
+        for (std::size_t i = 0; i < read.annotations.size(); ++i) {
+            texts.push_back(read.annotations[i].text);
+            EXPECT_EQ(std::llround(read.annotations[i].seconds * 40000.0), kMarks.at(i).sample);
+        }
+        EXPECT_THAT(texts, ElementsAre("\" play", "^ pacing 0.125 ms -700.00 mV", "(", "N", ")",
+                                       "\" apnea on", "\" apnea off"));
+    }
+}
+
+// Bytes laid out by hand from the description of the formats.
+TEST_F(Formats, WfdbReadsWhatOthersWrite)
+{
+    Put("r.hea", "# made by hand\r\nr 3 360/1000(5) 2 12:00:00\r\n"
+                 "a.dat 212 200(10)/mV 11 1024 0 0 0 first lead\r\n"
+                 "a.dat 212 100/uV 12 -8 0 0 0 second\r\n"
+                 "b.dat 16+4 0 16 0 0 0 0\r\n");
+    // Values 0x123, -0x0FE | -1, 0x7FF: low byte, both high halves, low byte.
+    Put("a.dat", std::string("\x23\xF1\x02\xFF\x7F\xFF", 6));
+    Put("b.dat", std::string("skipM\x01\xFF\xFF", 8));
+    // 5 samples on "V"; 100000 on "^" with a text of an odd length; the end.
+    Put("r.atr", std::string("\x05\x14\x00\xEC\x01\x00\xA0\x86\x00\x68\x03\xFC"
+                             "abc\0\0\0",
+                             18));
+    const RecordingFile read = ReadRecording(Path("r.hea"));
+    ASSERT_THAT(read.channels, SizeIs(3));
+    EXPECT_EQ(read.channels[0].rate, 360.0);
+    EXPECT_EQ(read.channels[0].name, "first lead");
+    EXPECT_THAT(read.channels[0].values,
+                Pointwise(DoubleNear(1e-12), {(0x123 - 10) / 200.0, (-1 - 10) / 200.0}));
+    EXPECT_THAT(read.channels[1].values,
+                Pointwise(DoubleNear(1e-12), {(-0x0FE + 8) / 100.0 / 1000.0, (0x7FF + 8) / 100.0 / 1000.0}));
+    EXPECT_THAT(read.channels[2].values, Pointwise(DoubleNear(1e-12), {0x14D / 200.0, -1 / 200.0}));
+    ASSERT_THAT(read.annotations, SizeIs(2));
+    EXPECT_EQ(read.annotations[0].text, "V");
+    EXPECT_DOUBLE_EQ(read.annotations[0].seconds, 5 / 360.0);
+    EXPECT_EQ(read.annotations[1].text, "^ abc");
+    EXPECT_DOUBLE_EQ(read.annotations[1].seconds, 100005 / 360.0);
+}
+
+TEST_F(Formats, TheLibrarysOwnFilesAreTold)
+{
+    const RecordingFile single = ReadRecording(Put("s.txt", "250\n3\n0.5\n-1\n+2e-1\n9\n"));
+    ASSERT_THAT(single.channels, SizeIs(1));
+    EXPECT_THAT(single.channels[0].values, ElementsAre(0.5, -1.0, 0.2));
+    const RecordingFile multi = ReadRecording(Put("m.txt", "500\r\n2\r\n2\r\nI,V 1\r\n1, 2\r\n3,4\r\n"));
+    ASSERT_THAT(multi.channels, SizeIs(2));
+    EXPECT_EQ(FindChannel(multi, "V 1").values, FindChannel(multi, "1").values);
+    EXPECT_THAT(multi.channels[1].values, ElementsAre(2.0, 4.0));
+    const RecordingFile binary =
+        ReadRecording(Put("b.bin", std::string("\x01\x68\0\0\0\x02\x03\xE8\xFF\xFF", 10)));
+    EXPECT_EQ(binary.format, "binary");
+    EXPECT_EQ(binary.channels[0].rate, 360.0);
+    EXPECT_THAT(binary.channels[0].values, ElementsAre(1.0, DoubleNear(-0.001, 1e-12)));
+}
+
+TEST_F(Formats, WhatIsNoRecordingIsSaidInOneLine)
+{
+    const auto refused = [](const std::string& path) {
+        try {
+            (void)ReadRecording(path);
+        } catch (const Failure& failure) {
+            return std::string(failure.what());
+        }
+        return std::string("it was read");
+    };
+    EXPECT_THAT(refused(Path("none.edf")), HasSubstr("No such file"));
+    EXPECT_THAT(refused(Put("empty", "")), HasSubstr("\"\" is no sample rate"));
+    EXPECT_THAT(refused(Put("words.txt", "many words\n")), HasSubstr("is no sample rate"));
+    EXPECT_THAT(refused(Put("more.txt", "500\n2\n99999\na,b\n1\n")), HasSubstr("99999 channels"));
+    EXPECT_THAT(refused(Put("noise.bin", std::string("\x01\x68\x7F\xFF\xFF\xFF\0\0", 8))),
+                HasSubstr("neither"));
+    EXPECT_THAT(refused(Put("head.edf", "0       X X X X")), HasSubstr("cut off or no proper EDF+"));
+    EXPECT_THAT(refused(Put("far.hea", "far 1 360\n../secret 16 200 16 0\n")),
+                HasSubstr("beside the header"));
+    EXPECT_THAT(refused(Put("many.hea", "many 4000000000 360\n")), HasSubstr("record line"));
+    EXPECT_THAT(refused(Put("short.hea", "short 2 360\nshort.dat 16 200\n")), HasSubstr("1 of 2 signals"));
+    EXPECT_THAT(refused(Put("flac.hea", "flac 1 360\nflac.dat 516 200\n")), HasSubstr("\"516\""));
+    EXPECT_THAT(refused(Put("parts.hea", "parts/3 1 360\n")), HasSubstr("several records"));
+    Put("bare.dat", "");
+    EXPECT_THAT(refused(Put("bare.hea", "bare 1 360\nbare.dat 16 200\n")), HasSubstr("not one sample"));
+    Put("cut.dat", "1234");
+    Put("cut.atr", std::string("\x00\xEC\x01", 3));
+    EXPECT_THAT(refused(Put("cut.hea", "cut 1 360\ncut.dat 16 200\n")), HasSubstr("within an annotation"));
+}
+
+// Any change to a good file is read or refused, never more.
+TEST_F(Formats, DamagedFilesAreReadOrRefused)
+{
+    Write(Format::kEdf, PlanFor(Path("x.edf"), 100), 300);
+    Write(Format::kWfdb, PlanFor(Path("x.hea"), 100), 300);
+    std::mt19937 random(20260321);
+    const auto damage = [&random](std::string bytes) {
+        for (int i = 0; i < 4; ++i)
+            bytes[random() % std::min<std::size_t>(bytes.size(), 1100)] = static_cast<char>(random());
+        return random() % 4 == 0 ? bytes.substr(0, random() % bytes.size()) : bytes;
+    };
+    int read = 0;
+    int refused = 0;
+    for (int round = 0; round < 400; ++round) {
+        const char* name = round % 2 == 0 ? "y.edf" : "y.hea";
+        Put("y.edf", damage(Get("x.edf")));
+        Put("y.hea", round % 3 == 0 ? damage(Get("x.hea")) : Get("x.hea"));
+        Put("y.atr", damage(Get("x.atr")));
+        try {
+            (void)ReadRecording(Path(name));
+            ++read;
+        } catch (const Failure&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(read, 20);
+    EXPECT_GT(refused, 20);
+}
+
+// Where Debian's biosig-tools are installed.
+TEST_F(Formats, BiosigReadsBoth)
+{
+    if (std::system("command -v save2gdf >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "save2gdf of Debian's biosig-tools is not installed";
+    const auto converted = [this](const std::string& from) {
+        const std::string command =
+            "save2gdf -f=ASCII '" + Path(from) + "' '" + Path("out") + "' >/dev/null 2>&1";
+        return std::system(command.c_str());
+    };
+    Write(Format::kEdf, PlanFor(Path("x.edf"), 1000), 3000);
+    EXPECT_EQ(converted("x.edf"), 0);
+    Write(Format::kWfdb, PlanFor(Path("x.hea"), 1000), 3000);
+    EXPECT_EQ(converted("x.hea"), 0);
+}
+
+} // namespace
+} // namespace zeka::cli

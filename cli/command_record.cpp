@@ -1,113 +1,175 @@
-// command_record.cpp - zeka record: what is sent to the instrument, as CSV, from the library's recording
-// buffers. With the virtual instrument on its fast clock it needs neither an instrument nor much time.
+// command_record.cpp - zeka record: what is sent to the instrument, from the library's recording buffers,
+// into a file of one of several formats, with what a reader wants to find in it. Without an instrument it
+// renders on a virtual one, faster than real time.
+#include "cli/decimator.h"
+#include "cli/formats/recording_writer.h"
 #include "cli/interrupt.h"
-#include "cli/signal_options.h"
-#include "cli/stream.h"
+#include "cli/render.h"
 
-#include <cmath>
+#include <array>
+#include <chrono>
 #include <fmt/format.h>
-#include <limits>
-#include <zeka/zeka.h>
+#include <map>
 
 namespace zeka::cli {
 namespace {
 
-constexpr int kRate = static_cast<int>(sim::kSampleRate);
-constexpr double kLongestS = 600.0; // 16 bytes a sample: 384 MB
+constexpr double kLongestS = 86400.0;
 
 struct RecordOptions {
     SignalOptions signal;
     ConnectOptions connect;
     double seconds = 0.0;
-    int rate = kRate;
+    int rate = kSentRate;
     std::string path;
+    std::string format_name;
+    bool offline = false;
 };
 
-/// The library writes into the buffers from EnableRecordRaw to DisableRecordRaw.
-class Recording {
-public:
-    explicit Recording(std::size_t samples)
-        : ac_(samples, std::numeric_limits<double>::quiet_NaN()), dc_(samples)
-    {
-        if (!EnableRecordRaw(ac_.data(), dc_.data(), static_cast<int>(samples)))
-            throw Failure(Exit::kCheckFailed, "the library does not record; run this again");
-    }
-    ~Recording() { DisableRecordRaw(); }
-    Recording(const Recording&) = delete;
-    Recording& operator=(const Recording&) = delete;
+Format FormatOf(const RecordOptions& options)
+{
+    for (const Format format : {Format::kCsv, Format::kEdf, Format::kWfdb, Format::kFloat})
+        if (options.format_name == NameOf(format))
+            return format;
+    return FormatOfName(options.path);
+}
 
-    /// What came; call it when nothing streams any more.
-    [[nodiscard]] std::size_t Count() const
+/// The signal on its way into the file.
+class Recorder {
+public:
+    Recorder(Format format, RecordingPlan plan)
+        : format_(format), plan_(std::move(plan)), ac_(static_cast<std::size_t>(kSentRate / plan_.rate)),
+          dc_(ac_)
     {
-        std::size_t count = 0;
-        while (count < ac_.size() && !std::isnan(ac_[count]))
-            ++count;
-        return count;
     }
-    /// Mean over `width` samples from `first` on, mV.
-    [[nodiscard]] double Ac(std::size_t first, std::size_t width) const
+
+    void Begin(const MarkSettings& settings)
     {
-        return Mean(ac_, first, width) / sim::kCountsPerMv;
+        plan_.marks_per_second = settings.MarksPerSecond();
+        writer_ = OpenRecording(format_, plan_);
     }
-    [[nodiscard]] double Dc(std::size_t first, std::size_t width) const { return Mean(dc_, first, width); }
+    void Take(std::span<const double> ac_mv, std::span<const double> dc_mv)
+    {
+        writer_->Take(ac_.Take(ac_mv), dc_.Take(dc_mv));
+    }
+    void Note(const Mark& mark)
+    {
+        writer_->Note(mark);
+        ++marks_[mark.kind];
+    }
+    void End() { writer_->End(); }
+
+    [[nodiscard]] nlohmann::ordered_json Marks() const
+    {
+        nlohmann::ordered_json marks = nlohmann::ordered_json::object();
+        constexpr std::array kNames{"r_peaks",      "qrs_onsets", "qrs_ends",  "pacing_pulses",
+                                    "apnea_begins", "apnea_ends", "play_marks"};
+        for (const auto& [kind, count] : marks_)
+            marks[kNames.at(static_cast<std::size_t>(kind))] = count;
+        return marks;
+    }
 
 private:
-    static double Mean(const std::vector<double>& values, std::size_t first, std::size_t width)
-    {
-        double sum = 0.0;
-        for (std::size_t i = 0; i < width; ++i)
-            sum += values[first + i];
-        return sum / static_cast<double>(width);
-    }
-    std::vector<double> ac_; // counts of the 16-bit word, before they are cut to whole ones
-    std::vector<double> dc_; // mV
+    Format format_;
+    RecordingPlan plan_;
+    Decimator ac_, dc_;
+    std::unique_ptr<RecordingWriter> writer_;
+    std::map<MarkKind, std::uint64_t> marks_;
 };
 
-std::string Csv(const Recording& recording, std::size_t count, std::size_t width)
+std::string FilterText(int rate)
 {
-    fmt::memory_buffer text;
-    fmt::format_to(std::back_inserter(text), "time_s,ac_mv,dc_mv\n");
-    for (std::size_t first = 0; first + width <= count; first += width)
-        fmt::format_to(std::back_inserter(text), "{:.6f},{:.6f},{:.4f}\n", static_cast<double>(first) / kRate,
-                       recording.Ac(first, width), recording.Dc(first, width));
-    return fmt::to_string(text);
+    return rate == kSentRate ? "" : fmt::format("mean of {} samples of {}/s", kSentRate / rate, kSentRate);
+}
+
+void Check(const RecordOptions& options, Format format)
+{
+    if (kSentRate % options.rate != 0)
+        throw Failure(Exit::kUsage,
+                      fmt::format("--rate-out {}: {} is no whole multiple of it; give 20000, 8000, 1000, "
+                                  "500 or the like",
+                                  options.rate, kSentRate));
+    if (options.path.empty() && (format == Format::kEdf || format == Format::kWfdb))
+        throw Failure(Exit::kUsage,
+                      fmt::format("{} cannot go to stdout; name a file with --output", NameOf(format)));
 }
 
 Exit Record(RecordOptions& options, Context& context)
 {
     const Selection selection = CheckSignal(options.signal);
-    if (kRate % options.rate != 0)
-        throw Failure(Exit::kUsage,
-                      fmt::format("--rate-out {}: {} is no whole multiple of it; give 20000, 8000, 1000, "
-                                  "500 or the like",
-                                  options.rate, kRate));
+    const Format format = FormatOf(options);
+    Check(options, format);
+    if (options.offline)
+        options.connect.virtual_one = options.connect.fast = true;
+    // Nobody asked for the instrument of an offline recording: nothing is said of it.
+    const bool quiet = std::exchange(context.console.quiet, context.console.quiet || options.offline);
     Session session(options.connect, context);
-    StreamWatch watch(session);
-    ApplySignal(options.signal, selection);
-    const Recording recording(static_cast<std::size_t>(std::llround(options.seconds * kRate)));
-    context.console.Note(fmt::format("recording {} for {} s", selection.name, options.seconds));
-    StartSignal(options.signal, selection);
-    const StreamSummary summary = watch.Run(options.seconds, context.console, options.seconds);
-    watch.SwitchOff();
+    context.console.quiet = quiet;
+    context.console.Note(fmt::format("{} {} for {} s", options.offline ? "rendering" : "recording",
+                                     selection.name, options.seconds));
+    const auto start = std::chrono::steady_clock::now();
+    Recorder recorder(format, {options.path, selection.name, options.rate, FilterText(options.rate), 0.0});
+    const Sent sent = StreamSignal(session, options.signal, selection, options.seconds, context.console,
+                                   {[&recorder](const MarkSettings& settings) { recorder.Begin(settings); },
+                                    [&recorder](auto ac_mv, auto dc_mv) { recorder.Take(ac_mv, dc_mv); },
+                                    [&recorder](const Mark& mark) { recorder.Note(mark); },
+                                    options.connect.virtual_one && options.connect.fast});
+    recorder.End();
 
-    const std::size_t count = recording.Count();
-    const std::string csv = Csv(recording, count, static_cast<std::size_t>(kRate / options.rate));
-    if (options.path.empty())
-        context.console.Result(csv);
-    else
-        WriteFile(options.path, csv);
-    if (context.console.json && !options.path.empty())
-        context.console.Result("record", {{"instrument", ToJson(session.Who())},
-                                          {"function", selection.name},
-                                          {"file", options.path},
-                                          {"rate", options.rate},
-                                          {"seconds", static_cast<double>(count) / kRate},
-                                          {"output_off", true}});
+    const double seconds = static_cast<double>(sent.samples) / kSentRate;
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    const double speed = seconds / took.count();
+    if (context.console.json && !options.path.empty()) {
+        nlohmann::ordered_json result;
+        result["instrument"] = ToJson(session.Who());
+        result["function"] = selection.name;
+        result["file"] = options.path;
+        result["format"] = NameOf(format);
+        result["rate"] = options.rate;
+        result["filter"] = options.rate == kSentRate ? "none" : FilterText(options.rate);
+        result["seconds"] = seconds;
+        result["marks"] = recorder.Marks();
+        if (options.offline)
+            result["times_real_time"] = speed;
+        result["output_off"] = true; // or there would be a Failure
+        context.console.Result("record", result);
+    }
     context.console.Note(
-        fmt::format("recorded {} s at {} samples/s", static_cast<double>(count) / kRate, options.rate));
-    if (summary.interrupted)
+        fmt::format("recorded {} s at {} samples/s{}", seconds, options.rate,
+                    options.offline ? fmt::format(", {:.0f} times as fast as it plays", speed) : ""));
+    if (sent.interrupted)
         EndIfInterrupted();
     return Exit::kDone;
+}
+
+void AddRecordingOptions(CLI::App& command, RecordOptions& options)
+{
+    constexpr const char* kGroup = "Recording";
+    command.add_option("--seconds", options.seconds, "so much of the signal [0.1 to 86400 s]")
+        ->required()
+        ->type_name("s")
+        ->group(kGroup)
+        ->check(Within(0.1, kLongestS, "s"));
+    command
+        .add_option("--rate-out", options.rate, "values per second of signal, 40000 without it [1 to 40000]")
+        ->type_name("N")
+        ->group(kGroup)
+        ->check(Within(1, kSentRate, "per s"));
+    command.add_option("-o,--output", options.path, "into this file, else to stdout")
+        ->type_name("FILE")
+        ->group(kGroup);
+    command
+        .add_option(
+            "--format", options.format_name,
+            "of the file, else by its suffix: .edf, .hea, .f32, all others CSV [csv, edf, wfdb, float]")
+        ->type_name("FORMAT")
+        ->group(kGroup)
+        ->check(OneOf({"csv", "edf", "wfdb", "float"}));
+    CLI::Option* offline =
+        command.add_flag("--offline", options.offline, "no instrument: render as fast as it goes")
+            ->group(kGroup);
+    for (const char* other : {"--sim", "--port", "--wait", "--clock"})
+        offline->excludes(command.get_option(other));
 }
 
 } // namespace
@@ -115,28 +177,21 @@ Exit Record(RecordOptions& options, Context& context)
 void AddRecord(CLI::App& app, Context& context)
 {
     auto options = std::make_shared<RecordOptions>();
-    CLI::App* command = app.add_subcommand("record", "write what is sent to the instrument as CSV");
+    CLI::App* command = app.add_subcommand("record", "write what is sent to the instrument into a file");
     command->footer(
         FunctionHelp() +
-        "\nColumns: time in s, AC channel and DC channel in mV. At a lower rate each value is the mean of "
-        "the\n"
-        "samples it stands for.\n"
-        "Example: zeka record ecg --rate 72 --seconds 10 --rate-out 1000 -o ecg.csv --sim --clock fast");
+        "\nAC and DC channel in mV. At a lower rate each value is the mean of the samples it stands for.\n"
+        "  csv    time in s, AC, DC\n"
+        "  edf    EDF+ with annotations; 6400 counts per mV AC, 32 per mV DC\n"
+        "  wfdb   FILE.hea, FILE.dat (format 16, counts as above) and FILE.atr with the annotations\n"
+        "  float  AC, DC, AC, DC, ... as 32-bit floats, low byte first\n"
+        "Annotations: R peaks, QRS on and off (ecg, ecg-custom), pacing pulses with width and height, "
+        "apnea,\n"
+        "and \"play\" wherever the waveform begins.\n"
+        "Example: zeka record ecg --rate 72 --pacing 5 --seconds 60 --rate-out 1000 -o ecg.edf --offline");
     AddSignalOptions(*command, options->signal);
-    command->add_option("--seconds", options->seconds, "so much of the signal [0.1 to 600 s]")
-        ->required()
-        ->type_name("s")
-        ->group("Recording")
-        ->check(Within(0.1, kLongestS, "s"));
-    command
-        ->add_option("--rate-out", options->rate, "lines per second of signal, 40000 without it [1 to 40000]")
-        ->type_name("N")
-        ->group("Recording")
-        ->check(Within(1, kRate, "per s"));
-    command->add_option("-o,--output", options->path, "into this file, else to stdout")
-        ->type_name("FILE")
-        ->group("Recording");
     AddConnectOptions(*command, options->connect);
+    AddRecordingOptions(*command, *options);
     AddCommonOptions(*command, context);
     command->callback(
         [options, &context] { context.job = [options, &context] { return Record(*options, context); }; });

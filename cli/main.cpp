@@ -1,5 +1,6 @@
 // main.cpp - zeka: one command for the bench. Parses the command line, runs the job that was chosen, and
 // turns whatever went wrong into one line and an exit status.
+#include "cli/command_file.h"
 #include "cli/context.h"
 
 #include <algorithm>
@@ -129,6 +130,7 @@ int Run(int argc, char** argv)
     AddPlay(app, context);
     AddPlot(app, context);
     AddSweep(app, context);
+    AddFile(app, context);
     AddRecord(app, context);
     AddUpload(app, context);
     AddSave(app, context);

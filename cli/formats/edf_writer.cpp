@@ -15,8 +15,12 @@ constexpr int kSentRate = 40000;
 constexpr int kSignals = 3; // AC, DC, annotations
 constexpr int kLongRecordRate =
     14000; // above, a data record of 1 s would be longer than readers like (61440 bytes)
-constexpr int kRecordsPerSecond = 4;      // there
-constexpr std::size_t kBytesPerMark = 48; // "+86399.999975", the text of a pacing pulse, three separators
+// The header has eight characters for a voltage: of the highest counts those that are exact there.
+constexpr std::int16_t kLowestCount = -32768;
+constexpr std::int16_t kHighestAc = 32760; // 5.11875 mV
+constexpr std::int16_t kHighestDc = 32752; // 1023.5 mV
+constexpr int kRecordsPerSecond = 4;       // there
+constexpr std::size_t kBytesPerMark = 48;  // "+86399.999975", the text of a pacing pulse, three separators
 constexpr std::size_t kSpareMarks = 3;
 constexpr long kRecordCountAt = 236;
 constexpr std::size_t kRecordCountWidth = 8;
@@ -102,14 +106,14 @@ void EdfWriter::WriteHeader(const RecordingPlan& plan)
     text += Fields({"AC", "DC", "EDF Annotations"}, 16);
     text += Fields({"", "", ""}, 80); // transducer
     text += Fields({"mV", "mV", ""}, 8);
-    text += Fields(
-        {fmt::format("{:.6g}", -32768 / kAcCountsPerMv), fmt::format("{:g}", -32768 / kDcCountsPerMv), "-1"},
-        8);
-    text += Fields(
-        {fmt::format("{:.7g}", 32767 / kAcCountsPerMv), fmt::format("{:.7g}", 32767 / kDcCountsPerMv), "1"},
-        8);
+    text += Fields({fmt::format("{:.6g}", kLowestCount / kAcCountsPerMv),
+                    fmt::format("{:g}", kLowestCount / kDcCountsPerMv), "-1"},
+                   8);
+    text += Fields({fmt::format("{:.7g}", kHighestAc / kAcCountsPerMv),
+                    fmt::format("{:.7g}", kHighestDc / kDcCountsPerMv), "1"},
+                   8);
     text += Fields({"-32768", "-32768", "-32768"}, 8);
-    text += Fields({"32767", "32767", "32767"}, 8);
+    text += Fields({std::to_string(kHighestAc), std::to_string(kHighestDc), "32767"}, 8);
     text += Fields({filter, filter, ""}, 80);
     text += Fields({values, values, std::to_string(annotation_bytes_ / 2)}, 8);
     text += Fields({"", "", ""}, 32);
@@ -140,8 +144,10 @@ void EdfWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_m
         DataRecord& record = waiting_.back();
         const std::size_t count = std::min(ac_mv.size() - i, record_values_ - record.ac.size() / 2);
         for (const std::size_t end = i + count; i < end; ++i) {
-            PutLe16(record.ac, static_cast<std::uint16_t>(Counts(ac_mv[i], kAcCountsPerMv)));
-            PutLe16(record.dc, static_cast<std::uint16_t>(Counts(dc_mv[i], kDcCountsPerMv)));
+            PutLe16(record.ac,
+                    static_cast<std::uint16_t>(std::min(Counts(ac_mv[i], kAcCountsPerMv), kHighestAc)));
+            PutLe16(record.dc,
+                    static_cast<std::uint16_t>(std::min(Counts(dc_mv[i], kDcCountsPerMv), kHighestDc)));
         }
     }
 }

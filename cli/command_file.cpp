@@ -1,6 +1,5 @@
 // command_file.cpp - zeka file: plays a recording that somebody made. It is read here, whatever its format,
 // and handed to the library as samples in memory; what happens to them on the way is told.
-#include "cli/command_file.h"
 #include "cli/formats/recording_file.h"
 #include "cli/interrupt.h"
 #include "cli/signal_options.h"

@@ -41,6 +41,7 @@ void AddMan(CLI::App& app, Context& context);
 void AddPlay(CLI::App& app, Context& context);
 void AddPlot(CLI::App& app, Context& context);
 void AddRecord(CLI::App& app, Context& context);
+void AddFile(CLI::App& app, Context& context);
 void AddSave(CLI::App& app, Context& context);
 void AddSet(CLI::App& app, Context& context);
 void AddSim(CLI::App& app, Context& context);

@@ -1,6 +1,5 @@
 // main.cpp - zeka: one command for the bench. Parses the command line, runs the job that was chosen, and
 // turns whatever went wrong into one line and an exit status.
-#include "cli/command_file.h"
 #include "cli/context.h"
 
 #include <algorithm>

@@ -182,7 +182,8 @@ void MarkFinder::AddKnown()
     if (settings_.apnea_s <= 0.0)
         return;
     for (;; ++next_minute_) { // two events a minute
-        const double minute_s = static_cast<double>(next_minute_ / 2 + 1) * kMinuteS;
+        const auto minute = next_minute_ / 2 + 1;
+        const double minute_s = static_cast<double>(minute) * kMinuteS;
         const bool begin = next_minute_ % 2 == 0;
         const double at_s = begin ? minute_s - settings_.apnea_s : minute_s;
         if (!within(at_s))

@@ -26,6 +26,14 @@ constexpr unsigned kDeviceChangeMessage = 537; // 0x219
 
 constinit std::int32_t g_bStopMonitor = 0; // set once, by the destructor
 
+// Held while the monitor looks at the library's state, and by a fork. A child of a process that is not
+// connected may take the library over; it must not find a lock, or the first use of one, in the hands of a
+// thread that it does not have. Outermost; nothing is waited for under it.
+constinit std::mutex look_or_fork;
+
+void BeforeFork() { look_or_fork.lock(); }
+void AfterFork() { look_or_fork.unlock(); }
+
 bool StopRequested() { return zeka::Peek(g_bStopMonitor) != 0; }
 
 void Pause(unsigned ms)
@@ -74,7 +82,11 @@ NotifyRegistry& Registry()
 
 } // namespace
 
-CAutoMonitor::CAutoMonitor(const char* /*name*/) : monitoring_(false) { Start(); }
+CAutoMonitor::CAutoMonitor(const char* /*name*/) : monitoring_(false)
+{
+    ::pthread_atfork(BeforeFork, AfterFork, AfterFork);
+    Start();
+}
 
 void CAutoMonitor::Start()
 {
@@ -100,9 +112,12 @@ std::string CInstance::GetWorkingDirectory() { return directory_; }
 void* MonitorDeviceThread(void* /*unused*/)
 {
     while (!StopRequested()) {
+        std::unique_lock look(look_or_fork);
         // Only the opening that was checked is closed: the supervisor may have another one by then.
         const std::uint64_t checked = zeka::PortGeneration();
-        if (!g_AutoMonitor.IsMonitored()) {
+        const bool monitored = g_AutoMonitor.IsMonitored();
+        look.unlock();
+        if (!monitored) {
             Pause(kIdlePauseMs);
             continue;
         }

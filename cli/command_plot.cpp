@@ -1,5 +1,5 @@
-// command_plot.cpp - zeka plot: a signal as an ECG strip on paper. No instrument is needed: the signal is
-// rendered as it would be sent to one.
+// command_plot.cpp - zeka plot: a signal or a recording as an ECG strip on paper. No instrument is needed: a
+// signal is rendered as it would be sent to one.
 #include "cli/strip_file.h"
 #include "cli/strip_source.h"
 
@@ -18,7 +18,8 @@ struct PlotOptions {
     double from_s = 0.0;
     double seconds = 10.0;
     std::string path;
-    std::string channel = "ac";
+    std::string recording; // its file; empty: a signal is drawn
+    std::string channel;   // empty: the AC channel, or the first voltage of the recording
     std::string title;
     StripStyle style;
     std::string paper; // empty: what suits the format
@@ -47,17 +48,38 @@ void Cut(StripChart& chart, const PlotOptions& options)
     });
 }
 
-Exit Plot(PlotOptions& options, Context& context)
+/// A recording takes no option of a signal; one that was given would be a silent mistake.
+void CheckSource(const PlotOptions& options, const CLI::App& command)
 {
+    const bool recording = !options.recording.empty();
+    if (recording == !options.signal.function.empty())
+        throw Failure(Exit::kUsage, "name what to draw: an output function, or a recording with --file");
+    if (!recording) {
+        if (!options.channel.empty() && options.channel != "ac" && options.channel != "dc")
+            throw Failure(Exit::kUsage,
+                          fmt::format("--channel {}: a signal has the channels ac and dc", options.channel));
+        return;
+    }
+    for (const CLI::Option* option : command.get_options())
+        if (option->count() > 0 && option->get_group() != kGroup && option->get_group() != "Output")
+            throw Failure(Exit::kUsage,
+                          fmt::format("{} means nothing to a recording; leave it out", option->get_name()));
+}
+
+Exit Plot(PlotOptions& options, const CLI::App& command, Context& context)
+{
+    CheckSource(options, command);
     const StripFormat format = StripFormatOf(options.path);
     options.style.paper = options.paper.empty()   ? format == StripFormat::kPdf ? Paper::kA4 : Paper::kFit
                           : options.paper == "a4" ? Paper::kA4
                                                   : Paper::kFit;
-    if (options.from_s + options.seconds > kLongestS)
+    const bool recording = !options.recording.empty();
+    if (!recording && options.from_s + options.seconds > kLongestS)
         throw Failure(Exit::kUsage, fmt::format("--from and --seconds are {:g} s together; give at most {:g}",
                                                 options.from_s + options.seconds, kLongestS));
     StripChart chart =
-        ChartOfSignal(options.signal, options.channel, options.from_s + options.seconds, context);
+        recording ? ChartOfRecording(options.recording, options.channel)
+                  : ChartOfSignal(options.signal, options.channel, options.from_s + options.seconds, context);
     Cut(chart, options);
     if (options.no_marks)
         chart.ticks.clear();
@@ -94,12 +116,10 @@ void AddStripOptions(CLI::App& command, PlotOptions& options)
         ->type_name("s")
         ->group(kGroup)
         ->check(Within(0.1, kLongestS, "s"));
-    command
-        .add_option("--from", options.from_s,
-                    fmt::format("begin so late in the signal [0 to {} s]", kLongestS))
+    command.add_option("--from", options.from_s, "begin so late in the signal [0 to 86400 s]")
         ->type_name("s")
         ->group(kGroup)
-        ->check(Within(0.0, kLongestS, "s"));
+        ->check(Within(0.0, 86400.0, "s"));
     command.add_option("--speed", options.style.speed, "paper speed, 25 without it [25, 50 mm/s]")
         ->type_name("mm/s")
         ->group(kGroup)
@@ -112,11 +132,16 @@ void AddStripOptions(CLI::App& command, PlotOptions& options)
         ->type_name("mm/mV")
         ->group(kGroup)
         ->check(OneOf({"5", "10", "20", "2", "1", "0.5", "0.2", "0.1", "0.05", "0.02"}));
+    command.add_option("--file", options.recording, "draw this recording: text, binary, WFDB or EDF+")
+        ->type_name("RECORD")
+        ->group(kGroup);
     command
-        .add_option("--channel", options.channel, "the signal, or the offset and the pacing pulses [ac, dc]")
+        .add_option("--channel", options.channel,
+                    "of a signal ac, or dc with the offset and the pacing pulses; of a recording by number "
+                    "from 0 or by "
+                    "name")
         ->type_name("NAME")
-        ->group(kGroup)
-        ->check(OneOf({"ac", "dc"}));
+        ->group(kGroup);
     command
         .add_option("--rows", options.style.rows, "in so many rows; without it in rows of 250 mm [1 to 200]")
         ->type_name("N")
@@ -146,15 +171,18 @@ void AddStripOptions(CLI::App& command, PlotOptions& options)
 void AddPlot(CLI::App& app, Context& context)
 {
     auto options = std::make_shared<PlotOptions>();
-    CLI::App* command = app.add_subcommand("plot", "draw a signal as an ECG strip, true to scale");
+    CLI::App* command =
+        app.add_subcommand("plot", "draw a signal or a recording as an ECG strip, true to scale");
     command->footer(FunctionHelp() +
                     "\nNo instrument is needed. Printed at 100 %, a square of the grid is 1 mm wide.\n"
                     "Example: zeka plot ecg --rate 72 --pacing 5 --seconds 20 -o strip.pdf");
     AddSignalOptions(*command, options->signal);
+    command->get_option("function")->required(false); // --file stands in for it
     AddStripOptions(*command, *options);
     AddCommonOptions(*command, context);
-    command->callback(
-        [options, &context] { context.job = [options, &context] { return Plot(*options, context); }; });
+    command->callback([options, command, &context] {
+        context.job = [options, command, &context] { return Plot(*options, *command, context); };
+    });
 }
 
 } // namespace zeka::cli

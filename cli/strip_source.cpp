@@ -1,21 +1,17 @@
 // strip_source.cpp - see strip_source.h.
 #include "cli/strip_source.h"
 
-#include "cli/interrupt.h"
-#include "cli/stream.h"
+#include "cli/formats/recording_file.h"
+#include "cli/render.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <filesystem>
 #include <fmt/format.h>
-#include <limits>
 #include <string_view>
-#include <zeka/zeka.h>
 
 namespace zeka::cli {
 namespace {
-
-constexpr double kRate = static_cast<double>(sim::kSampleRate);
 
 /// "--pr-interval", 160, "ms" as "PR interval 160 ms".
 std::string Words(std::string_view option, const std::string& value, std::string_view unit)
@@ -71,79 +67,78 @@ std::vector<std::string> Settings(const SignalOptions& signal)
     return words;
 }
 
-/// The library writes into the buffers from EnableRecordRaw to DisableRecordRaw.
-class Recorded {
-public:
-    explicit Recorded(std::size_t samples)
-        : ac_(samples, std::numeric_limits<double>::quiet_NaN()), dc_(samples)
-    {
-        if (!EnableRecordRaw(ac_.data(), dc_.data(), static_cast<int>(samples)))
-            throw Failure(Exit::kCheckFailed, "the library does not record; run this again");
-    }
-    ~Recorded() { DisableRecordRaw(); }
-    Recorded(const Recorded&) = delete;
-    Recorded& operator=(const Recorded&) = delete;
-
-    /// What came, in mV; call it once, when nothing streams any more.
-    void Finish()
-    {
-        const auto end = std::ranges::find_if(ac_, [](double counts) { return std::isnan(counts); });
-        ac_.erase(end, ac_.end());
-        dc_.resize(ac_.size());
-        for (double& value : ac_)
-            value /= sim::kCountsPerMv;
-    }
-    [[nodiscard]] std::vector<double>& Ac() { return ac_; }
-    [[nodiscard]] std::vector<double>& Dc() { return dc_; }
-
-private:
-    std::vector<double> ac_; // until Finish: counts of the 16-bit word
-    std::vector<double> dc_; // mV
-};
-
-/// R peaks by their steepness: the highest point after a rise of more than half of the steepest one's. A
-/// baseline that swings with the breath does not matter, nor does a T wave.
-std::vector<Tick> Beats(const std::vector<double>& mv)
+/// Of the one that is still open.
+void EndApnea(std::vector<Tick>& ticks, double at_s)
 {
-    constexpr std::size_t kRise = 800;        // 20 ms
-    constexpr std::size_t kLook = 2400;       // 60 ms: from the steepest rise to the peak it is less
-    constexpr std::size_t kRefractory = 6000; // 150 ms
-    constexpr double kLowestMv = 0.05;        // no beat, but noise
+    const auto last = std::find_if(ticks.rbegin(), ticks.rend(),
+                                   [](const Tick& tick) { return tick.kind == TickKind::kApnea; });
+    if (last != ticks.rend())
+        last->to_s = at_s;
+}
+
+/// Of the renderer's marks those that a strip shows.
+std::vector<Tick> TicksOf(const Strip& strip)
+{
+    const auto seconds = [&](const Mark& mark) { return static_cast<double>(mark.sample) / strip.rate; };
+    const double end = static_cast<double>(strip.ac_mv.size()) / strip.rate;
     std::vector<Tick> ticks;
-    if (mv.size() <= kRise)
-        return ticks;
-    double steepest = 0.0;
-    for (std::size_t i = kRise; i < mv.size(); ++i)
-        steepest = std::max(steepest, mv[i] - mv[i - kRise]);
-    for (std::size_t i = kRise; i < mv.size() && steepest > kLowestMv; ++i) {
-        if (mv[i] - mv[i - kRise] < steepest / 2.0)
-            continue;
-        const auto from = mv.begin() + static_cast<std::ptrdiff_t>(i);
-        const auto to = mv.begin() + static_cast<std::ptrdiff_t>(std::min(i + kLook, mv.size()));
-        const auto peak = static_cast<std::size_t>(std::max_element(from, to) - mv.begin());
-        ticks.push_back({TickKind::kBeat, static_cast<double>(peak) / kRate});
-        i = peak + kRefractory;
+    for (const Mark& mark : strip.marks) {
+        if (mark.kind == MarkKind::kRPeak)
+            ticks.push_back({TickKind::kBeat, seconds(mark)});
+        else if (mark.kind == MarkKind::kPacing)
+            ticks.push_back({TickKind::kPacing, seconds(mark)});
+        else if (mark.kind == MarkKind::kApneaBegin)
+            ticks.push_back({TickKind::kApnea, seconds(mark), end});
+        else if (mark.kind == MarkKind::kApneaEnd)
+            EndApnea(ticks, seconds(mark));
     }
     return ticks;
 }
 
-/// Pacing pulses are all that leaves 0 mV on the DC channel; breath stops at the end of every minute.
-std::vector<Tick> TicksOf(const SignalOptions& signal, const Selection& selection, Recorded& recorded)
+/// The annotation's first word: beats and pacing pulses as WFDB and as this command names them.
+std::optional<TickKind> KindOf(std::string_view word)
+{
+    constexpr std::string_view kBeats = "NLRaVFJASEj/QBenfr"; // a letter each
+    if (word.size() == 1 && kBeats.find(word.front()) != std::string_view::npos)
+        return TickKind::kBeat;
+    if (word == "^" || word == "pacing")
+        return TickKind::kPacing;
+    return std::nullopt;
+}
+
+std::vector<Tick> TicksOf(const RecordingFile& recording, double end_s)
 {
     std::vector<Tick> ticks;
-    if ((selection.function->heeds & kQrs) != 0 || selection.function->variants != Variants::kNone)
-        ticks = Beats(recorded.Ac());
-    if (signal.values.Has(Id::kPacing) && signal.values.Asked(Id::kPacing) != 0.0)
-        for (std::size_t i = 0; i < recorded.Dc().size(); ++i)
-            if (recorded.Dc()[i] != 0.0 && (i == 0 || recorded.Dc()[i - 1] == 0.0))
-                ticks.push_back({TickKind::kPacing, static_cast<double>(i) / kRate});
-    if (const Breathing& breathing = signal.breathing; breathing.breaths && breathing.apnea_s > 0) {
-        constexpr double kMinuteS = 60.0;
-        const double seconds = static_cast<double>(recorded.Ac().size()) / kRate;
-        for (double end = kMinuteS; end - breathing.apnea_s < seconds; end += kMinuteS)
-            ticks.push_back({TickKind::kApnea, end - breathing.apnea_s, end});
+    for (const Annotation& annotation : recording.annotations) {
+        const std::string_view text = annotation.text;
+        if (const auto kind = KindOf(text.substr(0, text.find(' '))))
+            ticks.push_back({*kind, annotation.seconds});
+        else if (text.ends_with("apnea on"))
+            ticks.push_back({TickKind::kApnea, annotation.seconds, end_s});
+        else if (text.ends_with("apnea off"))
+            EndApnea(ticks, annotation.seconds);
     }
     return ticks;
+}
+
+const RecordedChannel& Chosen(const RecordingFile& recording, const std::string& path,
+                              const std::string& name)
+{
+    const auto drawable = [](const RecordedChannel& channel) {
+        return channel.voltage && !channel.values.empty();
+    };
+    if (!name.empty()) {
+        const RecordedChannel& channel = FindChannel(recording, name);
+        if (drawable(channel))
+            return channel;
+        throw Failure(Exit::kUsage, fmt::format("channel \"{}\" is no voltage; choose another with --channel",
+                                                channel.name));
+    }
+    const auto found = std::ranges::find_if(recording.channels, drawable);
+    if (found == recording.channels.end())
+        throw Failure(Exit::kCheckFailed,
+                      fmt::format("{}: no channel of it is a voltage; give another recording", path));
+    return *found;
 }
 
 } // namespace
@@ -151,26 +146,29 @@ std::vector<Tick> TicksOf(const SignalOptions& signal, const Selection& selectio
 StripChart ChartOfSignal(SignalOptions& signal, const std::string& channel, double seconds, Context& context)
 {
     const Selection selection = CheckSignal(signal);
-    ConnectOptions connect;
-    connect.virtual_one = connect.fast = true;
-    Session session(connect, context);
-    StreamWatch watch(session);
-    ApplySignal(signal, selection);
-    Recorded recorded(static_cast<std::size_t>(std::llround(seconds * kRate)));
-    StartSignal(signal, selection);
-    const StreamSummary summary = watch.Run(seconds, context.console, seconds);
-    watch.SwitchOff();
-    if (summary.interrupted)
-        EndIfInterrupted();
-    recorded.Finish();
+    Strip strip = RenderStrip(signal, selection, seconds, context);
     StripChart chart;
-    chart.rate = kRate;
-    chart.ticks = TicksOf(signal, selection, recorded);
+    chart.rate = strip.rate;
+    chart.ticks = TicksOf(strip);
     const bool ac = channel != "dc";
-    chart.mv = std::move(ac ? recorded.Ac() : recorded.Dc());
+    chart.mv = ac ? std::move(strip.ac_mv) : std::move(strip.dc_mv);
     chart.title = selection.name;
     chart.settings = Settings(signal);
     chart.origin = {ac ? "AC channel" : "DC channel"};
+    return chart;
+}
+
+StripChart ChartOfRecording(const std::string& path, const std::string& channel)
+{
+    const RecordingFile recording = ReadRecording(path);
+    const RecordedChannel& chosen = Chosen(recording, path, channel);
+    StripChart chart;
+    chart.rate = chosen.rate;
+    chart.mv = chosen.values;
+    chart.ticks = TicksOf(recording, chart.Seconds());
+    chart.title = std::filesystem::path(path).filename().string();
+    chart.settings = {recording.format, fmt::format("channel {}", chosen.name),
+                      fmt::format("{:g} samples/s", chosen.rate)};
     return chart;
 }
 

@@ -123,6 +123,16 @@ std::vector<Point> Peaks(const Line& trace, double above, double apart)
     return peaks;
 }
 
+/// The triangles above the beats, without the legend's.
+std::vector<Line> BeatMarks(const std::string& svg)
+{
+    std::vector<Line> marks = Strokes(svg, 0.0);
+    std::erase_if(marks, [](const Line& mark) { return mark.size() != 3; });
+    if (!marks.empty())
+        marks.erase(marks.begin());
+    return marks;
+}
+
 struct Scale {
     double mm_per_s, mm_per_mv;
 };
@@ -176,11 +186,10 @@ TEST_P(PlotScale, IsThatOfThePaper)
         }
     }
 
-    std::vector<Line> marks = Strokes(svg, 0.0);
-    std::erase_if(marks, [&](const Line& mark) { return mark.size() != 3; });
-    ASSERT_EQ(marks.size(), 1u + peaks.size()) << "the legend's and one for each beat";
+    const std::vector<Line> marks = BeatMarks(svg);
+    ASSERT_EQ(marks.size(), peaks.size());
     for (std::size_t i = 0; i < peaks.size(); ++i)
-        EXPECT_NEAR(marks[1 + i][0].x, peaks[i].x, 0.1);
+        EXPECT_NEAR(marks[i][0].x, peaks[i].x, 0.1);
     const std::vector<double> pacing = Positions(Strokes(svg, 0.4), true);
     EXPECT_GE(pacing.size(), 1u + 4u);
 }
@@ -207,22 +216,60 @@ TEST(Plot, LosesNoPulseHoweverShort)
         EXPECT_NEAR(zero - peak.y, 40.0, 0.31 + kLineError); // one count of the DC word
 }
 
-// Breath stops for the last 10 s of the minute: here from the fourth second on.
+// Beats of changing height on a baseline that swings by more; breath stops for the last 10 s of the
+// minute.
 TEST(Plot, MarksEveryBeatAndTheApnea)
 {
     const TemporaryFolder folder;
-    (void)Plot({"ecg", "--rate", "60", "--breaths", "12", "--breath-baseline", "100", "--apnea", "10",
-                "--from", "46", "--seconds", "8"},
+    (void)Plot({"ecg", "--rate", "60", "--breaths", "12", "--breath-baseline", "100", "--breath-amplitude",
+                "50", "--apnea", "10", "--from", "46", "--seconds", "8"},
                folder.File("strip.svg"));
     const std::string svg = folder.Text("strip.svg");
-    std::vector<Line> marks = Strokes(svg, 0.0);
-    std::erase_if(marks, [](const Line& mark) { return mark.size() != 3; });
-    EXPECT_EQ(marks.size(), 1u + 8u) << "the legend's and one for each beat";
+    const std::vector<Line> marks = BeatMarks(svg);
+    ASSERT_EQ(marks.size(), 8u);
+    for (std::size_t i = 1; i < marks.size(); ++i)
+        EXPECT_NEAR(marks[i][0].x - marks[i - 1][0].x, 25.0, 0.1);
     const std::vector<Line> apnea = Strokes(svg, 0.8);
     ASSERT_EQ(apnea.size(), 2u); // the legend's and its own
     const double begin = Strokes(svg, 0.3)[1].front().x;
-    EXPECT_NEAR(apnea[1][0].x - begin, 4.0 * 25.0, kGrain);
-    EXPECT_NEAR(apnea[1][1].x - begin, 8.0 * 25.0, kGrain);
+    EXPECT_NEAR(apnea[1][0].x - begin, 4.0 * 25.0, 0.1);
+    EXPECT_NEAR(apnea[1][1].x - begin, 8.0 * 25.0, 0.1);
+}
+
+// The recording is drawn as the signal was: at another rate, hence within the height of one of its steps.
+TEST(Plot, DrawsARecordingWithItsAnnotations)
+{
+    const TemporaryFolder folder;
+    for (const char* name : {"ecg.edf", "ecg.hea"}) {
+        const Outcome record = RunZeka({"record", "ecg", "--rate", "60", "--pacing", "5", "--seconds", "8",
+                                        "--rate-out", "1000", "--offline", "-q", "-o", folder.File(name)});
+        ASSERT_EQ(record.status, 0) << record.err;
+        const nlohmann::json result =
+            Plot({"--file", folder.File(name), "--from", "2", "--seconds", "4"}, folder.File("strip.svg"));
+        EXPECT_EQ(result["title"], name);
+        EXPECT_EQ(result["seconds"], 4.0);
+        const std::string svg = folder.Text("strip.svg");
+        const std::vector<Line> traces = Strokes(svg, 0.3);
+        ASSERT_EQ(traces.size(), 2u);
+        const double zero = traces[0][0].y;
+        const std::vector<Point> peaks = Peaks(traces[1], zero - 5.0, 5.0);
+        const std::vector<Line> marks = BeatMarks(svg);
+        ASSERT_EQ(peaks.size(), 4u);
+        ASSERT_EQ(marks.size(), 4u);
+        for (std::size_t i = 0; i < peaks.size(); ++i) {
+            EXPECT_NEAR(zero - peaks[i].y, 8.75, 0.4); // the mean over 1 ms at the peak
+            EXPECT_NEAR(marks[i][0].x, peaks[i].x, 0.1);
+        }
+        EXPECT_EQ(Positions(Strokes(svg, 0.4), true).size(), 1u + 4u) << "the legend's and a pulse a second";
+    }
+    const std::string edf = folder.File("ecg.edf");
+    const std::string strip = folder.File("strip.pdf");
+    EXPECT_EQ(RunZeka({"plot", "--file", edf, "--channel", "DC", "-o", strip, "-q"}).status, 0);
+    EXPECT_THAT(RunZeka({"plot", "--file", edf, "--rate", "60", "-o", strip}).err, HasSubstr("--rate"));
+    EXPECT_EQ(RunZeka({"plot", "ecg", "--file", edf, "-o", strip}).status, 2);
+    EXPECT_EQ(RunZeka({"plot", "--file", edf, "--channel", "V9", "-o", strip}).status, 2);
+    EXPECT_THAT(RunZeka({"plot", "--file", edf, "--from", "8", "-o", strip}).err,
+                HasSubstr("ends after 8 s"));
 }
 
 TEST(Plot, GoesOnInTheNextRowAndOnTheNextPage)

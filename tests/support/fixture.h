@@ -60,6 +60,15 @@ inline sim::InstrumentConfig FastClock()
     return config;
 }
 
+/// Asks a second time only after 2 s, not after 100 ms: a request that was lost shows, one that a busy
+/// machine left lying for a while does not.
+inline sim::InstrumentConfig PatientInstrument()
+{
+    sim::InstrumentConfig config;
+    config.player.repeat_request_after = milliseconds{2000};
+    return config;
+}
+
 /// Plays when told by Step(); at most `depth_bursts` bursts wait inside.
 inline sim::InstrumentConfig SteppedClock(unsigned depth_bursts = 1)
 {

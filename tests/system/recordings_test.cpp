@@ -110,7 +110,10 @@ TEST_F(Recording, PlayedOnceEndsTheStream)
     EXPECT_EQ(ZEKAGetOutputFunction(), 0);
 }
 
-class RecordingAtItsPace : public Connected {};
+class RecordingAtItsPace : public Connected {
+protected:
+    RecordingAtItsPace() : Connected(zeka::test::PatientInstrument()) {}
+};
 
 TEST_F(RecordingAtItsPace, MayBeReplacedWhileItPlays)
 {
@@ -136,6 +139,8 @@ TEST_F(RecordingAtItsPace, MayBeReplacedWhileItPlays)
 
 class MemoryPlayback : public Connected {
 protected:
+    MemoryPlayback() : Connected(zeka::test::PatientInstrument()) {}
+
     /// One sample of an uploaded sine of 2 mV peak to peak.
     static std::int16_t Sine(double hz, double time)
     {

@@ -12,7 +12,10 @@ using zeka::sim::Fault;
 using zeka::test::Connected;
 using zeka::test::milliseconds;
 
-class Stream : public Connected {};
+class Stream : public Connected {
+protected:
+    Stream() : Connected(zeka::test::PatientInstrument()) {}
+};
 
 class FastStream : public Connected {
 protected:
@@ -85,7 +88,8 @@ TEST_F(Stream, IsNotStarvedByAnApplicationThatNeverStopsSetting)
     for (std::thread& caller : callers)
         caller.join();
     const auto stats = instrument.Stats().stream;
-    EXPECT_LT(stats.repeated_requests, 3u); // an answer held up for 100 ms; none on an idle machine
+    EXPECT_LT(zeka::sim::Percentile(stats.last_byte_us, 50.0), 100e3); // on an idle machine some ms
+    EXPECT_EQ(stats.repeated_requests, 0u);
     EXPECT_EQ(stats.sequence_gaps, 0u);
 }
 

@@ -177,6 +177,10 @@ void* ConnectDeviceThread(void* /*unused*/)
         TearDown();
         NotifyListener(false);
     }
+    // A loss leaves its stream to the next connection. When ZEKAFree waited for an instrument that no longer
+    // asks, the connection was given up as lost before the stop was requested, and no next one comes.
+    if (poll_thread_ended.WaitTimeout(0) == 0)
+        ForgetStream();
     NoteSupervisorEnded();
     return nullptr;
 }

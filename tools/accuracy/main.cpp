@@ -21,6 +21,8 @@ Every figure on this page was measured on what the virtual instrument received o
 second, as they would reach the converters of a real instrument. None is taken from the library's own arrays. The page is
 the output of a program in this tree; after `scripts/build` run it again with
 
+<!-- not run: takes two minutes; the quick one is a test of its own -->
+
     build/tools/zeka_accuracy > docs/accuracy.md     # about two minutes
     build/tools/zeka_accuracy --quick                # a look at every chapter, one of the tests
 

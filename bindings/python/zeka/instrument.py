@@ -41,7 +41,10 @@ class Identity(NamedTuple):
 def connect(port: Optional[int] = None, timeout: float = 5.0) -> Instrument:
     """The instrument at /dev/ttyACM<port>, or the first one that answers. Raises NotConnected after `timeout` seconds.
 
-    One process drives one instrument; leave the with block, or call close(), before connecting again."""
+    One process drives one instrument; leave the with block, or call close(), before connecting again.
+
+    Ctrl-C is heard when the search is over: the library offers no way to end it that could not also end the connection
+    after it. To wait long for an instrument, call this with a short timeout again and again."""
     if port is not None and not 0 <= port <= 127:
         raise OutOfRange("port", port, 0, 127, "")
     if plain.ZEKAConnect(-1 if port is None else port, max(0, round(timeout * 1000.0))) != 1:

@@ -7,7 +7,7 @@
 // place.
 #pragma once
 
-#include "cli/marks.h"
+#include "cli/mark_finder.h"
 
 namespace zeka::cli {
 

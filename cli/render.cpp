@@ -2,6 +2,7 @@
 #include "cli/render.h"
 
 #include "cli/interrupt.h"
+#include "cli/mark_settings.h"
 #include "cli/sample_tap.h"
 #include "sim/measure.h"
 

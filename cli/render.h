@@ -2,8 +2,9 @@
 // from a virtual one that runs as fast as it can, so that nothing has to be there.
 #pragma once
 
-#include "cli/marks.h"
+#include "cli/mark_finder.h"
 #include "cli/session.h"
+#include "cli/signal_options.h"
 
 namespace zeka::cli {
 

@@ -10,8 +10,8 @@
 namespace zeka::cli {
 namespace {
 
-constexpr double kColumn = 0.02;    // mm
-constexpr double kTolerance = 0.01; // mm; with half a column less than what the header promises
+constexpr double kColumn = 0.01;    // mm
+constexpr double kTolerance = 0.01; // mm; with a column no more than the header promises
 
 /// At most four points to a column: its first, lowest, highest and last sample.
 std::vector<Point> Thinned(std::span<const double> mv, double mm_per_sample, double mm_per_mv)

@@ -1,6 +1,6 @@
-// marks.h - points of the signal that a reader of a recording wants to find: heart beats, pacing pulses,
-// apnea, the rounds of what is played. Found while the samples pass by, so that a day of signal needs no
-// memory.
+// mark_finder.h - points of the signal that a reader of a recording wants to find: heart beats, pacing
+// pulses, apnea, the rounds of what is played. Found while the samples pass by, so that a day of signal needs
+// no memory.
 //
 // Pacing pulses are read off the DC channel and R peaks off the AC channel. What the samples alone cannot
 // tell surely comes from the settings: where a beat of ecg and ecg-custom is to be looked for, how long its
@@ -8,15 +8,18 @@
 #pragma once
 
 #include "cli/formats/mark.h"
-#include "cli/signal_options.h"
 
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace zeka::cli {
+
+/// The part of a QRS between its onset and R, in ecg and ecg-custom.
+inline constexpr double kRiseShare = 0.4375;
 
 /// What the settings say of the signal.
 struct MarkSettings {
@@ -38,9 +41,6 @@ struct MarkSettings {
     /// How many marks a second may have, at most.
     [[nodiscard]] double MarksPerSecond() const;
 };
-
-/// Asks the library, so after everything is set, and before anything streams: some getters wait for the lock.
-MarkSettings MarkSettingsOf(const SignalOptions& options, const Selection& selection);
 
 using MarkSink = std::function<void(const Mark&)>;
 

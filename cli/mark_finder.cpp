@@ -1,11 +1,10 @@
-// marks.cpp - see marks.h.
-#include "cli/marks.h"
+// mark_finder.cpp - see mark_finder.h.
+#include "cli/mark_finder.h"
 
 #include "cli/beat_finder.h"
 
 #include <algorithm>
 #include <cmath>
-#include <zeka/zeka.h>
 
 namespace zeka::cli {
 namespace {
@@ -13,54 +12,10 @@ namespace {
 constexpr double kRate = 40000.0;
 constexpr double kMsPerS = 1000.0;
 constexpr double kMinuteS = 60.0;
-constexpr double kRiseShare = 0.4375;        // of the QRS, from its onset to R
-constexpr double kFixedOnsetS = 0.01;        // QRS onset of ecg in its period
-constexpr double kOneSecondS = 1.0;          // a round of the 60601-2-51 waveforms and of ANE20000
-constexpr double kFirstMinuteS = 60.0;       // of the 60601-2-47 patterns that is played
 constexpr double kFastestBeat = 6.0;         // per s
 constexpr std::uint64_t kOnsetBefore = 4000; // samples: no QRS begins earlier before its R peak
 
 std::uint64_t SampleAt(double seconds) { return static_cast<std::uint64_t>(std::llround(seconds * kRate)); }
-
-double RoundOf(const Selection& selection)
-{
-    unsigned length = 0;
-    unsigned rate = 0;
-    switch (selection.function->variants) {
-    case Variants::kIec27:
-        (void)GetSpecialWave227Array(selection.variant, &length, &rate);
-        return rate == 0 ? 0.0 : static_cast<double>(length) / rate;
-    case Variants::kIec51:
-    case Variants::kLead:
-        return kOneSecondS;
-    case Variants::kIec47:
-        return kFirstMinuteS;
-    case Variants::kNone:
-        break;
-    }
-    return 0.0;
-}
-
-void AskForEcg(MarkSettings& settings, const SignalOptions& options, bool adjustable)
-{
-    const double period_s = 1.0 / ZEKAGetFrequency();
-    settings.has_beats = ZEKAGetAmplitude() != 0.0;
-    settings.upright = ZEKAGetAmplitude() > 0.0;
-    settings.qrs_s = std::min(ZEKAGetQRSDuration() / kMsPerS, period_s);
-    const double onset_s = adjustable ? ZEKAGetPRInterval() / kMsPerS : kFixedOnsetS;
-    const double r_peak_s = onset_s + kRiseShare * settings.qrs_s;
-    const bool rate_breathes = options.breathing.breaths && options.breathing.rate_percent != 0;
-    if (settings.has_beats && !rate_breathes && r_peak_s < period_s)
-        settings.beats = MarkSettings::Beats{period_s, r_peak_s};
-}
-
-void AskForPacing(MarkSettings& settings)
-{
-    const double height_mv = ZEKAGetPacingAmplitude();
-    settings.paced = height_mv != 0.0;
-    settings.overshoot_mv = ZEKAGetOvershootAmplitude() * (height_mv > 0.0 ? -1.0 : 1.0);
-    settings.overshoot_s = ZEKAGetOvershootTimeConstant() / kMsPerS;
-}
 
 } // namespace
 
@@ -75,22 +30,6 @@ double MarkSettings::MarksPerSecond() const
     if (round_s > 0.0)
         marks += 1.0 / round_s;
     return marks;
-}
-
-MarkSettings MarkSettingsOf(const SignalOptions& options, const Selection& selection)
-{
-    MarkSettings settings;
-    const bool adjustable = selection.Is("ecg-custom");
-    if (adjustable || selection.Is("ecg"))
-        AskForEcg(settings, options, adjustable);
-    else
-        settings.has_beats = selection.function->variants != Variants::kNone;
-    if ((selection.function->heeds & kPacing) != 0)
-        AskForPacing(settings);
-    if (options.breathing.breaths)
-        settings.apnea_s = options.breathing.apnea_s;
-    settings.round_s = RoundOf(selection);
-    return settings;
 }
 
 MarkFinder::MarkFinder(const MarkSettings& settings, MarkSink sink)

@@ -1,0 +1,12 @@
+// mark_settings.h - what the settings of a signal say of its marks.
+#pragma once
+
+#include "cli/mark_finder.h"
+#include "cli/signal_options.h"
+
+namespace zeka::cli {
+
+/// Asks the library, so after everything is set, and before anything streams: some getters wait for the lock.
+MarkSettings MarkSettingsOf(const SignalOptions& options, const Selection& selection);
+
+} // namespace zeka::cli

@@ -17,6 +17,7 @@ namespace {
 constexpr int kRawData = 18;
 constexpr double kLowestRate = 100.0; // that the library takes
 constexpr double kHighestRate = 40000.0;
+constexpr double kMostRepeats = 6000.0; // of a value: a short file must not take all the memory
 constexpr double kAcLimitMv = 5.0;
 constexpr double kDcLimitMv = 1000.0;
 
@@ -75,7 +76,11 @@ int RepeatsAt(double rate)
     if (!(rate <= kHighestRate))
         throw Failure(Exit::kUsage,
                       fmt::format("{} samples/s are too many; the instrument plays {}", rate, kHighestRate));
-    return rate < kLowestRate ? static_cast<int>(std::ceil(kLowestRate / rate)) : 1;
+    const double repeats = rate < kLowestRate ? std::ceil(kLowestRate / rate) : 1.0;
+    if (repeats > kMostRepeats)
+        throw Failure(Exit::kUsage, fmt::format("{} samples/s are too few; one in {} s is the least", rate,
+                                                kMostRepeats / kLowestRate));
+    return static_cast<int>(repeats);
 }
 
 std::string ResamplingText(const Playback& playback)

@@ -74,7 +74,10 @@ void Console::EndLive()
 void Console::Error(std::string_view text)
 {
     EndLive();
-    ToStderr(fmt::format("zeka: {}\n", text));
+    std::string line(text); // with words of files and of the command line in it
+    std::ranges::replace_if(
+        line, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
+    ToStderr(fmt::format("zeka: {}\n", line));
 }
 
 void Console::Result(std::string_view text)
@@ -91,7 +94,8 @@ void Console::Result(std::string_view command, const nlohmann::ordered_json& obj
     whole["schema"] = kSchema;
     whole["command"] = command;
     whole.update(object);
-    Result(whole.dump(2) + "\n");
+    // A name on a Linux machine may be any bytes; JSON is UTF-8.
+    Result(whole.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
 std::string Console::Good(std::string_view text) const { return Coloured(text, "32"); }

@@ -173,12 +173,33 @@ std::string WfdbHeaderOf(const std::string& path)
     return std::filesystem::exists(header, none) ? header.string() : std::string();
 }
 
-std::string Listed(const RecordingFile& recording)
+/// Bytes of the UTF-8 character at the front of the text; 0: none, or a control character.
+std::size_t CharacterAt(std::string_view text)
 {
-    std::string text;
-    for (std::size_t i = 0; i < recording.channels.size(); ++i)
-        text += fmt::format("{}{} \"{}\"", i == 0 ? "" : ", ", i, recording.channels[i].name);
-    return text;
+    const auto first = static_cast<unsigned char>(text.front());
+    if (first < 0x80)
+        return first >= ' ' && first != 0x7F ? 1 : 0;
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || text.size() < length)
+        return 0;
+    const auto second = static_cast<unsigned char>(text[1]);
+    // Longer than it needs to be, a half of a pair, or beyond the last character.
+    if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
+        (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F))
+        return 0;
+    const auto follows = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+    return std::ranges::all_of(text.substr(1, length - 1), follows) ? length : 0;
+}
+
+/// What a file calls its channels goes to terminals and into JSON: '?' for every byte that could not.
+void MakePrintable(std::string& text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = CharacterAt(std::string_view(text).substr(at));
+        if (length == 0)
+            text[at] = '?';
+        at += std::max<std::size_t>(length, 1);
+    }
 }
 
 /// The first bytes, where there are any.
@@ -189,6 +210,27 @@ std::string Head(const std::string& path, std::size_t count)
     file.read(head.data(), static_cast<std::streamsize>(count));
     head.resize(static_cast<std::size_t>(file.gcount()));
     return head;
+}
+
+RecordingFile ReadAny(const std::string& path)
+{
+    if (const std::string header = WfdbHeaderOf(path); !header.empty())
+        return ReadWfdb(header);
+    constexpr std::string_view kEdf = "0       ";
+    constexpr std::string_view kBdf = "\xFF"
+                                      "BIOSEMI";
+    if (const std::string head = Head(path, kEdf.size()); head == kEdf || head == kBdf)
+        return ReadEdf(path);
+    const std::string bytes = ReadWholeFile(path, kLimitBytes);
+    return LooksLikeText(bytes) ? ReadText(bytes, path) : ReadBinary(bytes, path);
+}
+
+std::string Listed(const RecordingFile& recording)
+{
+    std::string text;
+    for (std::size_t i = 0; i < recording.channels.size(); ++i)
+        text += fmt::format("{}{} \"{}\"", i == 0 ? "" : ", ", i, recording.channels[i].name);
+    return text;
 }
 
 } // namespace
@@ -225,15 +267,14 @@ double MillivoltsPer(const std::string& unit)
 
 RecordingFile ReadRecording(const std::string& path)
 {
-    if (const std::string header = WfdbHeaderOf(path); !header.empty())
-        return ReadWfdb(header);
-    constexpr std::string_view kEdf = "0       ";
-    constexpr std::string_view kBdf = "\xFF"
-                                      "BIOSEMI";
-    if (const std::string head = Head(path, kEdf.size()); head == kEdf || head == kBdf)
-        return ReadEdf(path);
-    const std::string bytes = ReadWholeFile(path, kLimitBytes);
-    return LooksLikeText(bytes) ? ReadText(bytes, path) : ReadBinary(bytes, path);
+    RecordingFile recording = ReadAny(path);
+    for (RecordedChannel& channel : recording.channels) {
+        MakePrintable(channel.name);
+        MakePrintable(channel.unit);
+    }
+    for (Annotation& annotation : recording.annotations)
+        MakePrintable(annotation.text);
+    return recording;
 }
 
 const RecordedChannel& FindChannel(const RecordingFile& recording, const std::string& channel)

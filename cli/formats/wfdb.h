@@ -7,6 +7,7 @@
 #include "cli/formats/recording_writer.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 namespace zeka::cli {
@@ -57,12 +58,18 @@ struct WfdbHeader {
     std::vector<WfdbSignal> signals;
 };
 
-/// These three take any bytes and throw Failure, whose words begin with `name`, when they make no sense.
+/// These take any bytes and throw Failure, whose words begin with `name`, when they make no sense.
 WfdbHeader ParseWfdbHeader(const std::string& text, const std::string& name);
 /// The counts of all signals that share a file, one vector for each.
 std::vector<std::vector<std::int16_t>> ParseWfdbSamples(const std::string& bytes, int format,
                                                         std::size_t signals, const std::string& name);
 std::vector<Annotation> ParseWfdbAnnotations(const std::string& bytes, double rate, const std::string& name);
+
+/// What is in the file of that name beside the header; throws Failure where it cannot be read.
+using WfdbSource = std::function<std::string(const std::string& file)>;
+/// The signals that a header describes.
+std::vector<RecordedChannel> ReadWfdbSignals(const WfdbHeader& header, const WfdbSource& source,
+                                             const std::string& name);
 
 /// Header, signal files and, where there is one, the annotation file. Throws Failure.
 RecordingFile ReadWfdb(const std::string& header_path);

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fmt/format.h>
+#include <set>
 #include <sstream>
 
 namespace zeka::cli {
@@ -17,6 +18,7 @@ namespace {
 constexpr std::size_t kMostSignals = 1024;
 constexpr double kUsualRate = 250.0; // where the header says none
 constexpr double kUsualGain = 200.0;
+constexpr double kLowestRate = 1e-6; // a second; slower than any record, and every time in it is finite
 constexpr std::size_t kHeaderLimit = 1 << 20;
 constexpr std::size_t kDataLimit = std::size_t{1} << 30;
 constexpr int kNoValue16 = -32768;
@@ -71,7 +73,7 @@ void ParseRecordLine(std::istringstream& words, WfdbHeader& header, std::size_t&
         std::string_view rate_text = rate;
         header.rate = TakeNumber<double>(rate_text).value_or(0.0);
     }
-    if (!(header.rate > 0.0) || !std::isfinite(header.rate))
+    if (!(header.rate >= kLowestRate) || !std::isfinite(header.rate))
         Refuse(name, fmt::format("\"{}\" is no sample rate", rate));
     if (std::string samples; words >> samples) {
         std::string_view text = samples;
@@ -127,6 +129,10 @@ WfdbSignal ParseSignalLine(const std::string& line, const std::string& name)
     std::getline(words, signal.name);
     if (!(std::abs(signal.gain) > 0.0) || !std::isfinite(signal.gain))
         signal.gain = kUsualGain;
+    constexpr double kMostMvPerUnit = 1e3;
+    constexpr double kFarthestCount = 65536.0;
+    if (!std::isfinite((kFarthestCount + std::abs(signal.baseline)) * kMostMvPerUnit / signal.gain))
+        Refuse(name, fmt::format("gain \"{}\" makes no voltage of a count", gain));
     if (signal.unit.empty())
         signal.unit = "mV";
     return signal;
@@ -259,28 +265,42 @@ std::vector<Annotation> ParseWfdbAnnotations(const std::string& bytes, double ra
     return annotations;
 }
 
-RecordingFile ReadWfdb(const std::string& header_path)
+std::vector<RecordedChannel> ReadWfdbSignals(const WfdbHeader& header, const WfdbSource& source,
+                                             const std::string& name)
 {
-    namespace fs = std::filesystem;
-    const WfdbHeader header = ParseWfdbHeader(ReadWholeFile(header_path, kHeaderLimit), header_path);
-    RecordingFile recording;
-    recording.format = "WFDB";
+    std::vector<RecordedChannel> channels;
+    std::set<std::string> seen;
     for (std::size_t first = 0; first < header.signals.size();) {
         const WfdbSignal& signal = header.signals[first];
         std::size_t last = first + 1;
         while (last < header.signals.size() && header.signals[last].file == signal.file)
             ++last;
-        const std::string path = fs::path(header_path).parent_path() / signal.file;
-        std::string bytes = ReadWholeFile(path, kDataLimit);
+        // A file that is named again and again would take its size in memory each time.
+        if (!seen.insert(signal.file).second)
+            Refuse(name, fmt::format("the signals in {} do not stand together", signal.file));
+        std::string bytes = source(signal.file);
         bytes.erase(0, static_cast<std::size_t>(std::min<std::uint64_t>(signal.offset, bytes.size())));
-        const auto counts = ParseWfdbSamples(bytes, signal.format, last - first, path);
+        const auto counts = ParseWfdbSamples(bytes, signal.format, last - first, signal.file);
         for (; first < last; ++first) {
             if (header.signals[first].format != signal.format)
-                Refuse(header_path, fmt::format("the signals in {} are of different formats", signal.file));
-            recording.channels.push_back(
+                Refuse(name, fmt::format("the signals in {} are of different formats", signal.file));
+            channels.push_back(
                 ToChannel(header.signals[first], counts[counts.size() - (last - first)], header.rate));
         }
     }
+    return channels;
+}
+
+RecordingFile ReadWfdb(const std::string& header_path)
+{
+    namespace fs = std::filesystem;
+    const WfdbHeader header = ParseWfdbHeader(ReadWholeFile(header_path, kHeaderLimit), header_path);
+    const fs::path folder = fs::path(header_path).parent_path();
+    RecordingFile recording;
+    recording.format = "WFDB";
+    recording.channels = ReadWfdbSignals(
+        header, [&](const std::string& file) { return ReadWholeFile(folder / file, kDataLimit); },
+        header_path);
     const std::string annotation_path = fs::path(header_path).replace_extension(".atr");
     if (std::error_code none; fs::exists(annotation_path, none))
         recording.annotations =

@@ -1,5 +1,5 @@
-// formats_test.cpp - recordings of other software and for it: what is written is read back, EDF+ by a library
-// that is not ours; files that are not what they say end in one line.
+// formats_test.cpp - recordings of other software and for it: what is written is read back, also by programs
+// that are not ours; files that are not what they say end in one line.
 #include "cli/failure.h"
 #include "cli/formats/recording_file.h"
 #include "cli/formats/recording_writer.h"
@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <iterator>
 #include <random>
 
 namespace zeka::cli {
@@ -226,6 +227,12 @@ TEST_F(Formats, WhatIsNoRecordingIsSaidInOneLine)
     EXPECT_THAT(refused(Put("many.hea", "many 4000000000 360\n")), HasSubstr("record line"));
     EXPECT_THAT(refused(Put("short.hea", "short 2 360\nshort.dat 16 200\n")), HasSubstr("1 of 2 signals"));
     EXPECT_THAT(refused(Put("flac.hea", "flac 1 360\nflac.dat 516 200\n")), HasSubstr("\"516\""));
+    EXPECT_THAT(refused(Put("gain.hea", "gain 1 360\ngain.dat 16 1e-308\n")), HasSubstr("no voltage"));
+    EXPECT_THAT(refused(Put("slow.hea", "slow 1 1e-300\nslow.dat 16 1\n")), HasSubstr("no sample rate"));
+    Put("a.dat", "1234");
+    Put("b.dat", "1234");
+    EXPECT_THAT(refused(Put("again.hea", "again 3 360\na.dat 16 1\nb.dat 16 1\na.dat 16 1\n")),
+                HasSubstr("stand together"));
     EXPECT_THAT(refused(Put("parts.hea", "parts/3 1 360\n")), HasSubstr("several records"));
     Put("bare.dat", "");
     EXPECT_THAT(refused(Put("bare.hea", "bare 1 360\nbare.dat 16 200\n")), HasSubstr("not one sample"));
@@ -263,20 +270,91 @@ TEST_F(Formats, DamagedFilesAreReadOrRefused)
     EXPECT_GT(refused, 20);
 }
 
-// Where Debian's biosig-tools are installed.
-TEST_F(Formats, BiosigReadsBoth)
+TEST_F(Formats, WhatWouldConfuseATerminalIsNotPassedOn)
 {
-    if (std::system("command -v save2gdf >/dev/null 2>&1") != 0)
-        GTEST_SKIP() << "save2gdf of Debian's biosig-tools is not installed";
-    const auto converted = [this](const std::string& from) {
-        const std::string command =
-            "save2gdf -f=ASCII '" + Path(from) + "' '" + Path("out") + "' >/dev/null 2>&1";
-        return std::system(command.c_str());
-    };
-    Write(Format::kEdf, PlanFor(Path("x.edf"), 1000), 3000);
-    EXPECT_EQ(converted("x.edf"), 0);
-    Write(Format::kWfdb, PlanFor(Path("x.hea"), 1000), 3000);
-    EXPECT_EQ(converted("x.hea"), 0);
+    Put("r.dat", "1234");
+    const RecordingFile read =
+        ReadRecording(Put("r.hea", "r 2 360\nr.dat 16 1/\xB5V 16 0 0 0 0 \x1b[31mred\xFF\n"
+                                   "r.dat 16 1/\xC2\xB5V 16 0 0 0 0 L\xC3\xA4nge \xED\xA0\x80\n"));
+    ASSERT_THAT(read.channels, SizeIs(2));
+    EXPECT_EQ(read.channels[0].name, "?[31mred?");
+    EXPECT_EQ(read.channels[0].unit, "?V");
+    EXPECT_TRUE(read.channels[0].voltage);
+    EXPECT_EQ(read.channels[1].name, "L\xC3\xA4nge ???");
+    EXPECT_EQ(read.channels[1].unit, "\xC2\xB5V");
+}
+
+// It writes six digits, so half a count and a little.
+constexpr double kAcNear = 0.55 * kAcStepMv;
+
+/// What save2gdf of Debian's biosig-tools makes of a file.
+class Biosig : public Formats {
+protected:
+    void SetUp() override
+    {
+        if (std::system("command -v save2gdf >/dev/null 2>&1") != 0)
+            GTEST_SKIP() << "save2gdf of Debian's biosig-tools is not installed";
+    }
+    void Run(const std::string& words) const
+    {
+        const std::string command = "cd '" + Path(".") + "' && save2gdf " + words + " >told 2>&1";
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    }
+    [[nodiscard]] std::vector<double> Column(const std::string& name) const
+    {
+        std::ifstream file(Path(name));
+        return {std::istream_iterator<double>(file), {}};
+    }
+    /// The numbers behind that name in what it told as JSON; those in quotes are hexadecimal.
+    [[nodiscard]] std::vector<double> Told(const std::string& name) const
+    {
+        const std::string text = Get("told");
+        std::vector<double> numbers;
+        for (std::size_t at = 0; (at = text.find('"' + name + '"', at)) != std::string::npos;) {
+            at = text.find_first_of("0123456789-", at + name.size() + 2);
+            numbers.push_back(std::strtod(text.c_str() + at, nullptr));
+        }
+        return numbers;
+    }
+};
+
+TEST_F(Biosig, ReadsTheSamplesOfEdf)
+{
+    const Written written = Write(Format::kEdf, PlanFor(Path("x.edf"), 1000), 3000);
+    Run("-f=ASCII x.edf out");
+    EXPECT_THAT(Column("out.a01"), Pointwise(DoubleNear(kAcNear), written.ac_mv));
+    EXPECT_THAT(Column("out.a02"), Pointwise(DoubleNear(0.02 * kDcStepMv), written.dc_mv));
+}
+
+TEST_F(Biosig, ReadsHeaderAndAnnotationsOfWfdb)
+{
+    Write(Format::kWfdb, PlanFor(Path("x.hea"), 40000));
+    Run("-JSON x.hea"); // without the samples, see below
+    EXPECT_THAT(Told("NumberOfSamples"), ElementsAre(90'000));
+    EXPECT_THAT(Told("Samplingrate"), ElementsAre(40000, 40000, 40000)); // of the record and both signals
+    EXPECT_THAT(Told("scaling"), ElementsAre(DoubleNear(kAcStepMv, 1e-7), DoubleNear(kDcStepMv, 1e-7)));
+    EXPECT_THAT(Get("told"), testing::AllOf(HasSubstr("\"AC\""), HasSubstr("\"DC\""), HasSubstr("\"mV\"")));
+    EXPECT_THAT(Told("TYP"), ElementsAre(22, 26, 39, 1, 40, 22, 22));
+    const std::vector<double> times = Told("POS");
+    ASSERT_THAT(times, SizeIs(kMarks.size()));
+    for (std::size_t i = 1; i < kMarks.size(); ++i) // it counts samples from 1, which the first one is not
+        EXPECT_NEAR(times[i] * 40000.0, static_cast<double>(kMarks[i].sample) - 1.0, 0.05);
+}
+
+// Of two signals in format 16 it takes every third word for the next: a header of the test's own calls them
+// one signal of twice the rate.
+TEST_F(Biosig, ReadsTheSamplesOfWfdb)
+{
+    const Written written = Write(Format::kWfdb, PlanFor(Path("x.hea"), 1000), 3000);
+    Put("y.hea", "y 1 2000 6000\nx.dat 16 6400(0)/mV 16 0 0 0 0 both\n");
+    Run("-f=ASCII y.hea out");
+    const std::vector<double> both = Column("out.a01");
+    ASSERT_THAT(both, SizeIs(6000));
+    for (std::size_t i = 0; i < 3000; ++i) {
+        EXPECT_NEAR(both[2 * i], written.ac_mv[i], kAcNear);
+        EXPECT_NEAR(both[2 * i + 1] * kAcCountsPerMv / kDcCountsPerMv, written.dc_mv[i],
+                    0.02 * kDcStepMv * 200);
+    }
 }
 
 } // namespace

@@ -186,5 +186,67 @@ TEST_F(RecordOffline, AFileThatIsNoneEndsInOneLine)
     EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1);
 }
 
+// Samples so slow that playing them would take all the memory there is.
+TEST_F(RecordOffline, AFileOfHardlyAnySamplesASecondIsNoSignal)
+{
+    std::ofstream(Path("slow.txt")) << "1e-300\n2\n0\n1\n";
+    const Outcome outcome = RunZeka({"file", Path("slow.txt"), "--sim", "--quiet"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("too few"));
+}
+
+/// A signal that would play for ever, while something happens to the instrument.
+class Losing : public InstrumentTest, public testing::WithParamInterface<const char*> {
+protected:
+    Losing()
+    {
+        std::string name = std::filesystem::temp_directory_path() / "zeka-losing-XXXXXX";
+        folder_ = ::mkdtemp(name.data());
+        std::ofstream text(folder_ / "ramp.txt");
+        text << "100\n200\n";
+        for (int i = 0; i < 200; ++i)
+            text << i * 0.01 << '\n';
+    }
+    ~Losing() override { std::filesystem::remove_all(folder_); }
+
+    /// How it ends when that happens while it streams.
+    Outcome Meet(const std::function<void()>& happening)
+    {
+        std::vector<std::string> words{"file", folder_ / "ramp.txt", "--quiet"};
+        if (GetParam() == std::string("record"))
+            words = {"record", "ecg", "--seconds", "600", "-o", folder_ / "x.hea", "--quiet"};
+        Command command(words);
+        EXPECT_TRUE(instrument.WaitFor([&] { return instrument.Stats().stream.bursts > 20; }, kPatience));
+        happening();
+        return command.Wait();
+    }
+    [[nodiscard]] bool LeftAHeader() const { return std::filesystem::exists(folder_ / "x.hea"); }
+
+private:
+    std::filesystem::path folder_;
+};
+
+TEST_P(Losing, ThePulledCableIsToldInOneLine)
+{
+    const Outcome outcome = Meet([this] { instrument.Unplug(); });
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, AllOf(testing::StartsWith("zeka: "), HasSubstr("lost")));
+    EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1);
+    EXPECT_FALSE(LeftAHeader()) << "half a recording must not pass for a whole one";
+}
+
+// The library may have given the connection up before the command has lost its patience.
+TEST_P(Losing, AnInstrumentThatAsksForNothingIsToldInOneLine)
+{
+    const Outcome outcome = Meet([this] { instrument.Inject({.fault = sim::Fault::kStopAsking}); });
+    EXPECT_THAT(outcome.status, testing::AnyOf(6, 7));
+    EXPECT_THAT(outcome.err, testing::StartsWith("zeka: the "));
+    EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, Losing, testing::Values("file", "record"),
+                         [](const auto& one) { return std::string(one.param); });
+
 } // namespace
 } // namespace zeka::test

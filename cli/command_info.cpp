@@ -30,7 +30,10 @@ struct Dc {
     bool common = GetDCOffsetCommonMode();
 };
 
+constexpr const char* kNotReported = "not reported"; // the library has no call that reads it back
+
 struct Channel {
+    bool lead_0 = false; // confirmed
     int impedance = 0;
     bool signal_ground = false;
 };
@@ -39,8 +42,11 @@ std::vector<Channel> ReadChannels()
 {
     std::vector<Channel> channels;
     channels.reserve(kChannels);
+    // A lead cannot be read back, but its setting is confirmed: connecting has just set lead 0, and setting
+    // it again tells whether that is so.
     for (int number = 0; number < kChannels; ++number)
-        channels.push_back({ZEKAGetInputImpedanceMode(number), ZEKAGetSignalGroundToGNDGround(number) == 1});
+        channels.push_back({ZEKASetOutputLead(number, 0) == 0, ZEKAGetInputImpedanceMode(number),
+                            ZEKAGetSignalGroundToGNDGround(number) == 1});
     return channels;
 }
 
@@ -57,8 +63,10 @@ std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
                     who.version, hardware.nStoredInfo0, hardware.nStoredInfo1, hardware.nQueryInfo,
                     hardware.nHWSetting0, hardware.nHWSetting1);
     for (int number = 0; const Channel& channel : channels)
-        text += fmt::format("channel {}       input impedance {}, signal ground {}\n", number++,
-                            ImpedanceText(channel.impedance), channel.signal_ground ? "connected" : "open");
+        text +=
+            fmt::format("channel {}       lead {}, input impedance {}, signal ground {}, DC source {}\n",
+                        number++, channel.lead_0 ? "0" : "not confirmed", ImpedanceText(channel.impedance),
+                        channel.signal_ground ? "connected" : "open", kNotReported);
     return text +
            fmt::format("DC              offset {} mV, variable {}, common mode {} (of this connection)\n",
                        dc.offset_mv, dc.variable ? "on" : "off", dc.common ? "on" : "off");
@@ -73,9 +81,12 @@ nlohmann::ordered_json Json(const Identity& who, const ZEKA_HW_INFORMATION& hard
                           {"settings", {hardware.nHWSetting0, hardware.nHWSetting1}}};
     object["channels"] = nlohmann::ordered_json::array();
     for (int number = 0; const Channel& channel : channels)
-        object["channels"].push_back({{"channel", number++},
-                                      {"impedance_mode", channel.impedance},
-                                      {"signal_ground", channel.signal_ground}});
+        object["channels"].push_back(
+            {{"channel", number++},
+             {"lead", channel.lead_0 ? nlohmann::ordered_json(0) : nlohmann::ordered_json("not confirmed")},
+             {"impedance_mode", channel.impedance},
+             {"signal_ground", channel.signal_ground},
+             {"dc_source", kNotReported}});
     object["dc"] = {{"offset_mv", dc.offset_mv}, {"variable", dc.variable}, {"common_mode", dc.common}};
     return object;
 }
@@ -102,9 +113,15 @@ void AddInfo(CLI::App& app, Context& context)
 {
     auto options = std::make_shared<ConnectOptions>();
     CLI::App* command = app.add_subcommand("info", "who the instrument is and how its output stage is set");
-    command->footer(
-        "Connecting itself sets lead 0 and input impedance mode 0 on all channels. The instrument can be\n"
-        "asked for neither its leads nor its DC sources.");
+    command->footer("Connecting itself sets lead 0 and input impedance mode 0 on all channels. Impedance and "
+                    "signal ground\n"
+                    "are what the instrument answers when it is asked. It cannot be asked for a lead through "
+                    "the library:\n"
+                    "lead 0 is set once more, which the instrument confirms or not. Its DC sources can "
+                    "neither be asked for\n"
+                    "nor set to what they are: they are \"not reported\". The last line tells what the "
+                    "library sends with a\n"
+                    "signal.");
     AddConnectOptions(*command, *options);
     AddCommonOptions(*command, context);
     command->callback(

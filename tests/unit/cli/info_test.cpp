@@ -54,7 +54,22 @@ TEST_F(Info, SaysWhoItIs)
     EXPECT_EQ(result.at("hardware").at("stored"),
               nlohmann::json({identity.stored_info0, identity.stored_info1}));
     EXPECT_EQ(result.at("hardware").at("query"), identity.query_info);
-    EXPECT_EQ(result.at("channels").size(), 4u);
+    ASSERT_EQ(result.at("channels").size(), 4u);
+    for (const nlohmann::json& channel : result.at("channels"))
+        EXPECT_THAT(channel, AllOf(testing::Contains(nlohmann::json(0)), testing::Contains("not reported")));
+    EXPECT_EQ(result.at("channels").at(3).at("lead"), 0);
+    EXPECT_THAT(text.out,
+                HasSubstr("lead 0, input impedance mode 0, signal ground open, DC source not reported"));
+}
+
+// Connecting writes the output stage four times for each channel; what comes then is not answered in full.
+TEST_F(Info, ClaimsNoLeadThatWasNotConfirmed)
+{
+    instrument.Inject({.fault = sim::Fault::kShortReply, .command = sim::Command::kControlWrite, .skip = 16});
+    const Outcome outcome = RunZeka({"info", "--json"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    for (const nlohmann::json& channel : outcome.Json().at("channels"))
+        EXPECT_EQ(channel.at("lead"), "not confirmed");
 }
 
 TEST_F(Info, WaitsForAnInstrumentThatComesLater)

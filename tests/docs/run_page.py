@@ -54,9 +54,8 @@ def c_program(text):
     return program[1] if program else ""
 
 
-def lay_out(source, build, page):
-    """The folder, and the environment in which the lines run."""
-    folder = Path(tempfile.mkdtemp())
+def lay_out(folder, source, build, text):
+    """Fills the folder; the environment in which the lines run."""
     for name in COPIED:
         copy = shutil.copytree if (source / name).is_dir() else shutil.copy
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
@@ -68,13 +67,13 @@ def lay_out(source, build, page):
     my_program.write_text("#!/bin/sh\nexec zeka info\n")
     my_program.chmod(0o755)
     for name in ("example.c", "program.c"):
-        (folder / name).write_text(c_program(page.read_text()))
+        (folder / name).write_text(c_program(text))
     environment = {**os.environ, "PATH": f"{folder / 'bin'}:{os.environ['PATH']}", "PYTHONDONTWRITEBYTECODE": "1"}
-    if "pkg-config" in page.read_text():
+    if any("pkg-config" in line for reason, lines in blocks(text) if not reason for line in lines):
         installed = folder / "installed"
         subprocess.run(["cmake", "--install", build, "--prefix", installed], check=True, stdout=subprocess.DEVNULL)
         environment["PKG_CONFIG_PATH"] = str(next(installed.rglob("zeka.pc")).parent)
-    return folder, environment
+    return environment
 
 
 def words_for(line, before):
@@ -128,9 +127,9 @@ def main():
     if missing:
         sys.exit(f"{page} shows pictures that are not there: {missing}")
 
-    folder, environment = lay_out(source, build, page)
     counts = {True: 0, False: 0}
-    try:
+    with tempfile.TemporaryDirectory() as folder:
+        environment = lay_out(Path(folder), source, build, text)
         for reason, lines in blocks(text):
             exports = []
             for line in lines:
@@ -145,8 +144,6 @@ def main():
                 status = runner(words_for(line, exports), cwd=folder, env=environment)
                 if status:
                     sys.exit(f"exit status {status}: {line}")
-    finally:
-        shutil.rmtree(folder)
     print(f"{counts[True]} lines run, {counts[False]} not")
     if not counts[True] + counts[False]:
         sys.exit(f"{page} has no line to run")

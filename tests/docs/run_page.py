@@ -3,8 +3,9 @@
 
 Command lines are those in ```sh blocks and in blocks behind four blanks; where such a block shows output too, its command
 lines begin with "$ ". A block that cannot be run stands behind <!-- not run: reason -->. Lines that drive an instrument find
-the virtual one plugged in, on its fast clock; "until Ctrl-C" in a line's comment is taken at its word. Fails when a line
-fails, or when a picture that the page shows is missing."""
+the virtual one plugged in, on its fast clock; "until Ctrl-C" in a line's comment is taken at its word. Commands within
+a sentence (`zeka play --seconds 2`) are looked up in the help: subcommand and options must be there. Fails when a line fails, or
+when a picture that the page shows is missing."""
 
 import fcntl
 import os
@@ -47,6 +48,21 @@ def blocks(text):
     for reason, lines in found:
         shown = [line[2:] for line in lines if line.startswith("$ ")]
         yield reason, shown or [line for line in lines if line.strip()]
+
+
+def mentioned(text):
+    """The commands within sentences, once each."""
+    sentences = re.sub(r"^ *```.*?^ *```", "", text, flags=re.M | re.S)
+    return sorted({re.sub(r"\s+", " ", words) for words in re.findall(r"`(zeka [a-z][^`]*)`", sentences)})
+
+
+def unknown_in(words, environment):
+    """What of a mentioned command the command's own help does not know."""
+    words = words.split(" -- ")[0].split(" | ")[0].split()
+    page = subprocess.run([*words[:2], "--help"], env=environment, capture_output=True, text=True)
+    if page.returncode:
+        return words[:2]
+    return [word for word in words[2:] if word.startswith("--") and not re.search(rf"{word.split('=')[0]}\b", page.stdout)]
 
 
 def c_program(text):
@@ -130,6 +146,9 @@ def main():
     counts = {True: 0, False: 0}
     with tempfile.TemporaryDirectory() as folder:
         environment = lay_out(Path(folder), source, build, text)
+        for words in mentioned(text):
+            if unknown := unknown_in(words, environment):
+                sys.exit(f"`{words}`: the command does not know {unknown}")
         for reason, lines in blocks(text):
             exports = []
             for line in lines:
@@ -144,10 +163,8 @@ def main():
                 status = runner(words_for(line, exports), cwd=folder, env=environment)
                 if status:
                     sys.exit(f"exit status {status}: {line}")
-    print(f"{counts[True]} lines run, {counts[False]} not")
-    if not counts[True] + counts[False]:
-        sys.exit(f"{page} has no line to run")
-    if not counts[True]:
+    print(f"{counts[True]} lines run, {counts[False]} not; {len(mentioned(text))} commands looked up")
+    if not counts[True] and not mentioned(text):
         sys.exit(NOTHING_RUN)
 
 

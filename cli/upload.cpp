@@ -128,6 +128,25 @@ void AddTold(const SignalOptions& options, const sim::WaveformInfo& told, std::v
                     static_cast<double>(told.pacing_rate), 0.0});
 }
 
+/// Pulses that go with the beats are told to the instrument as a rate of their own, a whole number.
+void TellPacingRate(SignalOptions& options)
+{
+    constexpr double kPerMinute = 60.0;
+    constexpr double kRounding = 1e-6;
+    const double rate = options.values.Asked(Id::kFrequency) * kPerMinute;
+    const bool paced = options.values.Has(Id::kPacing) && options.values.Asked(Id::kPacing) != 0.0;
+    // Outside of the range the library paces at its own rate, streamed or not.
+    if (!paced || options.values.Has(Id::kPacingRate) || rate < 10.0 || rate > 360.0)
+        return;
+    if (std::abs(rate - std::round(rate)) > kRounding)
+        throw Failure(
+            Exit::kUsage,
+            fmt::format("--pacing: from its memory the instrument paces at whole rates alone, not at "
+                        "{:g} per minute; round --rate, or give a --pacing-rate",
+                        rate));
+    options.values[Id::kPacingRate] = std::round(rate);
+}
+
 } // namespace
 
 std::string UploadPlan::Text() const { return fmt::format("{} samples at {} per second", samples, rate); }
@@ -161,6 +180,7 @@ Selection CheckUpload(SignalOptions& options)
     RefuseOption(options.values.Has(Id::kOvershootTime), "--overshoot-time");
     RequireWhole(options, Id::kPacing);
     RequireWhole(options, Id::kPacingWidth);
+    TellPacingRate(options);
     return selection;
 }
 
@@ -189,6 +209,8 @@ Confirmed UploadAndPlay(const Selection& selection, const UploadPlan& plan, Cons
 
 void UploadAndStore(const Selection& selection, const UploadPlan& plan, Console& console)
 {
+    // The library holds an ECG at 0 mV until something has been set or selected: that would be stored.
+    Require(ZEKASetAmplitude(ZEKAGetAmplitude()), "--amplitude");
     const CallOutcome outcome =
         RunWatched([&] { return ZEKASaveToStandaloneMode(selection.function->number); }, console,
                    [&](const CallOutcome& so_far) { return UploadLine(so_far, plan); });

@@ -26,6 +26,7 @@ TEST(UploadSim, MeasuresWhatIsPlayedFromMemory)
     // The R peak can lie half a sample from the nearest one: 2 mV in 50 ms at 2000 samples per second.
     EXPECT_NEAR(Row(result, "highest (R wave)").at("measured").get<double>(), 1.75, 0.011);
     EXPECT_EQ(Row(result, "told: pacing height").at("measured"), 5.0);
+    EXPECT_EQ(Row(result, "told: pacing rate").at("measured"), 72.0) << "pulses go with the beats";
     for (const nlohmann::json& row : result.at("measured"))
         EXPECT_EQ(row.at("ok"), true) << row;
 }
@@ -119,6 +120,14 @@ TEST(SaveSim, MeasuresWhatIsStored)
     EXPECT_NEAR(Row(outcome.Json(), "heart rate").at("measured").get<double>(), 60.0, 0.05);
     for (const nlohmann::json& row : outcome.Json().at("measured"))
         EXPECT_EQ(row.at("ok"), true) << row;
+}
+
+// With nothing set before, the library would give a flat line.
+TEST(SaveSim, StoresAnEcgAsItIsAtTheStart)
+{
+    const Outcome outcome = RunZeka({"save", "ecg", "--sim", "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_NEAR(Row(outcome.Json(), "highest (R wave)").at("measured").get<double>(), 0.875, 0.0055);
 }
 
 TEST(SaveSim, ShowsABarOnATerminalAlone)

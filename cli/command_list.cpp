@@ -74,7 +74,7 @@ std::string TextOf(const Entry& entry)
     if (!port.product.empty() || !port.serial.empty())
         text += fmt::format(", USB {} {}", port.product, port.serial);
     if (entry.instrument)
-        text += fmt::format(", instrument {}", entry.instrument->serial);
+        text += fmt::format(", instrument {}, model {}", entry.instrument->serial, entry.instrument->model);
     text += '\n';
     if (!port.by_id.empty())
         text += fmt::format("{:<14} {}\n", "", port.by_id);

@@ -9,12 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace zeka::cli {
 namespace {
-
-constexpr int kSchema = 1; // of the JSON objects; counts up when a reader could be misled
 
 bool IsTerminal(int descriptor)
 {
@@ -31,6 +30,23 @@ bool ColourWanted()
 std::string Coloured(std::string_view text, std::string_view colour)
 {
     return ColourWanted() ? fmt::format("\x1b[{}m{}\x1b[0m", colour, text) : std::string(text);
+}
+
+std::size_t TerminalColumns()
+{
+    constexpr std::size_t kUsual = 80;
+    winsize size{};
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+}
+
+/// A name on a Linux machine may be any bytes; JSON is UTF-8.
+std::string JsonText(std::string_view command, const nlohmann::ordered_json& object, int indent)
+{
+    nlohmann::ordered_json whole;
+    whole["schema"] = kJsonSchema;
+    whole["command"] = command;
+    whole.update(object);
+    return whole.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
 void ToStderr(std::string_view text)
@@ -60,7 +76,8 @@ void Console::Live(std::string_view text)
 {
     if (!HasLive())
         return;
-    ToStderr(fmt::format("\r{}\x1b[K", text));
+    // A line that is wrapped could not be rewritten.
+    ToStderr(fmt::format("\r{}\x1b[K", text.substr(0, TerminalColumns() - 1)));
     live_shown_ = true;
 }
 
@@ -90,12 +107,12 @@ void Console::Result(std::string_view text)
 
 void Console::Result(std::string_view command, const nlohmann::ordered_json& object)
 {
-    nlohmann::ordered_json whole;
-    whole["schema"] = kSchema;
-    whole["command"] = command;
-    whole.update(object);
-    // A name on a Linux machine may be any bytes; JSON is UTF-8.
-    Result(whole.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    Result(JsonText(command, object, 2));
+}
+
+void Console::ResultLine(std::string_view command, const nlohmann::ordered_json& object)
+{
+    Result(JsonText(command, object, -1));
 }
 
 std::string Console::Good(std::string_view text) const { return Coloured(text, "32"); }

@@ -8,6 +8,9 @@
 
 namespace zeka::cli {
 
+/// Of the JSON objects; counts up when a reader could be misled.
+inline constexpr int kJsonSchema = 1;
+
 class Console {
 public:
     bool json = false;    // the result is JSON
@@ -29,6 +32,8 @@ public:
     void Result(std::string_view text);
     /// The same for machines; `schema` and the name of the command are added in front.
     void Result(std::string_view command, const nlohmann::ordered_json& object);
+    /// The same on one line: an end, or the whole, of JSON Lines.
+    void ResultLine(std::string_view command, const nlohmann::ordered_json& object);
 
     /// Coloured when stdout is a terminal and NO_COLOR is not set.
     [[nodiscard]] std::string Good(std::string_view text) const;

@@ -22,8 +22,8 @@ struct Context {
 
 /// Checks a number's range, both ends accepted; says nothing in --help, where the option's own words do.
 std::function<std::string(const std::string&)> Within(double low, double high, const std::string& unit);
-/// One of these words.
-std::function<std::string(const std::string&)> OneOf(const std::vector<std::string>& words);
+/// One of these words. They are the validator's name too, with blanks between: completion reads them there.
+CLI::Validator OneOf(const std::vector<std::string>& words);
 
 /// --json, --quiet and --verbose, which every subcommand has.
 void AddCommonOptions(CLI::App& command, Context& context);

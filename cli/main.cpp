@@ -7,8 +7,12 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <iostream>
 #include <memory>
+#include <sstream>
+#include <unistd.h>
 
 namespace zeka::cli {
 
@@ -22,13 +26,14 @@ std::function<std::string(const std::string&)> Within(double low, double high, c
     };
 }
 
-std::function<std::string(const std::string&)> OneOf(const std::vector<std::string>& words)
+CLI::Validator OneOf(const std::vector<std::string>& words)
 {
-    return [=](const std::string& text) -> std::string {
+    const auto check = [=](const std::string& text) -> std::string {
         if (std::ranges::find(words, text) != words.end())
             return {};
         return fmt::format("{} is not one of {}", text, fmt::join(words, ", "));
     };
+    return {check, "", fmt::format("{}", fmt::join(words, " "))};
 }
 
 void WriteFile(const std::string& path, std::string_view text)
@@ -104,7 +109,10 @@ int Parse(CLI::App& app, int argc, char** argv, Context& context)
     try {
         app.parse(words);
     } catch (const CLI::Success& help) {
-        return app.exit(help);
+        std::ostringstream text;
+        const int status = app.exit(help, text, std::cerr);
+        context.console.Result(text.str());
+        return status;
     } catch (const CLI::ParseError& error) {
         std::string command = "zeka";
         for (const CLI::App* sub = &app; !sub->get_subcommands().empty();) {
@@ -155,12 +163,23 @@ int Run(int argc, char** argv)
     }
 }
 
+/// The number of a closed standard stream would go to the next file that is opened, which may be the
+/// instrument's port, and messages would be sent to it. Here writing goes on to fail, and reading finds
+/// nothing.
+void FillStandardStreams()
+{
+    for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor)
+        if (::fcntl(descriptor, F_GETFD) == -1)
+            (void)::open("/dev/null", O_RDONLY); // takes the lowest free number: this one
+}
+
 } // namespace
 } // namespace zeka::cli
 
 int main(int argc, char** argv)
 {
     try {
+        zeka::cli::FillStandardStreams();
         return zeka::cli::Run(argc, argv);
     } catch (...) { // the message itself could not be made
         std::fputs("zeka: out of memory; end other programs and run this again\n", stderr);

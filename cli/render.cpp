@@ -29,7 +29,7 @@ std::string Bar(double done_s, double whole_s, double took_s)
     const auto marks = static_cast<std::size_t>(std::clamp(done_s / whole_s, 0.0, 1.0) * kWidth);
     std::string text = fmt::format("[{:<{}}] {:.1f} of {:g} s", std::string(marks, '#'),
                                    static_cast<int>(kWidth), done_s, whole_s);
-    if (const double speed = done_s / took_s; took_s > 0.0 && speed > 2.0)
+    if (const double speed = done_s / took_s; took_s > 0.5 && speed > 2.0)
         text += fmt::format(", {:.0f} times as fast as it plays", speed);
     return text;
 }

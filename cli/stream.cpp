@@ -77,12 +77,13 @@ std::string Countdown(double done, double whole)
 
 std::string LiveText(const StreamSummary& now, bool virtual_one)
 {
-    std::string text = fmt::format("{:7.1f} s  {} bursts  {} {:.2f} ms", now.seconds, now.bursts,
-                                   virtual_one ? "worst answer" : "longest pause", now.worst_ms);
-    if (now.pacing_pulses != 0)
-        text += fmt::format("  {} pacing pulses", now.pacing_pulses);
+    std::string text = fmt::format("{:7.1f} s", now.seconds);
     if (now.last_frequency_hz)
         text += fmt::format("  now {:.4g} Hz", *now.last_frequency_hz);
+    text += fmt::format("  {} bursts  {} {:.2f} ms", now.bursts,
+                        virtual_one ? "worst answer" : "longest pause", now.worst_ms);
+    if (now.pacing_pulses != 0)
+        text += fmt::format("  {} pacing pulses", now.pacing_pulses);
     return text;
 }
 

@@ -1,7 +1,9 @@
 // strip_text.cpp - see strip_text.h.
 #include "cli/strip_text.h"
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
 
 namespace zeka::cli {
 namespace {
@@ -27,6 +29,44 @@ private:
         cairo_recording_surface_create(CAIRO_CONTENT_ALPHA, nullptr)};
     std::unique_ptr<cairo_t, Destroy> cairo_{cairo_create(surface_.get())};
 };
+
+/// Bytes of a well-formed UTF-8 character at the beginning of the text; 0 where there is none.
+std::size_t CharacterLength(std::string_view text)
+{
+    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned first = byte(0);
+    const std::size_t length = first < 0x80                    ? 1
+                               : first >= 0xC2 && first < 0xE0 ? 2
+                               : first >= 0xE0 && first < 0xF0 ? 3
+                               : first >= 0xF0 && first < 0xF5 ? 4
+                                                               : 0;
+    if (length == 0 || length > text.size())
+        return 0;
+    for (std::size_t i = 1; i < length; ++i)
+        if ((byte(i) & 0xC0) != 0x80)
+            return 0;
+    const bool unlikely = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) >= 0xA0) ||
+                          (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) >= 0x90);
+    return unlikely ? 0 : length; // overlong, a surrogate, or beyond the last character
+}
+
+/// Cairo takes UTF-8 alone; labels in recordings are often Latin-1, whose bytes are the characters' numbers.
+std::string Utf8(std::string_view text)
+{
+    std::string valid;
+    while (!text.empty()) {
+        const std::size_t length = CharacterLength(text);
+        if (length > 0) {
+            valid += text.substr(0, length);
+        } else {
+            const auto byte = static_cast<unsigned char>(text.front());
+            valid += static_cast<char>(0xC0 | byte >> 6);
+            valid += static_cast<char>(0x80 | (byte & 0x3F));
+        }
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return valid;
+}
 
 double WidthOf(cairo_t* cairo, const Piece& piece)
 {
@@ -66,7 +106,7 @@ void UseFont(cairo_t* cairo, double size, bool bold)
 double WidthOf(cairo_t* cairo, const std::string& text)
 {
     cairo_text_extents_t extents;
-    cairo_text_extents(cairo, text.c_str(), &extents);
+    cairo_text_extents(cairo, Utf8(text).c_str(), &extents);
     return extents.x_advance;
 }
 
@@ -74,7 +114,7 @@ void SetText(cairo_t* cairo, double x, double baseline, const std::string& text)
 {
     UseColour(cairo, kLettering);
     cairo_move_to(cairo, x, baseline);
-    cairo_show_text(cairo, text.c_str());
+    cairo_show_text(cairo, Utf8(text).c_str());
     cairo_new_path(cairo); // it leaves a current point, from which the next line would begin
 }
 

@@ -69,6 +69,11 @@ void ChangeEnvironment(const std::vector<std::string>& changes)
     ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
+    if (surroundings.streams == Streams::kFull)
+        ::dup2(::open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    if (surroundings.streams == Streams::kClosed)
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            ::close(stream);
     ChangeEnvironment(surroundings.environment);
     if (surroundings.user != 0 && (::setgid(surroundings.user) != 0 || ::setuid(surroundings.user) != 0))
         ::_exit(kCannotRun);

@@ -20,8 +20,10 @@ struct Outcome {
 
 enum class Streams {
     kPipes,
-    kTerminal,   // stdout and stderr are one terminal; all of it is in `out`
-    kNobodyReads // stdout is a pipe whose reader has gone
+    kTerminal,    // stdout and stderr are one terminal; all of it is in `out`
+    kNobodyReads, // stdout is a pipe whose reader has gone
+    kClosed,      // neither stdin nor stdout nor stderr is open
+    kFull         // stdout is a disk without room
 };
 
 /// What the test wants to be different from its own environment.

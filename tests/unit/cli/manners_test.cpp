@@ -54,6 +54,36 @@ TEST(Manners, QuietLeavesTheResultAlone)
     EXPECT_THAT(outcome.out, HasSubstr("frequency"));
 }
 
+// A wrapped line cannot be rewritten. This terminal says nothing of its width: 80 columns.
+TEST(Manners, TheLiveLineFitsItsTerminal)
+{
+    const Outcome outcome = RunZeka({"sweep", "sine", "--seconds", "10", "--sim", "--clock", "fast"},
+                                    {.streams = Streams::kTerminal, .environment = {"TERM=xterm"}});
+    ASSERT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_THAT(outcome.out, HasSubstr("s left"));
+    const std::string erase = "\x1b[K";
+    for (std::size_t end = outcome.out.find(erase); end != std::string::npos;
+         end = outcome.out.find(erase, end + 1))
+        EXPECT_LT(end - outcome.out.rfind('\r', end), 81u) << outcome.out;
+}
+
+TEST(Manners, AFullDiskIsNoSuccess)
+{
+    for (const char* words : {"--help", "--version"})
+        EXPECT_EQ(RunZeka({words}, {.streams = Streams::kFull}).status, 1) << words;
+}
+
+class ClosedStreams : public InstrumentTest {};
+
+// Their numbers would go to the port that is opened next, and the messages to the instrument.
+TEST_F(ClosedStreams, AreNotTakenForTheInstrument)
+{
+    EXPECT_EQ(RunZeka({"play", "sine", "--seconds", "0.5"}, {.streams = Streams::kClosed}).status, 1);
+    const sim::InstrumentStats stats = instrument.Stats();
+    EXPECT_GT(stats.stream.bursts, 0u);
+    EXPECT_EQ(stats.unknown_bytes, 0u);
+}
+
 TEST(Sim, RunsAProgramThatFindsTheInstrument)
 {
     const Outcome outcome = RunZeka({"sim", "--port", "3", "--", ZEKA_COMMAND, "info", "--json"});

@@ -374,6 +374,16 @@ TEST(Plot, LooksAsItDid)
     }
 }
 
+// Labels in recordings often are.
+TEST(Plot, TakesTextThatIsNoUtf8)
+{
+    const TemporaryFolder folder;
+    const Outcome outcome = RunZeka(
+        {"plot", "sine", "--title", "500 \xb5V", "--seconds", "1", "--json", "-o", folder.File("a.png")});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.Json().at("title").get<std::string>(), testing::StartsWith("500 "));
+}
+
 TEST(Plot, RefusesWhatCannotBe)
 {
     const TemporaryFolder folder;

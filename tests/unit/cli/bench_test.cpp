@@ -198,6 +198,11 @@ TEST(Completion, KnowsSubcommandsOptionsAndFunctions)
     EXPECT_EQ(complete("zeka play ecg --pacing-w", 3), "--pacing-width\n");
     EXPECT_EQ(complete("zeka waveforms ex", 2), "export\n");
     EXPECT_EQ(complete("zeka upload ecg --le", 3), "--leave\n");
+    EXPECT_EQ(complete("zeka plot ecg --gain 0.0", 4), "0.05 0.02\n");
+    EXPECT_EQ(complete("zeka plot -o s", 3), "\n") << "a file";
+    EXPECT_EQ(complete("zeka sweep ''", 2).substr(0, 9), "sine ecg ");
+    EXPECT_EQ(complete("zeka play iec-2-27 : aami3", 4), "aami3a aami3b aami3c aami3d\n");
+    EXPECT_EQ(complete("zeka waveforms export --js", 3), "--json\n");
     EXPECT_EQ(complete("zeka ma", 1), "\n") << "man is for the build alone";
 }
 

@@ -26,12 +26,15 @@ struct RecordOptions {
     bool offline = false;
 };
 
-Format FormatOf(const RecordOptions& options)
+constexpr std::array kFormats{Format::kCsv, Format::kEdf, Format::kWfdb, Format::kFloat, Format::kJsonLines};
+
+/// Where the samples themselves go to stdout, --json is about them.
+Format FormatOf(const RecordOptions& options, bool json)
 {
-    for (const Format format : {Format::kCsv, Format::kEdf, Format::kWfdb, Format::kFloat})
+    for (const Format format : kFormats)
         if (options.format_name == NameOf(format))
             return format;
-    return FormatOfName(options.path);
+    return options.path.empty() && json ? Format::kJsonLines : FormatOfName(options.path);
 }
 
 /// The signal on its way into the file.
@@ -82,8 +85,13 @@ std::string FilterText(int rate)
     return rate == kSentRate ? "" : fmt::format("mean of {} samples of {}/s", kSentRate / rate, kSentRate);
 }
 
-void Check(const RecordOptions& options, Format format)
+void Check(const RecordOptions& options, Format format, bool json)
 {
+    if (options.path.empty() && json && format != Format::kJsonLines)
+        throw Failure(Exit::kUsage,
+                      fmt::format("{} on stdout is no JSON; leave out --format or --json, or name a "
+                                  "file with --output",
+                                  NameOf(format)));
     if (kSentRate % options.rate != 0)
         throw Failure(Exit::kUsage,
                       fmt::format("--rate-out {}: {} is no whole multiple of it; give 20000, 8000, 1000, "
@@ -97,8 +105,8 @@ void Check(const RecordOptions& options, Format format)
 Exit Record(RecordOptions& options, Context& context)
 {
     const Selection selection = CheckSignal(options.signal);
-    const Format format = FormatOf(options);
-    Check(options, format);
+    const Format format = FormatOf(options, context.console.json);
+    Check(options, format, context.console.json);
     if (options.offline)
         options.connect.virtual_one = options.connect.fast = true;
     // Nobody asked for the instrument of an offline recording: nothing is said of it.
@@ -109,21 +117,25 @@ Exit Record(RecordOptions& options, Context& context)
                                      selection.name, options.seconds));
     const auto start = std::chrono::steady_clock::now();
     Recorder recorder(format, {options.path, selection.name, options.rate, FilterText(options.rate), 0.0});
-    const Sent sent = StreamSignal(session, options.signal, selection, options.seconds, context.console,
-                                   {[&recorder](const MarkSettings& settings) { recorder.Begin(settings); },
-                                    [&recorder](auto ac_mv, auto dc_mv) { recorder.Take(ac_mv, dc_mv); },
-                                    [&recorder](const Mark& mark) { recorder.Note(mark); },
-                                    options.connect.virtual_one && options.connect.fast});
+    const SignalSinks sinks{[&recorder](const MarkSettings& settings) { recorder.Begin(settings); },
+                            [&recorder](auto ac_mv, auto dc_mv) { recorder.Take(ac_mv, dc_mv); },
+                            [&recorder](const Mark& mark) { recorder.Note(mark); },
+                            options.connect.virtual_one && options.connect.fast};
+    const Sent sent =
+        StreamSignal(session, options.signal, selection, options.seconds, context.console, sinks);
     recorder.End();
 
     const double seconds = static_cast<double>(sent.samples) / kSentRate;
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     const double speed = seconds / took.count();
-    if (context.console.json && !options.path.empty()) {
+    const bool fast =
+        options.offline && speed >= 2.0; // a short one says more about the start than about the speed
+    if (context.console.json) {
         nlohmann::ordered_json result;
         result["instrument"] = ToJson(session.Who());
         result["function"] = selection.name;
-        result["file"] = options.path;
+        if (!options.path.empty())
+            result["file"] = options.path;
         result["format"] = NameOf(format);
         result["rate"] = options.rate;
         result["filter"] = options.rate == kSentRate ? "none" : FilterText(options.rate);
@@ -131,12 +143,15 @@ Exit Record(RecordOptions& options, Context& context)
         result["marks"] = recorder.Marks();
         if (options.offline)
             result["times_real_time"] = speed;
+        result["interrupted"] = sent.interrupted;
         result["output_off"] = true; // or there would be a Failure
-        context.console.Result("record", result);
+        if (options.path.empty())
+            context.console.ResultLine("record", result);
+        else
+            context.console.Result("record", result);
     }
-    context.console.Note(
-        fmt::format("recorded {} s at {} samples/s{}", seconds, options.rate,
-                    options.offline ? fmt::format(", {:.0f} times as fast as it plays", speed) : ""));
+    context.console.Note(fmt::format("recorded {} s at {} samples/s{}", seconds, options.rate,
+                                     fast ? fmt::format(", {:.0f} times as fast as it plays", speed) : ""));
     if (sent.interrupted)
         EndIfInterrupted();
     return Exit::kDone;
@@ -159,12 +174,13 @@ void AddRecordingOptions(CLI::App& command, RecordOptions& options)
         ->type_name("FILE")
         ->group(kGroup);
     command
-        .add_option(
-            "--format", options.format_name,
-            "of the file, else by its suffix: .edf, .hea, .f32, all others CSV [csv, edf, wfdb, float]")
+        .add_option("--format", options.format_name,
+                    "of the file, else by its suffix: .edf, .hea, .f32, .jsonl, all others CSV [csv, edf, "
+                    "wfdb, float, "
+                    "jsonl]")
         ->type_name("FORMAT")
         ->group(kGroup)
-        ->check(OneOf({"csv", "edf", "wfdb", "float"}));
+        ->check(OneOf({"csv", "edf", "wfdb", "float", "jsonl"}));
     CLI::Option* offline =
         command.add_flag("--offline", options.offline, "no instrument: render as fast as it goes")
             ->group(kGroup);
@@ -185,6 +201,7 @@ void AddRecord(CLI::App& app, Context& context)
         "  edf    EDF+ with annotations; 6400 counts per mV AC, 32 per mV DC\n"
         "  wfdb   FILE.hea, FILE.dat (format 16, counts as above) and FILE.atr with the annotations\n"
         "  float  AC, DC, AC, DC, ... as 32-bit floats, low byte first\n"
+        "  jsonl  a JSON object a line, values and marks; with --json also what goes to stdout\n"
         "Annotations: R peaks, QRS on and off (ecg, ecg-custom), pacing pulses with width and height, "
         "apnea,\n"
         "and \"play\" wherever the waveform begins.\n"

@@ -112,11 +112,17 @@ Exit Export(const std::string& name, const std::string& path, Context& context)
                       fmt::format("{} is no table that could be written; 'zeka waveforms list' names those "
                                   "that are, 'zeka record' writes any signal",
                                   selection.name));
-    if (path.empty())
-        context.console.Result(Csv(*waveform));
-    else {
+    if (!path.empty()) {
         WriteFile(path, Csv(*waveform));
         context.console.Note(fmt::format("wrote {} samples to {}", waveform->mv.size(), path));
+    }
+    if (context.console.json) {
+        nlohmann::ordered_json result{{"name", waveform->name}, {"rate", waveform->rate}};
+        result[path.empty() ? "mv" : "file"] =
+            path.empty() ? nlohmann::ordered_json(waveform->mv) : nlohmann::ordered_json(path);
+        context.console.Result("waveforms export", result);
+    } else if (path.empty()) {
+        context.console.Result(Csv(*waveform));
     }
     return Exit::kDone;
 }
@@ -140,8 +146,7 @@ void AddWaveforms(CLI::App& app, Context& context)
     export_one->add_option("-o,--output", *path, "into this file, else to stdout")
         ->type_name("FILE")
         ->group("Output");
-    export_one->add_flag("-q,--quiet", context.console.quiet, "nothing on stderr but errors")
-        ->group("Output");
+    AddCommonOptions(*export_one, context);
     export_one->callback([name, path, &context] {
         context.job = [name, path, &context] { return Export(*name, *path, context); };
     });

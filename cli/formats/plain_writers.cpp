@@ -1,11 +1,13 @@
-// plain_writers.cpp (formats) - CSV and raw floats, neither of which has a place for marks; and the choice of
-// the writer.
+// plain_writers.cpp (formats) - CSV and raw floats, neither of which has a place for marks, JSON Lines; and
+// the choice of the writer.
 #include "cli/formats/plain_writers.h"
 
+#include "cli/console.h"
 #include "cli/failure.h"
 #include "cli/formats/edf.h"
 #include "cli/formats/wfdb.h"
 
+#include <array>
 #include <bit>
 #include <fmt/format.h>
 
@@ -23,6 +25,38 @@ void CsvWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_m
         fmt::format_to(std::back_inserter(text), "{:.6f},{:.6f},{:.4f}\n",
                        static_cast<double>(count_++) / rate_, ac_mv[i], dc_mv[i]);
     file_.Write(std::string_view(text.data(), text.size()));
+}
+
+JsonLinesWriter::JsonLinesWriter(const RecordingPlan& plan) : file_(plan.path), rate_(plan.rate)
+{
+    const nlohmann::ordered_json head{{"schema", kJsonSchema},
+                                      {"recording", plan.title},
+                                      {"rate", plan.rate},
+                                      {"filter", plan.filter.empty() ? "none" : plan.filter},
+                                      {"unit", "mV"}};
+    file_.Write(std::string_view(head.dump() + "\n"));
+}
+
+void JsonLinesWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_mv)
+{
+    fmt::memory_buffer text;
+    for (std::size_t i = 0; i < ac_mv.size(); ++i)
+        fmt::format_to(std::back_inserter(text), "{{\"time_s\":{:.6f},\"ac_mv\":{:.6f},\"dc_mv\":{:.4f}}}\n",
+                       static_cast<double>(count_++) / rate_, ac_mv[i], dc_mv[i]);
+    file_.Write(std::string_view(text.data(), text.size()));
+}
+
+void JsonLinesWriter::Note(const Mark& mark)
+{
+    constexpr double kSamplesPerSecond = 40000.0;
+    constexpr std::array kNames{"r_peak", "qrs_on", "qrs_off", "pacing", "apnea_on", "apnea_off", "play"};
+    std::string pulse;
+    if (mark.kind == MarkKind::kPacing)
+        pulse = fmt::format(",\"width_ms\":{:.3f},\"amplitude_mv\":{:.2f}", mark.width_ms, mark.amplitude_mv);
+    const std::string line = fmt::format("{{\"time_s\":{:.6f},\"mark\":\"{}\"{}}}\n",
+                                         static_cast<double>(mark.sample) / kSamplesPerSecond,
+                                         kNames.at(static_cast<std::size_t>(mark.kind)), pulse);
+    file_.Write(std::string_view(line));
 }
 
 FloatWriter::FloatWriter(const RecordingPlan& plan) : file_(plan.path) {}
@@ -54,6 +88,8 @@ std::unique_ptr<RecordingWriter> OpenRecording(Format format, const RecordingPla
         return std::make_unique<WfdbWriter>(plan);
     case Format::kFloat:
         return std::make_unique<FloatWriter>(plan);
+    case Format::kJsonLines:
+        return std::make_unique<JsonLinesWriter>(plan);
     case Format::kCsv:
         break;
     }
@@ -67,6 +103,8 @@ Format FormatOfName(const std::string& path)
         return Format::kEdf;
     if (ends(".hea") || ends(".dat"))
         return Format::kWfdb;
+    if (ends(".jsonl"))
+        return Format::kJsonLines;
     return ends(".f32") ? Format::kFloat : Format::kCsv;
 }
 
@@ -79,6 +117,8 @@ const char* NameOf(Format format)
         return "wfdb";
     case Format::kFloat:
         return "float";
+    case Format::kJsonLines:
+        return "jsonl";
     case Format::kCsv:
         break;
     }

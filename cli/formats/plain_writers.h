@@ -1,4 +1,4 @@
-// plain_writers.h (formats) - the two formats that carry samples and nothing else.
+// plain_writers.h (formats) - the formats of one plain text or number after the other.
 #pragma once
 
 #include "cli/formats/output_file.h"
@@ -12,6 +12,20 @@ public:
     explicit CsvWriter(const RecordingPlan& plan);
     void Take(std::span<const double> ac_mv, std::span<const double> dc_mv) override;
     void Note(const Mark&) override {}
+    void End() override { file_.Close(); }
+
+private:
+    OutputFile file_;
+    int rate_;
+    std::uint64_t count_ = 0;
+};
+
+/// A JSON object a line: what it is, then each value and, up to some seconds behind it, each mark.
+class JsonLinesWriter : public RecordingWriter {
+public:
+    explicit JsonLinesWriter(const RecordingPlan& plan);
+    void Take(std::span<const double> ac_mv, std::span<const double> dc_mv) override;
+    void Note(const Mark& mark) override;
     void End() override { file_.Close(); }
 
 private:

@@ -10,10 +10,10 @@
 
 namespace zeka::cli {
 
-enum class Format { kCsv, kEdf, kWfdb, kFloat };
+enum class Format { kCsv, kEdf, kWfdb, kFloat, kJsonLines };
 
 struct RecordingPlan {
-    std::string path; // empty: stdout, for CSV and float
+    std::string path; // empty: stdout, not for EDF and WFDB
     std::string title;
     int rate = 40000;   // values a second in the file; 40000 is a whole multiple of it
     std::string filter; // how the values were made from 40000 samples a second; empty: they are them
@@ -45,9 +45,9 @@ public:
 /// Creates the file. Throws Failure.
 std::unique_ptr<RecordingWriter> OpenRecording(Format format, const RecordingPlan& plan);
 
-/// From the suffix of the name: .edf, .hea, .dat, .f32; anything else is CSV.
+/// From the suffix of the name: .edf, .hea, .dat, .f32, .jsonl; anything else is CSV.
 Format FormatOfName(const std::string& path);
-/// "csv", "edf", "wfdb", "float"
+/// "csv", "edf", "wfdb", "float", "jsonl"
 const char* NameOf(Format format);
 
 } // namespace zeka::cli

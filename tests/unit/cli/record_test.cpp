@@ -137,6 +137,25 @@ TEST_F(RecordOffline, FloatsAreTheSamples)
     }
 }
 
+TEST_F(RecordOffline, StdoutIsJsonLinesWhereJsonIsAskedFor)
+{
+    const Outcome outcome = RunZeka({"record", "ecg", "--rate", "120", "--pacing", "5", "--seconds", "2",
+                                     "--rate-out", "500", "--offline", "--json"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    std::istringstream lines(outcome.out);
+    std::vector<nlohmann::json> objects;
+    for (std::string line; std::getline(lines, line);)
+        objects.push_back(nlohmann::json::parse(line));
+    EXPECT_EQ(objects.front().at("schema"), 1);
+    EXPECT_EQ(objects.back().at("marks").at("r_peaks"), 4);
+    EXPECT_EQ(std::ranges::count_if(objects, [](const auto& one) { return one.contains("ac_mv"); }), 1000);
+    const auto pulse =
+        std::ranges::find_if(objects, [](const auto& one) { return one.value("mark", "") == "pacing"; });
+    ASSERT_NE(pulse, objects.end());
+    EXPECT_EQ(pulse->at("width_ms"), 2.0);
+    EXPECT_EQ(pulse->at("amplitude_mv"), 5.0);
+}
+
 TEST_F(RecordOffline, NamesThatCannotBe)
 {
     EXPECT_EQ(RunZeka({"record", "sine", "--seconds", "1", "--offline", "--sim"}).status, 2);

@@ -60,6 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"HalfAMillisecondInMemory",
                 {"upload", "ecg", "--pacing", "5", "--pacing-width", "0.5", "--sim"},
                 "round it"},
+        Mistake{"HalfAPulseInMemory", {"save", "ecg", "--rate", "72.5", "--pacing", "5", "--sim"}, "72.5"},
+        Mistake{"CsvIsNoJson", {"record", "sine", "--seconds", "1", "--format", "csv", "--json"}, "csv"},
         Mistake{"UnknownFault", {"sim", "--fault", "fire"}, "fire"},
         Mistake{"FaultValueTooHigh", {"sim", "--fault", "late-reply:70000"}, "60000 ms"},
         Mistake{"FaultThatTakesNoValue", {"sim", "--fault", "no-reply:3"}, "VALUE"},

@@ -1031,7 +1031,8 @@ ZEKA_API void ZEKAEnableLoop(bool on);
  *            streaming, and nothing was uploaded
  *         0  no instrument open, or a step was not confirmed; the function stays selected
  * @note Any thread but those of callbacks. Blocks up to 20 s, and a stream has gaps meanwhile: stop it
- *       first.
+ *       first. Functions 7 and 8 are stored as a flat line when nothing was set or selected since the library
+ * was loaded: their limit is 0 mV until then. Set any parameter first.
  */
 ZEKA_API int ZEKASaveToStandaloneMode(int function);
 

@@ -187,13 +187,13 @@ void AddFile(CLI::App& app, Context& context)
 {
     constexpr const char* kGroup = "Recording";
     auto options = std::make_shared<FileOptions>();
-    CLI::App* command = app.add_subcommand("file", "play a recording: text, binary, WFDB or EDF+");
+    CLI::App* command = app.add_subcommand("file", "play a recording: text, CSV, binary, WFDB or EDF+");
     command->footer(
         "Formats, told by the name and the first bytes:\n"
         "  text    rate, number of samples, then a value in mV a line; or with the number of channels and "
         "their\n"
-        "          names, and a line of values for each sample, as 'zeka waveforms' and the library write "
-        "it\n"
+        "          names, and a line of values for each sample, as the library writes it\n"
+        "  CSV     as 'zeka record' and 'zeka waveforms export' write it: time_s, then columns in mV\n"
         "  binary  rate (16 bits), number of samples (32), microvolts (16 each), high byte first\n"
         "  WFDB    a record's .hea, signals in format 16 or 212\n"
         "  EDF+    also EDF and BDF\n"

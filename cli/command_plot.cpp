@@ -132,7 +132,7 @@ void AddStripOptions(CLI::App& command, PlotOptions& options)
         ->type_name("mm/mV")
         ->group(kGroup)
         ->check(OneOf({"5", "10", "20", "2", "1", "0.5", "0.2", "0.1", "0.05", "0.02"}));
-    command.add_option("--file", options.recording, "draw this recording: text, binary, WFDB or EDF+")
+    command.add_option("--file", options.recording, "draw this recording: text, CSV, binary, WFDB or EDF+")
         ->type_name("RECORD")
         ->group(kGroup);
     command

@@ -61,6 +61,17 @@ public:
         ++marks_[mark.kind];
     }
     void End() { writer_->End(); }
+    /// Makes whole what there is of it; true when there is something.
+    bool Keep()
+    {
+        try {
+            if (writer_ != nullptr)
+                writer_->End();
+        } catch (const Failure&) { // it cannot be written, which is why this is the end
+            return false;
+        }
+        return writer_ != nullptr;
+    }
 
     [[nodiscard]] nlohmann::ordered_json Marks() const
     {
@@ -121,8 +132,14 @@ Exit Record(RecordOptions& options, Context& context)
                             [&recorder](auto ac_mv, auto dc_mv) { recorder.Take(ac_mv, dc_mv); },
                             [&recorder](const Mark& mark) { recorder.Note(mark); },
                             options.connect.virtual_one && options.connect.fast};
-    const Sent sent =
-        StreamSignal(session, options.signal, selection, options.seconds, context.console, sinks);
+    Sent sent;
+    try {
+        sent = StreamSignal(session, options.signal, selection, options.seconds, context.console, sinks);
+    } catch (const Failure&) {
+        if (recorder.Keep() && !options.path.empty())
+            context.console.Note(fmt::format("what came until now is in {}", options.path));
+        throw;
+    }
     recorder.End();
 
     const double seconds = static_cast<double>(sent.samples) / kSentRate;

@@ -1,126 +1,29 @@
-// recording_file.cpp (formats) - which format it is, the library's own text and binary formats, and what all
-// have in common.
+// recording_file.cpp (formats) - which format it is, the library's own binary format, and what all have in
+// common.
 #include "cli/formats/recording_file.h"
 
 #include "cli/failure.h"
 #include "cli/formats/edf.h"
+#include "cli/formats/text.h"
 #include "cli/formats/wfdb.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
-#include <optional>
 
 namespace zeka::cli {
 namespace {
 
 constexpr std::size_t kLimitBytes = std::size_t{1} << 30;
-constexpr std::size_t kMostChannels = 128;
 constexpr double kMvPerMicrovolt = 1e-3;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& why)
 {
     throw Failure(Exit::kCheckFailed, fmt::format("{}: {}", path, why));
-}
-
-std::string_view Trimmed(std::string_view text)
-{
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
-    while (!text.empty() && blank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && blank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
-/// The pieces of a text, one after the other.
-class Pieces {
-public:
-    Pieces(std::string_view text, char separator) : text_(text), separator_(separator) {}
-    std::optional<std::string_view> Next()
-    {
-        if (done_)
-            return std::nullopt;
-        const std::size_t end = text_.find(separator_);
-        const std::string_view piece = text_.substr(0, end);
-        done_ = end == std::string_view::npos;
-        if (!done_)
-            text_.remove_prefix(end + 1);
-        return Trimmed(piece);
-    }
-
-private:
-    std::string_view text_;
-    char separator_;
-    bool done_ = false;
-};
-
-std::optional<double> Number(std::string_view text)
-{
-    if (!text.empty() && text.front() == '+')
-        text.remove_prefix(1);
-    double number = 0.0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(number))
-        return std::nullopt;
-    return number;
-}
-
-double Expect(const std::optional<std::string_view>& piece, const std::string& path, const char* what)
-{
-    const std::optional<double> number = piece ? Number(*piece) : std::nullopt;
-    if (!number)
-        Refuse(path, fmt::format("\"{}\" is no {}", piece.value_or("").substr(0, 20), what));
-    return *number;
-}
-
-/// Rate, count, then the number of channels, their names and a row for each sample; a file of one channel has
-/// its values at once. The third and fourth line tell which it is: names are no numbers.
-RecordingFile ReadText(const std::string& text, const std::string& path)
-{
-    Pieces lines(text, '\n');
-    const double rate = Expect(lines.Next(), path, "sample rate");
-    const double count = Expect(lines.Next(), path, "number of samples");
-    if (!(rate > 0.0) || !(count >= 1.0))
-        Refuse(path, "rate and number of samples, its first two lines, must be above 0");
-    const auto third = lines.Next();
-    Pieces rest = lines;
-    const auto fourth = lines.Next();
-    RecordingFile recording;
-    recording.format = "text";
-    const bool named =
-        fourth && !fourth->empty() && !Number(*fourth) && !Number(*Pieces(*fourth, ',').Next()).has_value();
-    if (!named) {
-        RecordedChannel& channel =
-            recording.channels.emplace_back(RecordedChannel{"1", "mV", rate, true, {}});
-        for (auto line = third; line && static_cast<double>(channel.values.size()) < count;
-             line = rest.Next())
-            if (!line->empty())
-                channel.values.push_back(Expect(line, path, "value in mV"));
-        return recording;
-    }
-    const double channels = Expect(third, path, "number of channels");
-    if (!(channels >= 1.0) || channels > static_cast<double>(kMostChannels))
-        Refuse(path, fmt::format("{} channels; there may be 1 to {}", channels, kMostChannels));
-    Pieces names(*fourth, ',');
-    for (std::size_t i = 0; i < static_cast<std::size_t>(channels); ++i) {
-        const auto name = names.Next();
-        recording.channels.push_back({name ? std::string(*name) : std::to_string(i), "mV", rate, true, {}});
-    }
-    for (auto line = lines.Next();
-         line && static_cast<double>(recording.channels.front().values.size()) < count; line = lines.Next()) {
-        if (line->empty())
-            continue;
-        Pieces values(*line, ',');
-        for (RecordedChannel& channel : recording.channels)
-            channel.values.push_back(Expect(values.Next(), path, "value in mV"));
-    }
-    return recording;
 }
 
 /// All high byte first: rate (16 bits), count (32 bits), microvolts (16 bits with sign).
@@ -129,7 +32,7 @@ RecordingFile ReadBinary(const std::string& bytes, const std::string& path)
     constexpr std::size_t kHead = 6;
     const auto at = [&bytes](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
     if (bytes.size() < kHead + 2)
-        Refuse(path, "it is too short for a recording; give a text, binary, WFDB or EDF+ file");
+        Refuse(path, "it is too short for a recording; give a text, CSV, binary, WFDB or EDF+ file");
     const int rate = at(0) << 8 | at(1);
     const std::uint32_t count = static_cast<std::uint32_t>(at(2)) << 24 |
                                 static_cast<std::uint32_t>(at(3)) << 16 |
@@ -137,7 +40,7 @@ RecordingFile ReadBinary(const std::string& bytes, const std::string& path)
     const std::size_t there = (bytes.size() - kHead) / 2;
     // Any file begins with some number: one that cannot be a count shows that it is none of these.
     if (rate < 30 || rate > 5000 || count == 0 || count / 2 > there)
-        Refuse(path, "it is neither text, binary, WFDB nor EDF+; 'zeka file --help' says what is read");
+        Refuse(path, "it is neither text, CSV, binary, WFDB nor EDF+; 'zeka file --help' says what is read");
     RecordingFile recording;
     recording.format = "binary";
     RecordedChannel& channel =

@@ -22,7 +22,7 @@ struct Annotation {
 };
 
 struct RecordingFile {
-    std::string format; // "text", "binary", "WFDB", "EDF+", "EDF"
+    std::string format; // "text", "CSV", "binary", "WFDB", "EDF+", "EDF"
     std::vector<RecordedChannel> channels;
     std::vector<Annotation> annotations;
 };

@@ -205,6 +205,19 @@ TEST_F(Formats, TheLibrarysOwnFilesAreTold)
     EXPECT_THAT(binary.channels[0].values, ElementsAre(1.0, DoubleNear(-0.001, 1e-12)));
 }
 
+TEST_F(Formats, CsvIsReadAsItWasWritten)
+{
+    for (const int rate : {360, 40'000}) {
+        const std::string path = Path(std::to_string(rate) + ".csv");
+        const Written written = Write(Format::kCsv, PlanFor(path, rate), 9'000);
+        const RecordingFile read = ReadRecording(path);
+        EXPECT_EQ(read.format, "CSV");
+        EXPECT_EQ(read.channels.at(0).rate, rate);
+        EXPECT_THAT(FindChannel(read, "ac").values, Pointwise(DoubleNear(5.1e-7), written.ac_mv));
+        EXPECT_THAT(FindChannel(read, "dc").values, Pointwise(DoubleNear(5.1e-5), written.dc_mv));
+    }
+}
+
 TEST_F(Formats, WhatIsNoRecordingIsSaidInOneLine)
 {
     const auto refused = [](const std::string& path) {
@@ -218,6 +231,10 @@ TEST_F(Formats, WhatIsNoRecordingIsSaidInOneLine)
     EXPECT_THAT(refused(Path("none.edf")), HasSubstr("No such file"));
     EXPECT_THAT(refused(Put("empty", "")), HasSubstr("\"\" is no sample rate"));
     EXPECT_THAT(refused(Put("words.txt", "many words\n")), HasSubstr("is no sample rate"));
+    EXPECT_THAT(refused(Put("still.csv", "time_s,mv\n1,2\n1,3\n")), HasSubstr("do not grow"));
+    EXPECT_THAT(refused(Put("gap.csv", "time_s,mv\n0,1\n1,2\n5,3\n6,3\n")), HasSubstr("line 4"));
+    EXPECT_THAT(refused(Put("bare.csv", "time_s\n0\n1\n")), HasSubstr("0 columns"));
+    EXPECT_THAT(refused(Put("wide.csv", "time_s,mv\n-1e308,1\n1e308,2\n")), HasSubstr("do not grow"));
     EXPECT_THAT(refused(Put("more.txt", "500\n2\n99999\na,b\n1\n")), HasSubstr("99999 channels"));
     EXPECT_THAT(refused(Put("noise.bin", std::string("\x01\x68\x7F\xFF\xFF\xFF\0\0", 8))),
                 HasSubstr("neither"));

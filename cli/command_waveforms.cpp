@@ -1,4 +1,4 @@
-// command_waveforms.cpp - zeka waveforms: lists the standard test waveforms and writes one of them as CSV.
+// command_waveforms.cpp - zeka waveforms: lists the standard test waveforms, shows one, writes one as CSV.
 // Needs no instrument: the samples are those that the library would play.
 #include "cli/context.h"
 #include "cli/functions.h"
@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
+#include <span>
 #include <zeka/zeka.h>
 
 namespace zeka::cli {
@@ -14,10 +15,15 @@ namespace {
 
 constexpr double kUvPerMv = 1000.0;
 
+constexpr double kSketchedS = 10.0;
+constexpr std::size_t kSketchColumns = 70;
+constexpr std::size_t kSketchRows = 13;
+
 struct Waveform {
     std::string name; // as zeka play takes it
     unsigned rate = 0;
     std::vector<double> mv;
+    [[nodiscard]] double Seconds() const { return static_cast<double>(mv.size()) / rate; }
 };
 
 template <class Value> std::vector<double> Millivolts(const Value* samples, unsigned count, double per_mv)
@@ -77,9 +83,8 @@ Exit List(Context& context)
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Waveform& waveform : All()) {
         const auto [low, high] = std::ranges::minmax(waveform.mv);
-        const double seconds = static_cast<double>(waveform.mv.size()) / waveform.rate;
         text += fmt::format("{:<20}{:>10}{:>10}{:>12.4f}{:>10.3f}{:>10.3f}\n", waveform.name,
-                            waveform.mv.size(), waveform.rate, seconds, low, high);
+                            waveform.mv.size(), waveform.rate, waveform.Seconds(), low, high);
         list.push_back({{"name", waveform.name},
                         {"samples", waveform.mv.size()},
                         {"rate", waveform.rate},
@@ -103,28 +108,97 @@ std::string Csv(const Waveform& waveform)
     return fmt::to_string(text);
 }
 
-Exit Export(const std::string& name, const std::string& path, Context& context)
+Waveform Table(const Selection& selection)
+{
+    std::optional<Waveform> waveform = Read(*selection.function, selection.variant);
+    if (!waveform)
+        throw Failure(
+            Exit::kUsage,
+            fmt::format("{} is no table; 'zeka waveforms list' names those that are, 'zeka record' writes "
+                        "and 'zeka plot' draws any signal",
+                        selection.name));
+    return std::move(*waveform);
+}
+
+/// A column for each stretch of samples, from its lowest to its highest; the voltage at the rows' middles on
+/// the left.
+std::string Sketch(std::span<const double> mv)
+{
+    const auto [low, high] = std::ranges::minmax(mv);
+    const double step = std::max(high - low, 1e-3) / static_cast<double>(kSketchRows - 1);
+    const auto row_of = [low = low, step](double value) {
+        return static_cast<std::size_t>((value - low) / step + 0.5);
+    };
+    const std::size_t columns = std::min(kSketchColumns, mv.size());
+    std::vector<std::string> rows(kSketchRows, std::string(columns, ' '));
+    for (std::size_t column = 0; column < columns; ++column) {
+        const std::size_t begin = column * mv.size() / columns;
+        const std::size_t end =
+            std::min((column + 1) * mv.size() / columns + 1, mv.size()); // joined to the next
+        const auto [from, to] = std::ranges::minmax(mv.subspan(begin, end - begin));
+        for (std::size_t row = row_of(from); row <= row_of(to); ++row)
+            rows[row][column] = '#';
+    }
+    std::string text;
+    for (std::size_t row = kSketchRows; row-- > 0;)
+        text += fmt::format("{:>8.3f} |{}\n", low + static_cast<double>(row) * step,
+                            rows[row].substr(0, rows[row].find_last_not_of(' ') + 1));
+    return text;
+}
+
+Exit Show(const std::string& name, Context& context)
 {
     const Selection selection = FindFunction(name);
-    const std::optional<Waveform> waveform = Read(*selection.function, selection.variant);
-    if (!waveform)
-        throw Failure(Exit::kUsage,
-                      fmt::format("{} is no table that could be written; 'zeka waveforms list' names those "
-                                  "that are, 'zeka record' writes any signal",
-                                  selection.name));
+    const Waveform waveform = Table(selection);
+    const auto [low, high] = std::ranges::minmax(waveform.mv);
+    if (context.console.json) {
+        context.console.Result("waveforms show", {{"name", waveform.name},
+                                                  {"what", selection.function->what},
+                                                  {"samples", waveform.mv.size()},
+                                                  {"rate", waveform.rate},
+                                                  {"seconds", waveform.Seconds()},
+                                                  {"min_mv", low},
+                                                  {"max_mv", high}});
+        return Exit::kDone;
+    }
+    const auto shown = std::min(waveform.mv.size(), static_cast<std::size_t>(kSketchedS * waveform.rate));
+    context.console.Result(fmt::format(
+        "{}: {}\n{} samples at {} per s, {:.4f} s; {:.3f} to {:.3f} mV\n\n{:>8}\n{}{:>10}0 to {:.2f} s\n",
+        waveform.name, selection.function->what, waveform.mv.size(), waveform.rate, waveform.Seconds(), low,
+        high, "mV", Sketch(std::span(waveform.mv).first(shown)), "",
+        static_cast<double>(shown) / waveform.rate));
+    context.console.Note(fmt::format("'zeka plot {}' draws it true to scale", waveform.name));
+    return Exit::kDone;
+}
+
+Exit Export(const std::string& name, const std::string& path, Context& context)
+{
+    const Waveform waveform = Table(FindFunction(name));
     if (!path.empty()) {
-        WriteFile(path, Csv(*waveform));
-        context.console.Note(fmt::format("wrote {} samples to {}", waveform->mv.size(), path));
+        WriteFile(path, Csv(waveform));
+        context.console.Note(fmt::format("wrote {} samples to {}", waveform.mv.size(), path));
     }
     if (context.console.json) {
-        nlohmann::ordered_json result{{"name", waveform->name}, {"rate", waveform->rate}};
+        nlohmann::ordered_json result{{"name", waveform.name}, {"rate", waveform.rate}};
         result[path.empty() ? "mv" : "file"] =
-            path.empty() ? nlohmann::ordered_json(waveform->mv) : nlohmann::ordered_json(path);
+            path.empty() ? nlohmann::ordered_json(waveform.mv) : nlohmann::ordered_json(path);
         context.console.Result("waveforms export", result);
     } else if (path.empty()) {
-        context.console.Result(Csv(*waveform));
+        context.console.Result(Csv(waveform));
     }
     return Exit::kDone;
+}
+
+/// "waveforms show" or "waveforms export", which take one.
+CLI::App* AddOne(CLI::App& command, const char* name, const char* what, std::string& waveform,
+                 Context& context)
+{
+    CLI::App* one = command.add_subcommand(name, what);
+    one->add_option("name", waveform, "as listed, for instance iec-2-27:3 or iec-2-51:CAL20110")
+        ->required()
+        ->type_name("NAME");
+    AddCommonOptions(*one, context);
+    return one;
 }
 
 } // namespace
@@ -139,14 +213,13 @@ void AddWaveforms(CLI::App& app, Context& context)
 
     auto name = std::make_shared<std::string>();
     auto path = std::make_shared<std::string>();
-    CLI::App* export_one = command->add_subcommand("export", "writes one as CSV: time in s, voltage in mV");
-    export_one->add_option("name", *name, "as listed, for instance iec-2-27:3 or iec-2-51:CAL20110")
-        ->required()
-        ->type_name("NAME");
+    AddOne(*command, "show", "what one is, with a sketch of its first 10 s", *name, context)
+        ->callback([name, &context] { context.job = [name, &context] { return Show(*name, context); }; });
+    CLI::App* export_one =
+        AddOne(*command, "export", "writes one as CSV: time in s, voltage in mV", *name, context);
     export_one->add_option("-o,--output", *path, "into this file, else to stdout")
         ->type_name("FILE")
         ->group("Output");
-    AddCommonOptions(*export_one, context);
     export_one->callback([name, path, &context] {
         context.job = [name, path, &context] { return Export(*name, *path, context); };
     });

@@ -176,6 +176,12 @@ TEST(Waveforms, AreListedAndWritten)
     EXPECT_EQ(rows[1025].at(1), 0.5); // half way up the triangle that begins every second
     EXPECT_EQ(RunZeka({"waveforms", "export", "sine"}).status, 2);
     EXPECT_EQ(RunZeka({"waveforms"}).status, 2);
+
+    const Outcome show = RunZeka({"waveforms", "show", "iec-2-47:0"});
+    EXPECT_THAT(show.out, HasSubstr("60000 samples at 1000 per s, 60.0000 s"));
+    EXPECT_THAT(show.out,
+                testing::ContainsRegex("\n +0\\.000 \\|[# ]*# *#")); // two triangles stand on the zero line
+    EXPECT_EQ(RunZeka({"waveforms", "show", "iec-2-47:0", "--json"}).Json().at("rate"), 1000);
 }
 
 TEST(Completion, KnowsSubcommandsOptionsAndFunctions)

@@ -8,6 +8,7 @@
 
 #include "device/output_stage.h"
 #include "signal/ecg.h"
+#include "signal/frame.h"
 #include "signal/notify.h"
 #include "signal/pacing.h"
 #include "signal/standard_waveforms.h"
@@ -136,7 +137,8 @@ void StartStream() ZEKA_NEEDS_LOCK
     g_nSequenceCheck = 0;
     s_ChangeOnNextCycle = false;
     SetRelays(true);
-    _SendNextPacket(); // the instrument asks only once it has something to play
+    const zeka::WithoutRequestWait nothing_asked; // a setter in a callback of this burst would wait in vain
+    _SendNextPacket();                            // the instrument asks only once it has something to play
 }
 
 void ApplyOnce() ZEKA_NEEDS_LOCK

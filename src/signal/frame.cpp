@@ -27,6 +27,12 @@ constexpr unsigned kLetPassLookMs = 1;
 
 constexpr std::chrono::milliseconds kStallIsNews{1000};
 
+// Whoever held the lock also kept the instrument's answer: a setter whose time passed in the queue gets this
+// long all the same, some bursts. That no request came then says nothing of the instrument; after kStallMs it
+// does.
+constexpr unsigned kLeastWaitMs = 200;
+constexpr std::chrono::milliseconds kStallMs{2000};
+
 constinit std::atomic<std::int64_t> stall_seen{0}; // steady clock, ns; 0 = never, or a request came since
 constinit std::atomic<std::int64_t> answer_due_since{0}; // steady clock, ns; 0 = none is due
 
@@ -45,7 +51,7 @@ bool AnswerIsOverdue()
 CSimpleCriticalSection& AfterOverdueAnswer()
 {
     const Deadline deadline = Deadline::InMs(kLetPassMs);
-    while (open_frames == 0 && AnswerIsOverdue() && !deadline.Expired())
+    while (open_frames == 0 && without_request_wait == 0 && AnswerIsOverdue() && !deadline.Expired())
         SleepEx(kLetPassLookMs);
     return g_CriticalSection;
 }
@@ -63,18 +69,28 @@ bool RequestCame(const Deadline& deadline)
     return false;
 }
 
+// Behind a setter that has just found the instrument silent, the queue does not add up its waits.
+Deadline WithLeastWait(const Deadline& deadline)
+{
+    const Deadline least = Deadline::InMs(kLeastWaitMs);
+    return StallJustSeen() || deadline.At() > least.At() ? deadline : least;
+}
+
 FrameState WaitForRequestUntil(const Deadline& deadline)
 {
     if (!DeviceUsable())
         return FrameState::kNoDevice;
     if (!Peek(g_bECGGoing) || without_request_wait > 0)
         return FrameState::kReady;
-    const bool came = RequestCame(deadline);
+    const std::int64_t began = NowNs();
+    const bool came = RequestCame(WithLeastWait(deadline));
     if (!DeviceUsable())
         return FrameState::kNoDevice;
     if (came)
         return FrameState::kReady;
-    stall_seen = NowNs();
+    const std::int64_t now = NowNs();
+    if (stall_seen != 0 || now - began >= std::chrono::nanoseconds{kStallMs}.count())
+        stall_seen = now;
     g_hReconnectEvent.SetEvent(); // the supervisor finds out whether the instrument is still there
     return FrameState::kBusy;
 }

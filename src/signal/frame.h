@@ -74,7 +74,8 @@ private:
 };
 
 /// While one lives, the request wait of the same thread is skipped: the supervisor's tear-down talks to an
-/// instrument that may have stopped asking, and no poll thread reads any more.
+/// instrument that may have stopped asking, and no poll thread reads any more; callbacks of a stream's first
+/// burst are raised before the instrument has anything to ask for.
 class WithoutRequestWait {
 public:
     WithoutRequestWait() noexcept;

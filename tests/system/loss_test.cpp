@@ -165,4 +165,31 @@ TEST_F(Loss, HundredReplugsLeaveNoThreadAndNoDescriptorBehind)
     EXPECT_TRUE(zeka::test::WaitUntil([&] { return settled() == after_first; }));
 }
 
+class SparseInstrument : public Connected {
+protected:
+    static zeka::sim::InstrumentConfig AsksOncePerBurst()
+    {
+        zeka::sim::InstrumentConfig config;
+        config.player.depth_bursts = 1;
+        config.player.repeat_request_after = milliseconds{0};
+        return config;
+    }
+    SparseInstrument() : Connected(AsksOncePerBurst()) {}
+};
+
+TEST_F(SparseInstrument, IsNotBlamedForASetterThatStoodInTheQueue)
+{
+    static std::atomic<int> calls{0};
+    ZEKARegisterSignalOutputCallback([](double, double) {
+        if (++calls == 300) // of 70 a burst, in the middle of one
+            std::this_thread::sleep_for(milliseconds{3400});
+    });
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return calls >= 300; }));
+    EXPECT_EQ(ZEKASetAmplitude(2.0), 0);
+    std::this_thread::sleep_for(milliseconds{500});
+    EXPECT_EQ(Listener::Get().Heard().size(), 1u); // connected, and never lost
+    ZEKARegisterSignalOutputCallback(nullptr);
+}
+
 } // namespace

@@ -162,4 +162,25 @@ TEST_F(Stream, AnInstrumentThatTakesNothingStopsNoCall)
     instrument.Clear(fault);
 }
 
+TEST_F(Stream, SettersInsideTheFirstBurstWaitForNoRequest)
+{
+    instrument.Inject({.fault = Fault::kStopAsking}); // it asks for nothing before it has something to play
+    static std::atomic<int> refused{0};
+    for (int (*const start)() :
+         {+[] { return ZEKASetOutputFunction(1); }, +[] { return SetFreqScanECG(true); }}) {
+        refused = 0;
+        ZEKARegisterSignalOutputCallback([](double, double) {
+            if (refused < 2)
+                refused += ZEKASetAmplitude(1.5) != 0;
+        });
+        const auto begin = zeka::test::Clock::now();
+        EXPECT_EQ(start(), 0);
+        EXPECT_EQ(refused, 0);
+        EXPECT_LT(zeka::test::Since(begin), milliseconds{2500});
+        ZEKARegisterSignalOutputCallback(nullptr);
+        ZEKAFree();
+        ASSERT_EQ(ZEKAConnect(-1, 10000), 1);
+    }
+}
+
 } // namespace

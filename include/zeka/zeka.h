@@ -29,7 +29,8 @@
  * @par What holds for all functions
  * Streaming. The library computes the signal, 40000 samples per second, and sends 700 of them (17.5 ms)
  * whenever the instrument asks. A signal streams from the selection of an output function other than 0 to
- * the selection of 0, to the end of what is played once, or to the loss of the instrument.
+ * the selection of 0, to the end of what is played once, or to the loss of the instrument. A function that a
+ * loss or an upload leaves selected streams again from the next setter of the signal on.
  *
  * Waiting. While a signal streams, a setter first waits for the instrument's next request, so that its
  * change lands before the next samples are computed: 17.5 ms as a rule, and at most 3000 ms with an
@@ -116,7 +117,9 @@ typedef struct RAW_WAVEFORM_DATA {
 typedef void (*ZEKA_CONNECTION_CALLBACK)(bool connected);
 
 /**
- * A point of the signal: time since the stream started in s, value in mV.
+ * A point of the signal: time since the stream started in s, value in mV. The stream that follows a loss goes
+ * on counting, and playing, where the lost one was; one that follows an end within a burst (played once, or 0
+ * selected in a callback) where the rest of that burst came to, at most 17.5 ms.
  * Runs under the lock on the thread that computes the samples: the library's poll thread, for the first burst
  * the thread of the call that started the stream. 70 calls in a row every 17.5 ms, done well within that
  * time.
@@ -473,8 +476,9 @@ ZEKA_API double ZEKAGetTDuration(void);
 
 /**
  * DC offset. One value for all channels, whatever the channel: it goes with every sample, but not while
- * pacing is on. The given channel's DC source is set with it: +300 and -300 mV have sources of their own
- * where variable DC is off.
+ * pacing or the baseline reset test is on, nor with functions 15 and 18, which have a DC level of their own.
+ * The given channel's DC source is set with it: +300 and -300 mV have sources of their own where variable DC
+ * is off.
  *
  * @param channel  0 .. 3, whose DC source is set
  * @param mV       -1000 .. 1000
@@ -843,8 +847,8 @@ ZEKA_API double GetECG2_27_AAMIDriftTestFreq(void);
  * Baseline reset test: a sine of 1000 mV peak to peak on the DC channel, to overload an amplifier's input.
  *
  * On selects function 1 and holds amplitude and frequency against their setters. Off leaves the sine
- * selected, at 0.0 mV and 1.0 Hz, not at what was set before the test. Stopping the output ends the test
- * too.
+ * selected, at 0.0 mV and 1.0 Hz, not at what was set before the test. Stopping a stream ends the test
+ * too; a loss of the instrument does not.
  *
  * @param state  0 off; 1, 2, 3, 4 on with 50, 60, 80, 100 Hz; every other value on with the frequency as
  *               it is

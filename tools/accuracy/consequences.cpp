@@ -174,8 +174,10 @@ void Clock(Report& report, Extent extent)
         "**The signal's clock drifts a little.** It is a sum: every sample adds 1/40000 s, in double "
         "precision, "
         "which rounds every time. The instrument's samples stay exactly 40000 per second; what drifts is the "
-        "place of the signal on them. A stream that is stopped and started begins at 0 again. Computed (the "
-        "same sum, not measured): how many samples the clock is ahead of 1/40000 s times their number.");
+        "place of the signal on them. A stream that is stopped by selecting function 0 and started again "
+        "begins "
+        "at 0. Computed (the same sum, not measured): how many samples the clock is ahead of 1/40000 s times "
+        "their number.");
     report.Head({"after", "clock ahead, samples", "relative", "within 1 sample a minute"});
     const std::uint64_t hours = extent == Extent::kQuick ? 1 : 24;
     constexpr std::uint64_t kPerHour = 40000ULL * 3600ULL;

@@ -50,7 +50,7 @@ void ResetOutputStage()
     }
 }
 
-// A poll thread of the former connection may still be inside a callback of the application.
+// A poll thread of the former connection may still be inside a callback of the application, with the lock.
 bool FormerPollThreadEnded()
 {
     while (poll_thread_ended.WaitTimeout(kSearchPauseMs) != 0)
@@ -63,12 +63,16 @@ bool FormerPollThreadEnded()
 // application hears of the connection, so that a listener may start a stream and go on setting it.
 bool Connect()
 {
+    // Before a port is opened: nobody would notice a hang-up of one that is held meanwhile, and an instrument
+    // that was pulled would come back under another number.
+    if (!FormerPollThreadEnded())
+        return false;
     std::optional<PrivateDevice> while_setting_up(std::in_place);
     if (!DeviceConnect(Peek(g_nPortNumber), 1))
         return false;
     ForgetStream();
     ResetOutputStage();
-    if (DeviceLost() || StopRequested() || !FormerPollThreadEnded() || !StartPollThread()) {
+    if (DeviceLost() || StopRequested() || !StartPollThread()) {
         DeviceClose();
         return false;
     }
@@ -77,6 +81,7 @@ bool Connect()
     // device.
     const CAutoCriticalSection lock(g_CriticalSection);
     ForgetStream();
+    ForgetStall(); // several calls may have reported it, and the last report wakes us once more
     while_setting_up.reset();
     return true;
 }

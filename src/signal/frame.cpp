@@ -107,6 +107,8 @@ bool StallJustSeen() noexcept
     return seen != 0 && NowNs() - seen < std::chrono::nanoseconds{kStallIsNews}.count();
 }
 
+void ForgetStall() noexcept { stall_seen = 0; }
+
 SetterFrame::SetterFrame() : SetterFrame(Deadline::InMs(kRequestWaitMs)) {}
 
 SetterFrame::SetterFrame(const Deadline& deadline)

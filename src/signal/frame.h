@@ -41,6 +41,8 @@ enum class FrameState {
 /// Whether a setter has just found that no request came for kRequestWaitMs; the supervisor need not wait
 /// again.
 [[nodiscard]] bool StallJustSeen() noexcept;
+/// For a new connection: the instrument is not held to what the one before did.
+void ForgetStall() noexcept;
 
 /// While one lives, an answer to the instrument is due: the poll thread makes one before it takes the lock.
 /// Setters that come in quick succession would otherwise take the lock again and again, and the instrument

@@ -88,19 +88,46 @@ TEST_F(Loss, AnInstrumentThatStopsAskingIsGivenUpAndFoundAgain)
     EXPECT_TRUE(Streams(20));
 }
 
-TEST_F(Loss, SettersThatQueueDoNotAddUpTheirWaits)
+TEST_F(Loss, SettersThatQueueNeitherAddUpTheirWaitsNorEndTheNextConnection)
 {
     ASSERT_EQ(ZEKASetOutputFunction(1), 0);
     ASSERT_TRUE(Streams(5));
-    instrument.Inject({.fault = Fault::kStopAsking});
+    const int fault = instrument.Inject({.fault = Fault::kStopAsking});
     std::this_thread::sleep_for(milliseconds{300});
     const auto start = Clock::now();
     std::array<std::thread, 3> setters;
-    for (std::thread& setter : setters)
+    for (std::thread& setter : setters) {
         setter = std::thread([] { EXPECT_EQ(ZEKASetAmplitude(2.0), -1); });
+        std::this_thread::sleep_for(milliseconds{20}); // each reports the stall on its own
+    }
     for (std::thread& setter : setters)
         setter.join();
     EXPECT_LT(Since(start), milliseconds{5500});
+    instrument.Clear(fault);
+    ASSERT_TRUE(Listener::Get().WaitForCount(3));
+    EXPECT_FALSE(Listener::Get().WaitForCount(4, milliseconds{500}));
+    EXPECT_TRUE(ZEKAIsConnected());
+}
+
+TEST_F(Loss, AnInstrumentThatComesBackIsLeftAloneWhileACallbackOfTheFormerStreamHangs)
+{
+    static std::atomic<bool> hang{false};
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    ASSERT_TRUE(Streams(5));
+    hang = true;
+    ZEKARegisterSignalOutputCallback(
+        [](double, double) { (void)zeka::test::WaitUntil([] { return !hang.load(); }); });
+    std::this_thread::sleep_for(milliseconds{200}); // the poll thread is inside, with the lock
+    instrument.Unplug();
+    EXPECT_TRUE(Listener::Get().WaitForCount(2));
+    instrument.Replug();
+    instrument.ClearCommands();
+    // A port that is held now would keep its number when the cable is pulled once more.
+    EXPECT_FALSE(instrument.WaitFor([&] { return !instrument.Commands().empty(); }, milliseconds{1500}));
+    EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM0.lock"));
+    hang = false;
+    EXPECT_TRUE(Listener::Get().WaitForCount(3));
+    ZEKARegisterSignalOutputCallback(nullptr);
 }
 
 TEST_F(Loss, AnInstrumentThatFallsSilentIsGivenUpAfterOnePing)

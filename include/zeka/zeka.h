@@ -151,9 +151,9 @@ typedef void (*ZEKA_NOTIFY_CALLBACK)(unsigned int message, unsigned int wParam, 
  * once.
  *
  * The listener hears of every connection and of every loss; after a loss the search goes on, about once a
- * second. Setting up an instrument puts leads and impedance of its four channels to 0, a loss puts the DC
- * offset to 0. Called again, it only replaces the listener; it waits for a ZEKAFree of another thread that
- * has not finished yet.
+ * second. Setting up an instrument puts leads and impedance of its four channels to 0. The DC offset stays
+ * as it was set when the cable is pulled, and goes to 0 with ZEKAFree. Called again, it only replaces the
+ * listener; it waits for a ZEKAFree of another thread that has not finished yet.
  *
  * @param callback  the listener, or null
  * @return true   the search runs, from now on or already
@@ -196,7 +196,10 @@ ZEKA_API void ZEKAFree(void);
  */
 ZEKA_API bool ZEKAIsConnected(void);
 
-/** Whether a signal streams. Any thread; never waits. */
+/**
+ * Whether a signal streams. After a loss in mid-stream it stays true until an instrument is found again: look
+ * at ZEKAIsConnected too. Any thread; never waits.
+ */
 ZEKA_API bool ZEKAIsPlaying(void);
 
 /**

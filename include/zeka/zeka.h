@@ -290,7 +290,7 @@ ZEKA_API void RegisterSyncDCOffsetCB(ZEKA_OFFSET_CALLBACK callback);
  * changes.
  *
  * @note Any thread but those of signal callbacks. Blocks for the sum of its steps: up to a second, and
- *       3000 ms more where an instrument streams but stopped asking.
+ *       6000 ms more where an instrument streams but stopped asking.
  */
 ZEKA_API void ZEKAReset(void);
 
@@ -921,7 +921,8 @@ ZEKA_API int* GetSpecialWave251Array(int index, unsigned int* length, unsigned i
  *
  * @param index  0 .. 4; every other value is stored too and plays 0.0 mV
  * @return 0, always; heard from the next sample, also with no instrument open
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Any thread, also from a signal callback, but for the first use of pattern 4, which takes some 50 ms.
+ *       Waits only for another call's lock.
  */
 ZEKA_API int SetSpecialWave247(int index);
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""run_page.py SOURCE BUILD PAGE - runs every command line of a page, in a folder of its own that looks like the source tree.
+"""run_page.py SOURCE BUILD PAGE [MARK] - runs every command line of a page, in a folder of its own that looks like the source
+tree; those that are left to others not, or with a mark only those that it stands before.
 
-Command lines are those in ```sh blocks and in blocks behind four blanks; where such a block shows output too, its command
-lines begin with "$ ". A block that cannot be run stands behind <!-- not run: reason -->. Lines that drive an instrument find
-the virtual one plugged in, on its fast clock; "until Ctrl-C" in a line's comment is taken at its word. Commands within
-a sentence (`zeka play --seconds 2`) are looked up in the help: subcommand and options must be there. Fails when a line fails, or
-when a picture that the page shows is missing."""
+What a command line is and which of them are left to others: page_lines.py. Lines that drive an instrument find the virtual
+one plugged in, on its fast clock; "until Ctrl-C" in a line's comment is taken at its word. Commands within a sentence
+(`zeka play --seconds 2`) are looked up in the help: subcommand and options must be there. Fails when a line fails, when the lines
+wrote the page itself and it is another one now, or when a picture that the page shows is missing."""
 
 import fcntl
 import os
@@ -17,37 +17,13 @@ import sys
 import tempfile
 from pathlib import Path
 
+from page_lines import blocks
+
 PATIENCE_S = 120
+PATIENCE_WITH_MARKED_S = 900
 INTERRUPTED = 130
 NOTHING_RUN = 77  # for CTest: skipped
-COPIED = ("README.md", "bindings/python", "docs", "examples", "include")
-
-
-def blocks(text):
-    """(reason why it is not run or None, lines) of every block of command lines."""
-    language, reason, following, blank, found = None, None, False, True, []
-    for line in text.splitlines():
-        fence = re.match(r" *```(\w*)", line)
-        if fence:
-            language = None if language is not None else fence[1]
-            if language == "sh":
-                found.append((reason, []))
-        elif language == "sh":
-            found[-1][1].append(line)
-        elif language is None and line.startswith("    ") and (following or blank):
-            if not following:
-                found.append((reason, []))
-                following = True
-            found[-1][1].append(line[4:])
-        elif line.strip():
-            following = False
-        blank = not line.strip()
-        mark = re.match(r"<!-- not run: (.+) -->$", line)
-        if mark or line.strip():
-            reason = mark[1] if mark else None
-    for reason, lines in found:
-        shown = [line[2:] for line in lines if line.startswith("$ ")]
-        yield reason, shown or [line for line in lines if line.strip()]
+COPIED = ("README.md", "CONTRIBUTING.md", "bindings/python", "docs", "examples", "include")
 
 
 def mentioned(text):
@@ -65,9 +41,23 @@ def unknown_in(words, environment):
     return [word for word in words[2:] if word.startswith("--") and not re.search(rf"{word.split('=')[0]}\b", page.stdout)]
 
 
-def c_program(text):
-    program = re.search(r"^```c\n(.*?)^```$", text, flags=re.M | re.S)
-    return program[1] if program else ""
+def program(text, language, about=""):
+    """The page's first program of a language that is about something."""
+    programs = re.findall(rf"^```{language}\n(.*?)^```$", text, flags=re.M | re.S)
+    return next((found for found in programs if about in found), "")
+
+
+def write_script(path, line):
+    path.write_text(f"#!/bin/sh\n{line}\n")
+    path.chmod(0o755)
+
+
+def python_with_pytest():
+    """The first Python that has it: the one that comes first may be none of the system's."""
+    for python in ("python3", "/usr/bin/python3"):
+        if subprocess.run([python, "-c", "import pytest"], stderr=subprocess.DEVNULL).returncode == 0:
+            return shutil.which(python)
+    sys.exit("no Python has pytest (Debian: python3-pytest)")
 
 
 def lay_out(folder, source, build, text):
@@ -79,37 +69,38 @@ def lay_out(folder, source, build, text):
     (folder / "build").symlink_to(build)
     (folder / "bin").mkdir()
     (folder / "bin/zeka").symlink_to(build / "cli/zeka")
-    my_program = folder / "my_program"  # the reader's
-    my_program.write_text("#!/bin/sh\nexec zeka info\n")
-    my_program.chmod(0o755)
-    for name in ("example.c", "program.c"):
-        (folder / name).write_text(c_program(text))
-    environment = {**os.environ, "PATH": f"{folder / 'bin'}:{os.environ['PATH']}", "PYTHONDONTWRITEBYTECODE": "1"}
-    if any("pkg-config" in line for reason, lines in blocks(text) if not reason for line in lines):
-        installed = folder / "installed"
-        subprocess.run(["cmake", "--install", build, "--prefix", installed], check=True, stdout=subprocess.DEVNULL)
-        environment["PKG_CONFIG_PATH"] = str(next(installed.rglob("zeka.pc")).parent)
-    return environment
+    write_script(folder / "my_program", "exec zeka info")  # the reader's
+    (folder / "example.c").write_text(program(text, "c"))
+    (folder / "program.py").write_text(program(text, "python", "zeka.simulated()"))
+    if "-m pytest" in text:
+        write_script(folder / "bin/python3", f'exec {python_with_pytest()} "$@"')
+    (folder / "my_tests").mkdir()
+    (folder / "my_tests/test_program.py").write_text("def test_my_program():\n    import program\n")
+    (folder / "pytest.ini").write_text("[pytest]\ntestpaths = my_tests\n")
+    return {**os.environ, "PATH": f"{folder / 'bin'}:{os.environ['PATH']}", "PYTHONDONTWRITEBYTECODE": "1"}
 
 
-def words_for(line, before):
+def words_for(line, before, build):
     """The command that runs a line behind the exports before it, with an instrument plugged in where it needs one."""
     if re.search(r"\bzeka (play|sweep) .*--sim", line) and "--clock" not in line:
         line = line.replace("--sim", "--sim --clock fast")
     if "python3 examples/" in line:  # one that plays for half a minute, and knows by the samples how far it is
         line = line.replace(" sim ", " sim --clock fast ")
+    if "-m zeka.simulate" in line and not before:  # which finds the module where the package puts it
+        before = [f"export PYTHONPATH=$PWD/bindings/python ZEKA_LIBRARY={build}/src/libzeka.so "
+                  f"ZEKA_SIM_LIBRARY={build}/sim/libzeka_sim.so"]
     script = ["sh", "-c", "\n".join([*before, line])]
     if " sim " in line or "--sim" in line or not re.match(r"(build/cli/)?zeka ", line):
         return script
     return ["zeka", "sim", "--quiet", "--clock", "fast", "--", *script]
 
 
-def run(words, **options):
-    done = subprocess.run(words, stdin=subprocess.DEVNULL, timeout=PATIENCE_S, **options)
+def run(words, patience, **options):
+    done = subprocess.run(words, stdin=subprocess.DEVNULL, timeout=patience, **options)
     return done.returncode
 
 
-def run_until_interrupted(words, **options):
+def run_until_interrupted(words, patience, **options):
     """Waits until it plays, presses Ctrl-C, and expects the status of a command that has ended in good order."""
     process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, start_new_session=True,
                                **options)
@@ -117,7 +108,7 @@ def run_until_interrupted(words, **options):
         print(line, end="", flush=True)
         if line.startswith("playing"):
             os.killpg(process.pid, signal.SIGINT)
-    status = process.wait(PATIENCE_S)
+    status = process.wait(patience)
     return 0 if status == INTERRUPTED else status or "0, though it was interrupted"
 
 
@@ -135,7 +126,9 @@ def enter_private_world(build):
 
 
 def main():
-    source, build, page = (Path(argument).resolve() for argument in sys.argv[1:])
+    source, build, page = (Path(argument).resolve() for argument in sys.argv[1:4])
+    wanted = sys.argv[4] if len(sys.argv) > 4 else None
+    patience = PATIENCE_WITH_MARKED_S if wanted else PATIENCE_S
     enter_private_world(build)
     text = page.read_text()
     missing = [picture for picture in re.findall(r"^!\[.*\]\((.*)\)$", text, flags=re.M)
@@ -149,21 +142,26 @@ def main():
         for words in mentioned(text):
             if unknown := unknown_in(words, environment):
                 sys.exit(f"`{words}`: the command does not know {unknown}")
-        for reason, lines in blocks(text):
+        for mark, lines in blocks(text):
             exports = []
             for line in lines:
-                counts[reason is None] += 1
-                print(f"not run ({reason}): {line}" if reason else line, flush=True)
-                if reason:
+                counts[mark == wanted] += 1
+                print(line if mark == wanted else f"run by {mark or 'the tests'}: {line}", flush=True)
+                if mark != wanted:
                     continue
                 if line.startswith("export "):
                     exports.append(line)
                     continue
                 runner = run_until_interrupted if "until Ctrl-C" in line else run
-                status = runner(words_for(line, exports), cwd=folder, env=environment)
+                status = runner(words_for(line, exports, build), patience, cwd=folder, env=environment)
                 if status:
                     sys.exit(f"exit status {status}: {line}")
-    print(f"{counts[True]} lines run, {counts[False]} not; {len(mentioned(text))} commands looked up")
+        if (Path(folder) / page.relative_to(source)).read_text() != text:
+            subprocess.run(["diff", page, Path(folder) / page.relative_to(source)])
+            sys.exit(f"{page} is not what its own lines make of it")
+    print(f"{counts[True]} lines run, {counts[False]} by others; {len(mentioned(text))} commands looked up")
+    if not counts[True] and wanted:
+        sys.exit(f"{page} has no lines for {wanted}")
     if not counts[True] and not mentioned(text):
         sys.exit(NOTHING_RUN)
 

@@ -21,10 +21,13 @@ Every figure on this page was measured on what the virtual instrument received o
 second, as they would reach the converters of a real instrument. None is taken from the library's own arrays. The page is
 the output of a program in this tree; after `scripts/build` run it again with
 
-<!-- not run: takes two minutes; the quick one is a test of its own -->
+<!-- run by: .ci/run, accuracy -->
 
     build/tools/zeka_accuracy > docs/accuracy.md     # about two minutes
-    build/tools/zeka_accuracy --quick                # a look at every chapter, one of the tests
+
+and for a look at every chapter
+
+    build/tools/zeka_accuracy --quick
 
 It exits with 1 when a figure is not at its limit. What the page shows is that the library sends what was asked for. It
 says nothing about the analogue outputs of a real instrument.

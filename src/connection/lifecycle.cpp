@@ -127,6 +127,7 @@ bool AdoptProcess()
     if (Peek(g_hConnectDeviceThread) != 0 || Peek(g_hDevice) != -1)
         return false;
     BecomeOwnProcess();
+    ReleaseWakeDescriptor(); // the parent's: a close of one would wake the other's users
     g_AutoMonitor.Start();
     return true;
 }

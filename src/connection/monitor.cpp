@@ -74,9 +74,10 @@ struct NotifyRegistry {
     std::map<unsigned int, ZEKA_NOTIFY_CALLBACK> g_mapNotifyEvent;
 };
 
+// Never destroyed: a thread of the application may register while the process exits.
 NotifyRegistry& Registry()
 {
-    static NotifyRegistry registry;
+    static NotifyRegistry& registry = *new NotifyRegistry;
     return registry;
 }
 

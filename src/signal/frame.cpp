@@ -28,9 +28,9 @@ constexpr unsigned kLetPassLookMs = 1;
 constexpr std::chrono::milliseconds kStallIsNews{1000};
 
 // Whoever held the lock also kept the instrument's answer: a setter whose time passed in the queue gets this
-// long all the same, some bursts. That no request came then says nothing of the instrument; after kStallMs it
+// long all the same, many bursts. That no request came then says nothing of the instrument; after kStallMs it
 // does.
-constexpr unsigned kLeastWaitMs = 200;
+constexpr unsigned kLeastWaitMs = 500;
 constexpr std::chrono::milliseconds kStallMs{2000};
 
 constinit std::atomic<std::int64_t> stall_seen{0}; // steady clock, ns; 0 = never, or a request came since

@@ -82,7 +82,7 @@ void PlayFor(double seconds, const Session& session)
     while (steady_clock::now() < end) {
         (void)InterruptedWithin(
             std::min(std::chrono::ceil<milliseconds>(end - steady_clock::now()), milliseconds(50)));
-        EndIfInterrupted();
+        EndIfInterrupted(OutputWas::kNeverOn); // no real one was driven
         Session::EndIfLost();
     }
     if (session.Virtual()->Stats().stream.bursts == 0)

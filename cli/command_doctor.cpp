@@ -7,8 +7,6 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
-#include <grp.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zeka::cli {
@@ -34,15 +32,6 @@ std::string FirstLine(const fs::path& path)
     std::string line;
     std::getline(file, line);
     return line;
-}
-
-std::string GroupOf(const std::string& node)
-{
-    struct stat info {};
-    if (::stat(node.c_str(), &info) != 0)
-        return "dialout";
-    const group* owner = ::getgrgid(info.st_gid);
-    return owner != nullptr ? owner->gr_name : std::to_string(info.st_gid);
 }
 
 bool IsNumber(const std::string& text)

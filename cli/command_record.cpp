@@ -170,7 +170,7 @@ Exit Record(RecordOptions& options, Context& context)
     context.console.Note(fmt::format("recorded {} s at {} samples/s{}", seconds, options.rate,
                                      fast ? fmt::format(", {:.0f} times as fast as it plays", speed) : ""));
     if (sent.interrupted)
-        EndIfInterrupted();
+        EndIfInterrupted(options.offline ? OutputWas::kNeverOn : OutputWas::kOn);
     return Exit::kDone;
 }
 

@@ -58,10 +58,11 @@ bool InterruptedWithin(std::chrono::milliseconds time)
     return Interrupted();
 }
 
-void EndIfInterrupted()
+void EndIfInterrupted(OutputWas output)
 {
     if (Interrupted())
-        throw Failure(Exit::kInterrupted, "interrupted; the output is off");
+        throw Failure(Exit::kInterrupted,
+                      output == OutputWas::kOn ? "interrupted; the output is off" : "interrupted");
 }
 
 } // namespace zeka::cli

@@ -15,7 +15,10 @@ void CatchInterrupts();
 /// Sleeps so long, or until interrupted; true when interrupted.
 bool InterruptedWithin(std::chrono::milliseconds time);
 
-/// Throws Failure(kInterrupted) when interrupted.
-void EndIfInterrupted();
+enum class OutputWas { kOn, kNeverOn };
+
+/// Throws Failure(kInterrupted) when interrupted; where the instrument's output may have been on, it says
+/// that it is off.
+void EndIfInterrupted(OutputWas output = OutputWas::kOn);
 
 } // namespace zeka::cli

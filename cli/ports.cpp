@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +63,15 @@ bool Lives(pid_t pid) { return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM
 } // namespace
 
 std::string NodeOf(int port) { return fmt::format("/dev/ttyACM{}", port); }
+
+std::string GroupOf(const std::string& node)
+{
+    struct stat info {};
+    if (::stat(node.c_str(), &info) != 0)
+        return "dialout";
+    const group* owner = ::getgrgid(info.st_gid);
+    return owner != nullptr ? owner->gr_name : std::to_string(info.st_gid);
+}
 
 Lock LockOf(int port)
 {

@@ -39,6 +39,9 @@ struct Port {
 std::string NodeOf(int port);
 Lock LockOf(int port);
 
+/// The group that the node belongs to, by its name where it has one; "dialout" when the node is gone.
+std::string GroupOf(const std::string& node);
+
 /// Whose name the holder has for a message: "zeka (process 4711)".
 std::string HolderText(const Lock& lock);
 

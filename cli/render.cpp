@@ -169,7 +169,7 @@ Sent RenderSignal(const SignalOptions& options, const Selection& selection, doub
     context.console.quiet = quiet;
     const Sent sent =
         StreamSignal(session, options, selection, seconds, context.console, {{}, samples, marks, true});
-    EndIfInterrupted();
+    EndIfInterrupted(OutputWas::kNeverOn); // no real one was driven
     return sent;
 }
 

@@ -71,8 +71,8 @@ const char* const kUseVirtual = "or use the built-in virtual instrument with --s
 {
     throw Failure(
         Exit::kPermission,
-        fmt::format("no permission to open {}; run 'sudo usermod -aG dialout $USER', log out and in again",
-                    port.node));
+        fmt::format("no permission to open {}; run 'sudo usermod -aG {} $USER', log out and in again",
+                    port.node, GroupOf(port.node)));
 }
 
 [[noreturn]] void Held(const Port& port)
@@ -216,10 +216,10 @@ void Session::Connect(int port, const ConnectOptions& options)
             Explain(port, wait_s);
         if (ZEKAConnect(port, static_cast<unsigned>(std::min(left, kSlice).count())) == 1)
             break;
-        EndIfInterrupted();
+        EndIfInterrupted(OutputWas::kNeverOn);
     }
     (void)ZEKAInit(OnConnection); // runs already: this only tells it whom to tell
-    EndIfInterrupted();
+    EndIfInterrupted(OutputWas::kNeverOn);
     EndIfLost();
 }
 

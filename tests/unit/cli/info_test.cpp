@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <grp.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zeka::test {
@@ -110,11 +112,15 @@ TEST_F(Info, TellsWhoMayNotOpenThePort)
     constexpr int kCannotRun = 126;
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can become somebody else";
+    struct stat node {};
+    ASSERT_EQ(::stat("/dev/ttyACM0", &node), 0);
+    const struct group* owner = ::getgrgid(node.st_gid);
+    const std::string group = owner != nullptr ? owner->gr_name : std::to_string(node.st_gid);
     const Outcome outcome = RunZeka({"info"}, {.user = kNobody});
     if (outcome.status == kCannotRun)
         GTEST_SKIP() << "this root cannot become somebody else, or nobody may run the command";
     EXPECT_EQ(outcome.status, 5);
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/dev/ttyACM0"), HasSubstr("usermod -aG dialout")));
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/dev/ttyACM0"), HasSubstr("usermod -aG " + group + " $USER")));
 }
 
 } // namespace

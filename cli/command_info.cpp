@@ -1,4 +1,5 @@
 // command_info.cpp - zeka info: what the instrument says of itself and of its output stage.
+#include "cli/control_block.h"
 #include "cli/session.h"
 
 #include <fmt/format.h>
@@ -7,51 +8,30 @@
 namespace zeka::cli {
 namespace {
 
-constexpr int kChannels = 4;
-
-const char* ImpedanceText(int mode)
-{
-    switch (mode) {
-    case 0:
-        return "mode 0";
-    case 1:
-        return "mode 1";
-    case 2:
-        return "mode 2 or 3"; // they read back alike
-    default:
-        return "unknown";
-    }
-}
-
-/// What the library itself has of the DC channel: the instrument cannot be asked.
+/// What the library itself has of the DC channel; the instrument has its DC sources.
 struct Dc {
     int offset_mv = ZEKAGetDCOffset();
     bool variable = ZEKAGetDCOffsetVariableMode();
     bool common = GetDCOffsetCommonMode();
 };
 
-constexpr const char* kNotReported = "not reported"; // the library has no call that reads it back
+using Channels = std::array<OutputChannel, kOutputChannels>;
 
-struct Channel {
-    bool lead_0 = false; // confirmed
-    int impedance = 0;
-    bool signal_ground = false;
-};
-
-std::vector<Channel> ReadChannels()
+/// Before any call of the library that exchanges something: see control_block.h.
+Channels AskForChannels(const Session& session)
 {
-    std::vector<Channel> channels;
-    channels.reserve(kChannels);
-    // A lead cannot be read back, but its setting is confirmed: connecting has just set lead 0, and setting
-    // it again tells whether that is so.
-    for (int number = 0; number < kChannels; ++number)
-        channels.push_back({ZEKASetOutputLead(number, 0) == 0, ZEKAGetInputImpedanceMode(number),
-                            ZEKAGetSignalGroundToGNDGround(number) == 1});
-    return channels;
+    const auto port = static_cast<int>(ZEKAGetDeviceHandle());
+    Session::EndIfLost();
+    return ChannelsOf(ReadControlBlock(port, session.Who().node));
 }
 
-std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
-                 const std::vector<Channel>& channels, const Dc& dc)
+std::string ImpedanceText(const OutputChannel& channel)
+{
+    return channel.impedance ? fmt::format("mode {}", *channel.impedance) : "unknown";
+}
+
+std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const Channels& channels,
+                 const Dc& dc)
 {
     std::string text =
         fmt::format("serial number   {}\n"
@@ -62,31 +42,31 @@ std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
                     who.serial, who.model, who.node, who.virtual_one ? " (virtual instrument)" : "",
                     who.version, hardware.nStoredInfo0, hardware.nStoredInfo1, hardware.nQueryInfo,
                     hardware.nHWSetting0, hardware.nHWSetting1);
-    for (int number = 0; const Channel& channel : channels)
-        text +=
-            fmt::format("channel {}       lead {}, input impedance {}, signal ground {}, DC source {}\n",
-                        number++, channel.lead_0 ? "0" : "not confirmed", ImpedanceText(channel.impedance),
-                        channel.signal_ground ? "connected" : "open", kNotReported);
+    for (int number = 0; const OutputChannel& channel : channels)
+        text += fmt::format("channel {}       lead {}, input impedance {}, signal ground {}, DC source {}\n",
+                            number++, channel.lead_0 ? "0" : "other than 0", ImpedanceText(channel),
+                            channel.signal_ground ? "connected" : "open", DcSourceText(channel.dc_source));
     return text +
            fmt::format("DC              offset {} mV, variable {}, common mode {} (of this connection)\n",
                        dc.offset_mv, dc.variable ? "on" : "off", dc.common ? "on" : "off");
 }
 
 nlohmann::ordered_json Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware,
-                            const std::vector<Channel>& channels, const Dc& dc)
+                            const Channels& channels, const Dc& dc)
 {
     nlohmann::ordered_json object{{"instrument", ToJson(who)}};
     object["hardware"] = {{"stored", {hardware.nStoredInfo0, hardware.nStoredInfo1}},
                           {"query", hardware.nQueryInfo},
                           {"settings", {hardware.nHWSetting0, hardware.nHWSetting1}}};
     object["channels"] = nlohmann::ordered_json::array();
-    for (int number = 0; const Channel& channel : channels)
+    for (int number = 0; const OutputChannel& channel : channels)
         object["channels"].push_back(
             {{"channel", number++},
-             {"lead", channel.lead_0 ? nlohmann::ordered_json(0) : nlohmann::ordered_json("not confirmed")},
-             {"impedance_mode", channel.impedance},
+             {"lead", channel.lead_0 ? nlohmann::ordered_json(0) : nlohmann::ordered_json("other than 0")},
+             {"impedance_mode", channel.impedance ? nlohmann::ordered_json(*channel.impedance)
+                                                  : nlohmann::ordered_json("unknown")},
              {"signal_ground", channel.signal_ground},
-             {"dc_source", kNotReported}});
+             {"dc_source", DcSourceText(channel.dc_source)}});
     object["dc"] = {{"offset_mv", dc.offset_mv}, {"variable", dc.variable}, {"common_mode", dc.common}};
     return object;
 }
@@ -94,10 +74,10 @@ nlohmann::ordered_json Json(const Identity& who, const ZEKA_HW_INFORMATION& hard
 Exit Info(const ConnectOptions& options, Context& context)
 {
     const Session session(options, context);
+    const Channels channels = AskForChannels(session);
     ZEKA_HW_INFORMATION hardware{};
     if (ZEKAGetHWInformation(&hardware) != 1)
         Session::EndIfLost();
-    const std::vector<Channel> channels = ReadChannels();
     const Dc dc;
     Session::EndIfLost(); // what was read of a lost instrument means nothing
     if (context.console.json)
@@ -113,15 +93,15 @@ void AddInfo(CLI::App& app, Context& context)
 {
     auto options = std::make_shared<ConnectOptions>();
     CLI::App* command = app.add_subcommand("info", "who the instrument is and how its output stage is set");
-    command->footer("Connecting itself sets lead 0 and input impedance mode 0 on all channels. Impedance and "
-                    "signal ground\n"
-                    "are what the instrument answers when it is asked. It cannot be asked for a lead through "
-                    "the library:\n"
-                    "lead 0 is set once more, which the instrument confirms or not. Its DC sources can "
-                    "neither be asked for\n"
-                    "nor set to what they are: they are \"not reported\". The last line tells what the "
-                    "library sends with a\n"
-                    "signal.");
+    command->footer("What stands behind the channels is what the instrument answers when it is asked. "
+                    "Connecting itself\n"
+                    "sets lead 0 and input impedance mode 0 on all channels, and the end of a connection "
+                    "sets all DC\n"
+                    "sources to none: what shows here is what a program left that did not come to its end. "
+                    "A DC source\n"
+                    "is none, +300 mV, -300 mV, or variable: what comes with the samples. The last line "
+                    "tells what the\n"
+                    "library sends with a signal.");
     AddConnectOptions(*command, *options);
     AddCommonOptions(*command, context);
     command->callback(

@@ -1106,8 +1106,19 @@ ZEKA_API const char* ZEKAGetSerialNumber(void);
 ZEKA_API unsigned int ZEKAGetVersion(void);
 
 /**
- * Descriptor of the open port, -1 for none. It belongs to the library: neither close nor read it. Any
- * thread; waits while another call holds the lock.
+ * Descriptor of the open port, -1 for none. It belongs to the library: do not close it, nor change its
+ * settings or flags.
+ *
+ * A program may exchange a command of its own with the instrument on it, from the command's first byte to the
+ * reply's last one, while all of this holds: nothing streams, and nothing plays that asks for samples; no
+ * call of the library is under way on any thread, callbacks included; and the supervisor's ping, 30 s after
+ * connecting and every 30 s from then on, does not fall into it. That is so right after connecting, and later
+ * at no moment that a program can tell. Work on a duplicate (F_DUPFD_CLOEXEC): on a loss the library closes
+ * its own descriptor, whose number may then be given to another file; and flush the duplicate's output
+ * (tcflush) before it is closed, else that close may wait up to 30 s for output that is not taken. A reply
+ * that is not read is dropped before the library's next command.
+ *
+ * @note Any thread; waits while another call holds the lock.
  */
 ZEKA_API int64_t ZEKAGetDeviceHandle(void);
 

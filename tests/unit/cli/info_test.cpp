@@ -56,22 +56,69 @@ TEST_F(Info, SaysWhoItIs)
     EXPECT_EQ(result.at("hardware").at("stored"),
               nlohmann::json({identity.stored_info0, identity.stored_info1}));
     EXPECT_EQ(result.at("hardware").at("query"), identity.query_info);
-    ASSERT_EQ(result.at("channels").size(), 4u);
-    for (const nlohmann::json& channel : result.at("channels"))
-        EXPECT_THAT(channel, AllOf(testing::Contains(nlohmann::json(0)), testing::Contains("not reported")));
-    EXPECT_EQ(result.at("channels").at(3).at("lead"), 0);
-    EXPECT_THAT(text.out,
-                HasSubstr("lead 0, input impedance mode 0, signal ground open, DC source not reported"));
 }
 
-// Connecting writes the output stage four times for each channel; what comes then is not answered in full.
-TEST_F(Info, ClaimsNoLeadThatWasNotConfirmed)
+sim::InstrumentConfig WithDcSources()
 {
-    instrument.Inject({.fault = sim::Fault::kShortReply, .command = sim::Command::kControlWrite, .skip = 16});
+    constexpr std::size_t kFirstSource = 34;
+    sim::InstrumentConfig config;
+    for (std::size_t channel = 0; const int source : {0x01, 0x02, 0x10, 0x2A})
+        config.control_block[kFirstSource + 8 * channel++] = static_cast<std::uint8_t>(source);
+    return config;
+}
+
+class InfoOfChannels : public InstrumentTest {
+protected:
+    InfoOfChannels() : InstrumentTest(WithDcSources()) {}
+
+    /// How often connecting reads the block: each time to write it. The command's own reading comes next.
+    unsigned ReadingsBefore()
+    {
+        unsigned readings = 0;
+        EXPECT_EQ(RunZeka({"info"}).status, 0);
+        const std::vector<sim::CommandRecord> commands = instrument.Commands();
+        for (std::size_t i = 0; i + 1 < commands.size(); ++i)
+            if (commands[i].command == sim::Command::kControlRead) {
+                if (commands[i + 1].command != sim::Command::kControlWrite)
+                    return readings;
+                ++readings;
+            }
+        ADD_FAILURE() << "the command did not read it";
+        return readings;
+    }
+};
+
+TEST_F(InfoOfChannels, AreWhatTheInstrumentAnswers)
+{
     const Outcome outcome = RunZeka({"info", "--json"});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
-    for (const nlohmann::json& channel : outcome.Json().at("channels"))
-        EXPECT_EQ(channel.at("lead"), "not confirmed");
+    const nlohmann::json channels = outcome.Json().at("channels");
+    ASSERT_EQ(channels.size(), 4u);
+    for (std::size_t number = 0; const char* source : {"+300 mV", "-300 mV", "variable", "unknown (0x2A)"}) {
+        EXPECT_EQ(channels[number].at("dc_source"), source);
+        EXPECT_EQ(channels[number].at("lead"), 0);
+        EXPECT_EQ(channels[number++].at("impedance_mode"), 0);
+    }
+    const Outcome text = RunZeka({"info"}); // the end of the first connection has reset the sources
+    EXPECT_THAT(text.out, HasSubstr("lead 0, input impedance mode 0, signal ground open, DC source none"));
+}
+
+TEST_F(InfoOfChannels, AreNotMadeUpWithoutAnAnswer)
+{
+    const unsigned before = ReadingsBefore();
+    const auto strike = [&](sim::Fault fault) {
+        instrument.ClearFaults();
+        instrument.Inject(
+            {.fault = fault, .limit = 1, .command = sim::Command::kControlRead, .skip = before});
+        return RunZeka({"info"});
+    };
+    const Outcome ahead = strike(sim::Fault::kRequestAhead);
+    EXPECT_EQ(ahead.status, 0) << ahead.err;
+    EXPECT_THAT(ahead.out, HasSubstr("channel 3       lead 0, input impedance mode 0"));
+    const Outcome outcome = strike(sim::Fault::kNoReply);
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/dev/ttyACM0 did not tell"), HasSubstr("run this again")));
 }
 
 TEST_F(Info, WaitsForAnInstrumentThatComesLater)

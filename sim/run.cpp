@@ -1,7 +1,6 @@
 // run.cpp - see run.h.
 #include "sim/run.h"
 
-#include "sim/measure.h"
 #include "sim/private_dev.h"
 
 #include <cerrno>
@@ -18,7 +17,6 @@
 namespace zeka::sim {
 namespace {
 
-constexpr int kNoPermission = 5;
 constexpr int kCannotRun = 126;
 constexpr int kNotFound = 127;
 
@@ -86,9 +84,9 @@ std::vector<char*> Pointers(const std::vector<std::string>& words)
     return pointers;
 }
 
-int RunProgram(const std::vector<std::string>& program, const BlockedSignals& signals)
+int RunProgram(const SimOptions& options, const BlockedSignals& signals)
 {
-    const std::vector<char*> argv = Pointers(program);
+    const std::vector<char*> argv = Pointers(options.program);
     const pid_t parent = ::getpid();
     const pid_t child = ::fork();
     if (child < 0)
@@ -98,6 +96,8 @@ int RunProgram(const std::vector<std::string>& program, const BlockedSignals& si
         if (::getppid() != parent)
             ::_exit(kCannotRun);
         signals.RestoreIn();
+        if (options.program_to_stderr)
+            ::dup2(STDERR_FILENO, STDOUT_FILENO);
         ::execvp(argv[0], argv.data());
         const int error = errno;
         std::fprintf(stderr, "%s: %s\n", argv[0], std::strerror(error));
@@ -133,15 +133,27 @@ void SayWhere(const SimOptions& options, const InstrumentState& state)
                      static_cast<int>(::getpid()));
 }
 
-void SayFaults(const SimOptions& options, const Instrument& instrument)
+SimEnd EndOf(const SimOptions& options, const Instrument& instrument, std::span<const Sample> played,
+             int status)
+{
+    SimEnd end;
+    end.stats = instrument.Stats();
+    std::set<Fault> counted;
+    for (const FaultRule& rule : options.faults)
+        if (counted.insert(rule.fault).second)
+            end.faults.emplace_back(rule.fault, instrument.FaultsFired(rule.fault));
+    if (!played.empty())
+        end.measured = Measure(played, {.attenuation = options.attenuation});
+    end.status = status;
+    return end;
+}
+
+void SayFaults(const SimOptions& options, const SimEnd& end)
 {
     if (options.quiet)
         return;
-    std::set<Fault> said;
-    for (const FaultRule& rule : options.faults)
-        if (said.insert(rule.fault).second)
-            std::fprintf(stderr, "fault %s struck %d times\n", NameOf(rule.fault),
-                         instrument.FaultsFired(rule.fault));
+    for (const auto& [fault, struck] : end.faults)
+        std::fprintf(stderr, "fault %s struck %d times\n", NameOf(fault), struck);
 }
 
 bool NeedsPrivateDev(const SimOptions& options)
@@ -171,7 +183,7 @@ std::string ChannelText(const char* name, const ChannelReport& channel)
 
 } // namespace
 
-std::string ReportText(const InstrumentStats& stats, std::span<const Sample> played, double attenuation)
+std::string ReportText(const InstrumentStats& stats, const std::optional<Report>& measured)
 {
     const StreamStats& stream = stats.stream;
     const auto count = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
@@ -183,9 +195,9 @@ std::string ReportText(const InstrumentStats& stats, std::span<const Sample> pla
         text += Line("request to last byte: p50 %.0f us  p99 %.0f us  worst %.0f us\n",
                      Percentile(stream.last_byte_us, 50), Percentile(stream.last_byte_us, 99),
                      Percentile(stream.last_byte_us, 100));
-    if (played.empty())
+    if (!measured)
         return text;
-    const Report report = Measure(played, {.attenuation = attenuation});
+    const Report& report = *measured;
     text += Line("measured over %.3f s\n", report.seconds);
     text += ChannelText("AC", report.ac);
     text += ChannelText("DC", report.dc);
@@ -205,39 +217,38 @@ int RunSim(const SimOptions& options)
 
     const BlockedSignals signals;
     Recorder recorder(options.report_seconds);
-    try {
-        InstrumentConfig config = options.instrument;
-        config.guard_node = true;
-        Instrument instrument(config);
-        if (options.on_start)
-            options.on_start();
-        if (options.report_seconds > 0.0 || options.on_played)
-            instrument.SetConsumer([&](std::span<const Sample> samples) {
-                if (options.report_seconds > 0.0)
-                    recorder.Take(samples);
-                if (options.on_played)
-                    options.on_played(instrument, samples);
-            });
-        for (const FaultRule& fault : options.faults)
-            instrument.Inject(fault);
-        instrument.Plug();
-        SayWhere(options, instrument.State());
+    InstrumentConfig config = options.instrument;
+    config.guard_node = true;
+    Instrument instrument(config);
+    if (options.on_start)
+        options.on_start();
+    if (options.report_seconds > 0.0 || options.on_played)
+        instrument.SetConsumer([&](std::span<const Sample> samples) {
+            if (options.report_seconds > 0.0)
+                recorder.Take(samples);
+            if (options.on_played)
+                options.on_played(instrument, samples);
+        });
+    for (const FaultRule& fault : options.faults)
+        instrument.Inject(fault);
+    instrument.Plug();
+    SayWhere(options, instrument.State());
+    if (options.on_plugged)
+        options.on_plugged(instrument.State());
 
-        int status = 0;
-        if (options.program.empty())
-            WaitForEnd(signals);
-        else
-            status = RunProgram(options.program, signals);
-        instrument.Unplug();
-        SayFaults(options, instrument);
-        if (options.report)
-            std::fputs(ReportText(instrument.Stats(), recorder.Kept(), options.attenuation).c_str(),
-                       options.report_to);
-        return status;
-    } catch (const std::system_error& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return kNoPermission;
-    }
+    int status = 0;
+    if (options.program.empty())
+        WaitForEnd(signals);
+    else
+        status = RunProgram(options, signals);
+    instrument.Unplug();
+    const SimEnd end = EndOf(options, instrument, recorder.Kept(), status);
+    SayFaults(options, end);
+    if (options.report)
+        std::fputs(ReportText(end.stats, end.measured).c_str(), options.report_to);
+    if (options.on_end)
+        options.on_end(end);
+    return status;
 }
 
 } // namespace zeka::sim

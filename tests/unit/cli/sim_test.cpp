@@ -67,6 +67,48 @@ TEST(SimCapture, WritesWhatWasPlayed)
     EXPECT_THAT(nowhere.err, HasSubstr("/no/such/folder/x.csv"));
 }
 
+// Whoever reads stdout can read all of it: the program's own words are on stderr.
+TEST(SimJson, TellsWhereItIsAndWhatItMeasured)
+{
+    const Outcome outcome = RunZeka(SimWith(
+        {"--json", "--report", "--port", "3", "--fault", "garbage@2"},
+        {"play", "square", "--frequency", "10", "--amplitude", "2", "--seconds", "0.5", "--json", "-q"}));
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("\"command\": \"play\""));
+    std::istringstream lines(outcome.out);
+    std::vector<nlohmann::json> events;
+    for (std::string line; std::getline(lines, line);)
+        events.push_back(nlohmann::json::parse(line));
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].at("event"), "plugged");
+    EXPECT_EQ(events[0].at("node"), "/dev/ttyACM3");
+    EXPECT_EQ(events[0].at("clock"), "real");
+    EXPECT_EQ(events[1].at("event"), "ended");
+    EXPECT_EQ(events[1].at("sequence_gaps"), 0);
+    EXPECT_GT(events[1].at("bursts"), 20);
+    EXPECT_GT(events[1].at("answer_ms").at("worst"), 0.0);
+    EXPECT_EQ(events[1].at("faults"), nlohmann::json::parse(R"([{"fault": "garbage", "struck": 1}])"));
+    EXPECT_NEAR(events[1].at("measured").at("ac").at("peak_to_peak_mv"), 2.0, 0.001);
+    EXPECT_TRUE(events[1].at("measured").at("dc").at("frequency_hz").is_null());
+    EXPECT_EQ(events[1].at("exit_status"), 0);
+
+    const Outcome failed = RunZeka({"sim", "--json", "--", "/bin/sh", "-c", "exit 7"});
+    EXPECT_EQ(failed.status, 7);
+    const nlohmann::json end = nlohmann::json::parse(failed.out.substr(failed.out.find('\n') + 1));
+    EXPECT_EQ(end.at("exit_status"), 7);
+    EXPECT_TRUE(end.at("answer_ms").is_null());
+    EXPECT_FALSE(end.contains("measured"));
+}
+
+TEST(SimInSim, NamesTheWayOut)
+{
+    const Outcome twice = RunZeka(SimWith({"-q"}, {"sim", "-q", "--", "/bin/true"}));
+    EXPECT_EQ(twice.status, 5);
+    EXPECT_THAT(twice.err,
+                AllOf(testing::StartsWith("zeka: "), HasSubstr("/dev/ttyACM0"), HasSubstr("--port")));
+    EXPECT_EQ(RunZeka(SimWith({"-q"}, {"sim", "-q", "--port", "1", "--", "/bin/true"})).status, 0);
+}
+
 // How fast is the machine's affair; that the figures are there, and fit together, is ours.
 TEST(BenchCommand, GivesPercentilesForEverySignal)
 {

@@ -154,7 +154,7 @@ TEST(SimulatedRun, ReportsWhatWasPlayed)
     std::vector<sim::Sample> played; // begins high: 99 rising edges
     for (int i = 0; i < 40000; ++i)
         played.push_back({32768, static_cast<std::int16_t>(i % 400 < 200 ? 3200 : -3200)});
-    const std::string text = sim::ReportText(stats, played, 1.0);
+    const std::string text = sim::ReportText(stats, sim::Measure(played));
     EXPECT_THAT(text, testing::HasSubstr("bursts 12"));
     EXPECT_THAT(text, testing::HasSubstr("min -0.5000 mV  max 0.5000 mV  peak-to-peak 1.0000 mV"));
     EXPECT_THAT(text, testing::HasSubstr("frequency 100.00000 Hz over 98 periods"));

@@ -151,9 +151,13 @@ void AddCompletion(CLI::App& app, Context& context)
     CLI::App* command = app.add_subcommand("completion", "completion script for the shell");
     command->require_subcommand(1);
     CLI::App* bash = command->add_subcommand("bash", "for bash: source <(zeka completion bash)");
+    AddCommonOptions(*bash, context);
     bash->callback([&app, &context] {
         context.job = [&app, &context] {
-            context.console.Result(BashScript(app));
+            if (context.console.json)
+                context.console.Result("completion bash", {{"shell", "bash"}, {"script", BashScript(app)}});
+            else
+                context.console.Result(BashScript(app));
             return Exit::kDone;
         };
     });

@@ -1,11 +1,13 @@
 // manners_test.cpp - what the command does to the terminal, pipes and machine around it.
 #include "command.h"
 #include "support/fixture.h"
+#include "temporary_file.h"
 
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <map>
 
 namespace zeka::test {
 namespace {
@@ -71,6 +73,82 @@ TEST(Manners, AFullDiskIsNoSuccess)
 {
     for (const char* words : {"--help", "--version"})
         EXPECT_EQ(RunZeka({words}, {.streams = Streams::kFull}).status, 1) << words;
+}
+
+/// The subcommands that `zeka <command> --help` lists.
+std::vector<std::string> SubcommandsOf(std::vector<std::string> command)
+{
+    command.emplace_back("--help");
+    std::istringstream help(RunZeka(command).out);
+    std::vector<std::string> names;
+    std::string line;
+    while (std::getline(help, line) && line != "Subcommands:") {
+    }
+    while (std::getline(help, line) && line.starts_with("  "))
+        names.push_back(line.substr(2, line.find(' ', 2) - 2));
+    return names;
+}
+
+/// What stdout carries: an object, or one a line. Anything else fails the test by its exception.
+std::vector<nlohmann::json> ObjectsOf(const std::string& out)
+{
+    if (nlohmann::json::accept(out))
+        return {nlohmann::json::parse(out)};
+    std::vector<nlohmann::json> objects;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);)
+        objects.push_back(nlohmann::json::parse(line));
+    return objects;
+}
+
+// A new subcommand has to name here how it is called, with the virtual instrument where it wants one.
+TEST(Manners, EverySubcommandAnswersJsonAlone)
+{
+    const TemporaryFile file;
+    std::ofstream(file.path) << "1000\n4\n0.0\n1.0\n0.0\n-1.0\n";
+    const std::string drawing = file.path.string() + ".svg";
+    const std::map<std::string, std::vector<std::string>> calls{
+        {"bench", {"--seconds", "0.2"}},
+        {"completion bash", {}},
+        {"default", {"--sim"}},
+        {"doctor", {}},
+        {"file", {file.path, "--once", "--sim"}},
+        {"info", {"--sim"}},
+        {"list", {"--probe"}},
+        {"play", {"sine", "--seconds", "0.2", "--sim"}},
+        {"plot", {"sine", "--seconds", "1", "-o", drawing}},
+        {"record", {"sine", "--seconds", "0.1", "--rate-out", "1000", "--offline"}},
+        {"save", {"sine", "--sim"}},
+        {"set", {"--lead", "1", "--dc-offset", "300", "--seconds", "0.1", "--sim"}},
+        {"sim", {"--report", "--fault", "garbage@2", "--", ZEKA_COMMAND, "list"}},
+        {"sweep", {"sine", "--seconds", "10", "--sim", "--clock", "fast"}},
+        {"upload", {"sine", "--seconds", "0.2", "--sim"}},
+        {"waveforms export", {"iec-2-51:CAL20110"}},
+        {"waveforms list", {}},
+        {"waveforms show", {"iec-2-51:CAL20110"}},
+    };
+    std::size_t called = 0;
+    const auto check = [&](std::vector<std::string> words, const std::string& name) {
+        ASSERT_TRUE(calls.contains(name)) << "how is it called here: zeka " << name;
+        words.emplace_back("--json");
+        words.insert(words.end(), calls.at(name).begin(), calls.at(name).end());
+        const Outcome outcome = RunZeka(words);
+        EXPECT_THAT(outcome.status, testing::AnyOf(0, 1)) << name << ": " << outcome.err;
+        const std::vector<nlohmann::json> objects = ObjectsOf(outcome.out);
+        ASSERT_FALSE(objects.empty()) << name << ": " << outcome.err;
+        EXPECT_EQ(objects.back().value("schema", 0), 1) << name;
+        EXPECT_EQ(objects.back().value("command", ""), name);
+        ++called;
+    };
+    for (const std::string& command : SubcommandsOf({})) {
+        const std::vector<std::string> leaves = SubcommandsOf({command});
+        if (leaves.empty())
+            check({command}, command);
+        for (const std::string& leaf : leaves)
+            check({command, leaf}, command + " " + leaf);
+    }
+    EXPECT_EQ(called, calls.size());
+    std::filesystem::remove(drawing);
 }
 
 class ClosedStreams : public InstrumentTest {};

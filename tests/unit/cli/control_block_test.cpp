@@ -145,7 +145,7 @@ TEST(ControlBlockContents, TellEveryChannelApart)
     channel(2)[1] = 0xFF; // mode 2
     channel(2)[3] = 0x00; // another lead
     channel(3)[4] = 0xFF; // mode 3
-    channel(3)[5] = 0xFF; // ground
+    channel(0)[5] = 0xFF; // ground
     channel(3)[2] = 0x10;
     ControlBlock block{};
     std::ranges::copy(bytes, block.begin());
@@ -153,7 +153,7 @@ TEST(ControlBlockContents, TellEveryChannelApart)
     for (std::size_t number = 0; number < kOutputChannels; ++number) {
         EXPECT_EQ(channels[number].impedance, static_cast<int>(number));
         EXPECT_EQ(channels[number].lead_0, number != 2);
-        EXPECT_EQ(channels[number].signal_ground, number == 3);
+        EXPECT_EQ(channels[number].signal_ground, number == 0);
     }
     const std::array<const char*, kOutputChannels> sources{"none", "+300 mV", "-300 mV", "variable"};
     for (std::size_t number = 0; number < kOutputChannels; ++number)

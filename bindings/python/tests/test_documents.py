@@ -22,6 +22,7 @@ def programs():
 @pytest.mark.parametrize("program", programs())
 def test_a_program_runs_as_it_stands_there(program):
     hurried = re.sub(r"(seconds=|wait\()10\b", r"\g<1>0.2", program)
+    hurried = hurried.replace("zeka.connect()", "zeka.connect(timeout=20)")  # a loaded machine
     if "simulated" not in program:
         hurried = f"import zeka\nvirtual = zeka.simulated()\n{hurried}"
     done = subprocess.run([sys.executable, "-c", hurried], capture_output=True, text=True, timeout=60)

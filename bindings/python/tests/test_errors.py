@@ -3,6 +3,7 @@
 import array
 import ctypes
 import math
+import pickle
 import threading
 
 import pytest
@@ -37,13 +38,28 @@ def test_a_refused_value_is_named_with_its_range_and_nothing_is_stored(z):
             z.set(frequency=wrong)
     with pytest.raises(zeka.OutOfRange, match="whole numbers"):
         z.set(dc_offset=0.5)
-    with pytest.raises(zeka.OutOfRange, match="frequency of ecg"):
+    with pytest.raises(zeka.OutOfRange, match=r"rate of ecg: 400 lies outside 1\.02 \.\. 360 per minute"):
         z.play("ecg", rate=400)
+    with pytest.raises(zeka.OutOfRange, match="rate of ecg"):
+        z.store("ecg", rate=400)
+    with pytest.raises(zeka.OutOfRange, match=r"baseline: 101 lies outside 0 \.\. 100 %"):
+        z.breathe(15, baseline=101)
+    with pytest.raises(TypeError, match="amplitude: '1' is no number"):
+        z.set(amplitude="1")
+    with pytest.raises(ValueError, match="there is no setting amplitute"):
+        z.get("amplitute")
     with pytest.raises(TypeError, match="there is no setting amplitute"):
         z.set(amplitute=1)
     with pytest.raises(ValueError, match="aami3a"):
         z.play("iec-2-27:nothing")
     assert not z.playing
+
+
+def test_a_refused_value_survives_a_pool_of_processes():
+    with pytest.raises(zeka.OutOfRange) as caught:
+        zeka.SETTINGS["dc_offset"].check(0.5)
+    again = pickle.loads(pickle.dumps(caught.value))
+    assert str(again) == str(caught.value) and vars(again) == vars(caught.value)
 
 
 def test_a_sweep_holds_the_frequency(z):
@@ -60,6 +76,29 @@ def test_a_missing_instrument_is_said(virtual):
         zeka.Instrument().set(amplitude=1)
     with pytest.raises(zeka.NotConnected):
         zeka.Instrument().identity
+
+
+def test_a_second_connect_is_refused_and_leaves_the_first_alone(z):
+    with pytest.raises(zeka.Refused, match="connected already"):
+        zeka.connect(timeout=0)
+    assert z.connected
+
+
+def test_a_recording_of_nothing_is_not_blamed_on_the_instrument(z):
+    with pytest.raises(zeka.Refused, match="nothing plays"):
+        z.record(0.1)
+
+
+@pytest.mark.parametrize("listen", [lambda z: z.points(), lambda z: z.sweep(1.0, 100.0, seconds=180)])
+def test_a_pulled_cable_ends_an_iterator(z, virtual, listen):
+    heard = listen(z)
+    if not z.playing:
+        z.play("sine")
+    next(heard)
+    virtual.unplug()
+    for _ in heard:  # a loop that never ends is what this would find
+        pass
+    assert not z.connected and not z.playing
 
 
 def test_a_pulled_cable_ends_a_wait(z, virtual):

@@ -24,6 +24,14 @@ def test_a_sine_arrives_as_it_was_asked_for(z, virtual):
     assert not z.playing and not virtual.state.output_on
 
 
+def test_what_plays_now_does_not_hold_the_next_frequency_down(z):
+    for running, hz in (("rectangular-pulse", 5.0), ("ecg", 6.0)):
+        z.play(running, frequency=hz)
+        z.play("sine", frequency=100)
+        z.wait(0.4)  # two periods of what ran before
+        assert z.get("frequency") == 100
+
+
 def test_a_paced_ecg_has_its_pulses_and_tells_them(z, virtual):
     corners = z.pacing_corners()
     with corners:
@@ -134,6 +142,31 @@ def test_a_process_that_ends_while_it_streams_and_listens_ends_cleanly(virtual):
     )
     assert (done.returncode, done.stdout, done.stderr) == (0, "playing\n", "")
     assert not virtual.state.output_on
+
+
+def test_a_fork_that_ends_leaves_the_connection_and_the_virtual_instrument_alone():
+    program = textwrap.dedent(
+        """
+        import os, sys, zeka
+        virtual = zeka.simulated(5)
+        z = zeka.connect(port=5, timeout=20)
+        z.play("sine")
+        points = z.points()
+        for _ in range(5):
+            next(points)
+            child = os.fork()
+            if child == 0:
+                try:
+                    zeka.connect(timeout=0)
+                except zeka.Refused:
+                    sys.exit(0)
+            assert os.waitpid(child, 0)[1] == 0
+        assert z.connected and virtual.state.output_on
+        z.close()
+        """
+    )
+    done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert (done.returncode, done.stderr) == (0, "")
 
 
 def test_a_lost_instrument_is_told_and_found_again(z, virtual):

@@ -96,6 +96,7 @@ def library() -> ctypes.CDLL:
         if _loaded is None:
             _loaded = _load()
             atexit.register(_at_exit)
+            os.register_at_fork(after_in_child=_after_fork)
         return _loaded
 
 
@@ -109,8 +110,26 @@ def _load() -> ctypes.CDLL:
         ) from error
 
 
+_parents_connection = False
+
+
+def _after_fork() -> None:
+    """In the child: a connection that it finds is its parent's. No thread of the library came along, and the one that
+    held the library's lock, if one did, never gives it back."""
+    global _parents_connection
+    native = library()
+    _parents_connection = bool(native.ZEKAIsConnected())
+
+
+def of_the_parent() -> bool:
+    """Whether this is a fork of a process that was connected."""
+    return _parents_connection
+
+
 def _at_exit() -> None:
     """No thread of the library may call into an interpreter that has ended."""
+    if _parents_connection:
+        return
     native = library()
     for declaration in FUNCTIONS.values():
         if len(declaration.parameters) == 1 and declaration.parameters[0].type in CALLBACKS:

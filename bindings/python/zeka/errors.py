@@ -40,3 +40,18 @@ class OutOfRange(Error, ValueError):
         self.low = low
         self.high = high
         self.unit = unit
+        self.whole = whole
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        """By its parts: a pool of processes hands it to its parent as any other exception."""
+        return type(self), (self.name, self.value, self.low, self.high, self.unit, self.whole)
+
+
+def check_range(name: str, value: Any, low: float, high: float, unit: str, whole: bool = False) -> None:
+    """Raises OutOfRange, for NaN too, and TypeError for what is no number; both name the value."""
+    try:
+        inside = low <= value <= high and (not whole or value == int(value))
+    except TypeError:
+        raise TypeError(f"{name}: {value!r} is no number") from None
+    if not inside:
+        raise OutOfRange(name, value, low, high, unit, whole)

@@ -7,20 +7,23 @@ import ctypes
 import math
 import os
 import time
-from typing import Any, Callable, NamedTuple, Optional, Sequence, Union
+from typing import Any, Callable, Mapping, NamedTuple, Optional, Sequence, Union
 
 from . import functions as plain
 from . import streams
-from .errors import Held, NoAnswer, NotConnected, OutOfRange, Refused
-from .signals import SETTERS_OF_VARIANTS, SETTINGS, find_function
+from ._library import of_the_parent
+from .errors import Held, NoAnswer, NotConnected, Refused, check_range
+from .signals import OUTPUT_FUNCTIONS, SETTERS_OF_VARIANTS, SETTINGS, OutputFunction, find_function
 
 SAMPLES_PER_SECOND = 40000
 COUNTS_PER_MV = 6400.0  # of a recorded AC word
 _BURST = 700  # samples
 _PER_MINUTE = 60.0
 _LOOK_S = 0.02
+_LONGEST_TIMEOUT_S = 4294967.0  # as many ms as 32 bits hold
 _STALL_S = 3.0  # without a sample: the instrument has stopped asking
 _NOISES = {"off": 0, "50": 1, "60": 2, "random": 3}
+_BESIDE = ("rate", "second_pulse", "noise", "noise_amplitude", "drift", "drift_frequency")  # the table of settings
 _SECOND_PULSES = {None: 0, 150: 1, 250: 2}  # ms beside the first one: pulse mode
 
 
@@ -30,6 +33,10 @@ class Recording(NamedTuple):
     rate: float
     ac: Any
     dc: Any
+
+    def __repr__(self) -> str:
+        """Short: at a prompt nobody wants to read 40000 numbers a second."""
+        return f"<Recording of {len(self.ac)} samples, {self.rate:g} per second>"
 
 
 class Identity(NamedTuple):
@@ -41,13 +48,18 @@ class Identity(NamedTuple):
 def connect(port: Optional[int] = None, timeout: float = 5.0) -> Instrument:
     """The instrument at /dev/ttyACM<port>, or the first one that answers. Raises NotConnected after `timeout` seconds.
 
-    One process drives one instrument; leave the with block, or call close(), before connecting again.
+    One process drives one instrument: while it is connected another call raises Refused. Leave the with block, or call
+    close(), before connecting again; after a loss that may be left out.
 
     Ctrl-C is heard when the search is over: the library offers no way to end it that could not also end the connection
     after it. To wait long for an instrument, call this with a short timeout again and again."""
-    if port is not None and not 0 <= port <= 127:
-        raise OutOfRange("port", port, 0, 127, "")
-    if plain.ZEKAConnect(-1 if port is None else port, max(0, round(timeout * 1000.0))) != 1:
+    _check("port", port, 0, 127, "")
+    _check("timeout", timeout, 0.0, _LONGEST_TIMEOUT_S, "s")
+    if of_the_parent():
+        raise Refused("connect: a child of a connected process cannot connect; fork first, or start the child by 'spawn'")
+    if plain.ZEKAIsConnected():  # a second ZEKAConnect would fail, and end the connection that is there
+        raise Refused("connect: this process is connected already; use that connection, or close() it first")
+    if plain.ZEKAConnect(-1 if port is None else port, round(timeout * 1000.0)) != 1:
         where = "on any port" if port is None else f"at /dev/ttyACM{port}"
         raise NotConnected(f"no instrument {where} within {timeout:g} s; 'zeka doctor' says what is in the way")
     return Instrument()
@@ -114,7 +126,8 @@ class Instrument:
 
     @property
     def playing(self) -> bool:
-        return bool(plain.ZEKAIsPlaying())
+        """Whether a signal streams; not any more once the instrument is lost."""
+        return streams.streaming()
 
     @property
     def identity(self) -> Identity:
@@ -136,7 +149,7 @@ class Instrument:
         *,
         rate: Optional[float] = None,
         second_pulse: Optional[int] = None,
-        noise: Optional[str] = None,
+        noise: Union[str, int, None] = None,
         noise_amplitude: Optional[float] = None,
         drift: Optional[float] = None,
         drift_frequency: Optional[float] = None,
@@ -150,31 +163,16 @@ class Instrument:
         drift            slow triangle in mV peak to peak, 1 .. 8, 0 for none; drift_frequency in Hz, 0.05 .. 2
 
         All values are checked before the first is stored. Raises OutOfRange, NotConnected, NoAnswer, Held."""
+        beside = (rate, second_pulse, noise, noise_amplitude, drift, drift_frequency)
+        _check_all({**settings, **dict(zip(_BESIDE, beside))})
         if rate is not None:
-            if "frequency" in settings:
-                raise TypeError("rate and frequency say the same; give one of them")
-            _check("rate", rate, 1.02, 30000.0, "per minute")
             settings["frequency"] = rate / _PER_MINUTE
-        unknown = settings.keys() - SETTINGS.keys()
-        if unknown:
-            raise TypeError(f"there is no setting {', '.join(sorted(unknown))}; there are {', '.join(SETTINGS)}")
-        for name, value in settings.items():
-            SETTINGS[name].check(value)
-        if second_pulse not in (*_SECOND_PULSES, 0):
-            raise ValueError(f"second_pulse: {second_pulse!r} is none of 0, 150, 250 ms")
-        if noise is not None and noise not in _NOISES:
-            raise ValueError(f"noise: {noise!r} is none of {', '.join(_NOISES)}")
-        _check("noise_amplitude", noise_amplitude, 0.01, 5.0, "mV")
-        _check("drift_frequency", drift_frequency, 0.05, 2.0, "Hz")
-        if drift:
-            _check("drift", drift, 1.0, 8.0, "mV")
-
         for setting in SETTINGS.values():
             if setting.name in settings:
                 require(setting.store(settings[setting.name]), setting.name)
         if second_pulse is not None:
             require(plain.ZEKASetPacingPulseMode(_SECOND_PULSES.get(second_pulse, 0)), "second_pulse")
-        self._set_noise(noise, noise_amplitude)
+        self._set_noise(None if noise is None else str(noise), noise_amplitude)
         self._set_drift(drift, drift_frequency)
 
     def _set_noise(self, noise: Optional[str], amplitude: Optional[float]) -> None:
@@ -193,7 +191,11 @@ class Instrument:
             require(plain.SetECG2_27_AAMIDriftTest(bool(height)), "drift")
 
     def get(self, name: str) -> float:
-        """A setting as the library has it now."""
+        """A setting of zeka.SETTINGS, or the rate, as the library has it now."""
+        if name == "rate":
+            return plain.ZEKAGetFrequency() * _PER_MINUTE
+        if name not in SETTINGS:
+            raise ValueError(f"there is no setting {name}; there are rate, {', '.join(SETTINGS)}")
         return SETTINGS[name].read()
 
     def play(self, function: str, *, seconds: Optional[float] = None, once: bool = False, **settings: Any) -> None:
@@ -203,9 +205,10 @@ class Instrument:
         Returns when the signal streams; with `seconds` when it has played so long and the output is off. `once` plays a
         standard waveform, a recording or samples once. Raises what set() raises, ValueError for an unknown function."""
         selected, variant = find_function(function)
-        hz = settings.get("frequency", settings["rate"] / _PER_MINUTE if settings.get("rate") is not None else None)
-        if hz is not None and selected.highest_hz and hz > selected.highest_hz:
-            raise OutOfRange(f"frequency of {selected.name}", hz, 0.017, selected.highest_hz, "Hz")
+        _check_frequency(selected, settings)
+        _check_all(settings)
+        if _held_down_by_the_running_one(settings):
+            self.stop()
         self.set(**settings)
         if selected.name in SETTERS_OF_VARIANTS:
             SETTERS_OF_VARIANTS[selected.name](variant)
@@ -248,20 +251,35 @@ class Instrument:
         amplitude: int = 0,
         rate: int = 0,
     ) -> None:
-        """Lets the ECGs breathe: breathing out takes `ratio` times as long as in, no breath in the last `apnea` seconds
-        of a minute, swings of baseline, amplitude and heart rate in percent. 0 per minute ends it."""
+        """Lets the ECGs breathe, `per_minute` 1 .. 200 times, until the output stops; 0 ends it before.
+
+        ratio        breathing out takes so many times as long as in, 1 .. 10
+        apnea        no breath in the last so many seconds of each minute, 0 .. 59
+        baseline     wander of the baseline, 0 .. 100 % of the amplitude
+        amplitude    swing of the QRS, 0 .. 100 % of the amplitude
+        rate         swing of the heart rate, 0 .. 50 %
+
+        The percentages are those of amplitude and frequency at this moment: set these before."""
+        _check_whole("per_minute", per_minute, 0, 200, "breaths per minute")
+        _check_whole("ratio", ratio, 1, 10, "")
+        _check_whole("apnea", apnea, 0, 59, "s")
+        _check_whole("baseline", baseline, 0, 100, "%")
+        _check_whole("amplitude", amplitude, 0, 100, "%")
+        _check_whole("rate", rate, 0, 50, "%")
         done = plain.EnableRespiration(per_minute > 0) == 1
         if done and per_minute > 0:
-            done = plain.SetRespireAlgorithmParam(per_minute, ratio, apnea, baseline, amplitude, rate) == 1
+            numbers = (int(number) for number in (per_minute, ratio, apnea, baseline, amplitude, rate))
+            done = plain.SetRespireAlgorithmParam(*numbers) == 1
         require(0 if done else -1, "breathe")
 
     def sweep(self, start: float, stop: float, seconds: float) -> streams.Heard[float]:
-        """A sine from `start` to `stop` Hz, 0.67 .. 500, within 10 .. 180 s. Returns at once with an iterator over the
+        """A sine from `start` up to `stop` Hz, 0.67 .. 500, within 10 .. 180 s. Returns at once with an iterator over the
         frequencies as they are played, one a burst (17.5 ms), which ends with the sweep."""
         _check("start", start, 0.67, 500.0, "Hz")
         _check("stop", stop, 0.67, 500.0, "Hz")
-        if not 10 <= seconds <= 180 or seconds != int(seconds):
-            raise OutOfRange("seconds", seconds, 10, 180, "s", whole=True)
+        if not start < stop:
+            raise Refused(f"sweep: it runs upwards, and {stop:g} Hz does not lie above {start:g} Hz")
+        _check_whole("seconds", seconds, 10, 180, "s")
         heard = streams.frequencies()
         try:
             require(plain.ZEKASetFrequencyScan(True, int(seconds), float(start), float(stop)), "sweep")
@@ -277,13 +295,13 @@ class Instrument:
         multi-channel text file, without from a single-channel one, or from a binary one that is called *.bin."""
         name = os.fspath(path)
         if channel is not None:
-            count = plain.LoadECGtxt(name, channel)
+            count, errors = plain.LoadECGtxt(name, channel), _TEXT_ERRORS
         elif name.lower().endswith(".bin"):
-            count = plain.LoadECGBin(name)
+            count, errors = plain.LoadECGBin(name), _BINARY_ERRORS
         else:
-            count = plain.LoadECGtxtSingle(name)
+            count, errors = plain.LoadECGtxtSingle(name), _SINGLE_ERRORS
         if count <= 0:
-            raise Refused(f"{name}: {_FILE_ERRORS.get(count, 'no samples')} (code {count})")
+            raise Refused(f"{name}: {errors.get(count, 'no samples')} (code {count})")
         return int(count)
 
     def load_samples(self, ac: Sequence[float], dc: Optional[Sequence[float]] = None, *, rate: float) -> int:
@@ -301,9 +319,9 @@ class Instrument:
 
     def record(self, seconds: float) -> Recording:
         """What is sent to the instrument from now on, 40000 samples per second of both channels. AC in mV while no
-        respiration is enabled. Raises NotConnected or NoAnswer when the samples stop coming."""
-        if not 0.0 < seconds < 3600.0:
-            raise OutOfRange("seconds", seconds, 0.0, 3600.0, "s")
+        respiration is enabled. Raises NotConnected or NoAnswer when the samples stop coming, Refused when none have come
+        for 3 s because nothing plays."""
+        check_range("seconds", seconds, 0.0, 3600.0, "s")
         length = max(1, round(seconds * SAMPLES_PER_SECOND))
         blank = array.array("d", [math.nan])
         ac, dc = blank * length, blank * length
@@ -315,7 +333,11 @@ class Instrument:
                 ahead = min(came + _BURST, length)
                 if not math.isnan(dc[ahead - 1]):
                     came, since = ahead, time.monotonic()
+                elif not plain.ZEKAIsConnected():
+                    require(-1, "record")
                 elif time.monotonic() - since > _STALL_S:
+                    if not plain.ZEKAIsPlaying():
+                        raise Refused("record: nothing plays; play() a signal first")
                     require(-1, "record")
                 else:
                     time.sleep(_LOOK_S)
@@ -332,6 +354,7 @@ class Instrument:
         selected, _ = find_function(function)
         if not 1 <= selected.number <= 8:
             raise ValueError(f"{selected.name} cannot be uploaded; sine to ecg-custom can")
+        _check_frequency(selected, settings)
         self.set(**settings)
         require(plain.ZEKAOutputSignal(selected.number), "upload")
 
@@ -341,6 +364,7 @@ class Instrument:
         selected, _ = find_function(function)
         if not 1 <= selected.number <= 8:
             raise ValueError(f"{selected.name} cannot be stored; sine to ecg-custom can")
+        _check_frequency(selected, settings)
         self.set(**settings)
         self.stop()
         if plain.ZEKASaveToStandaloneMode(selected.number) != 1:
@@ -356,12 +380,13 @@ class Instrument:
         ground: Optional[bool] = None,
     ) -> None:
         """Lead switch, input impedance network (0 .. 3) and signal ground of an output channel, 0 .. 3."""
-        if not 0 <= channel <= 3:
-            raise OutOfRange("channel", channel, 0, 3, "")
-        if impedance is not None and not 0 <= impedance <= 3:
-            raise OutOfRange("impedance", impedance, 0, 3, "")
+        _check_whole("channel", channel, 0, 3, "")
+        _check("impedance", impedance, 0, 3, "")
         if lead is not None:
-            require(plain.ZEKASetOutputLead(channel, lead), "lead")
+            result = plain.ZEKASetOutputLead(channel, lead)
+            if result == -2:
+                raise Refused(f"lead: the instrument did not confirm it for channel {channel}; try again")
+            require(result, "lead")
         if impedance is not None:
             require(plain.ZEKASetInputImpedanceMode(channel, impedance), "impedance")
         if ground is not None:
@@ -398,17 +423,73 @@ class Instrument:
             raise Refused("on_connection: the library's thread could not be started")
 
 
-_FILE_ERRORS = {
+_TEXT_ERRORS = {
     -1: "cannot be opened",
-    -2: "the rate is missing or outside its range",
-    -3: "the number of samples is missing",
-    -4: "the number of channels is missing",
+    -2: "the rate is missing or lies outside 100 .. 40000 per second",
+    -3: "the number of samples is missing or 0",
+    -4: "the number of channels is missing or 0",
     -5: "the channel names are missing",
     -6: "no memory",
     -7: "no such channel, or a line with too few values",
 }
+_SINGLE_ERRORS = {
+    -1: "cannot be opened",
+    -2: "the rate is missing or 0",
+    -3: "the number of samples is missing or 0",
+    -4: "no memory",
+}
+_BINARY_ERRORS = {
+    -1: "cannot be opened",
+    -2: "the rate is missing or lies outside 30 .. 5000 per second",
+    -3: "the number of samples is missing or lies outside 1 .. 20000000",
+    -4: "no memory",
+}
+
+
+def _check_all(given: Mapping[str, Any]) -> None:
+    """Every value that set() takes; None stands for one of those beside the table that was not given."""
+    rate, noise, pulse, drift = (given.get(name) for name in ("rate", "noise", "second_pulse", "drift"))
+    if rate is not None and "frequency" in given:
+        raise TypeError("rate and frequency say the same; give one of them")
+    _check("rate", rate, 1.02, 30000.0, "per minute")
+    settings = {name: value for name, value in given.items() if name not in _BESIDE}
+    unknown = settings.keys() - SETTINGS.keys()
+    if unknown:
+        known = ", ".join((*SETTINGS, *_BESIDE))
+        raise TypeError(f"there is no setting {', '.join(sorted(unknown))}; there are {known}")
+    for name, value in settings.items():
+        SETTINGS[name].check(value)
+    if pulse not in (*_SECOND_PULSES, 0):
+        raise ValueError(f"second_pulse: {pulse!r} is none of 0, 150, 250 ms")
+    if noise is not None and str(noise) not in _NOISES:
+        raise ValueError(f"noise: {noise!r} is none of {', '.join(_NOISES)}")
+    _check("noise_amplitude", given.get("noise_amplitude"), 0.01, 5.0, "mV")
+    _check("drift_frequency", given.get("drift_frequency"), 0.05, 2.0, "Hz")
+    if drift:
+        _check("drift", drift, 1.0, 8.0, "mV")
+
+
+def _check_frequency(selected: OutputFunction, settings: Mapping[str, Any]) -> None:
+    """The function's own ceiling, in the words in which the value was given."""
+    if selected.highest_hz:
+        highest = selected.highest_hz
+        _check(f"rate of {selected.name}", settings.get("rate"), 1.02, highest * _PER_MINUTE, "per minute")
+        _check(f"frequency of {selected.name}", settings.get("frequency"), 0.017, highest, "Hz")
+
+
+def _held_down_by_the_running_one(settings: Mapping[str, Any]) -> bool:
+    """Whether what plays now would refuse, or pull down at its next period, the frequency that is meant for the next."""
+    rate, hz = settings.get("rate"), settings.get("frequency")
+    hz = rate / _PER_MINUTE if rate is not None else hz
+    running = plain.ZEKAGetOutputFunction()
+    ceiling = next((known.highest_hz for known in OUTPUT_FUNCTIONS.values() if known.number == running), 0.0)
+    return hz is not None and 0.0 < ceiling < hz
+
+
+def _check_whole(name: str, value: float, low: int, high: int, unit: str) -> None:
+    check_range(name, value, low, high, unit, whole=True)
 
 
 def _check(name: str, value: Optional[float], low: float, high: float, unit: str) -> None:
-    if value is not None and not low <= value <= high:
-        raise OutOfRange(name, value, low, high, unit)
+    if value is not None:
+        check_range(name, value, low, high, unit)

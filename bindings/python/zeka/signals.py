@@ -5,7 +5,7 @@ from __future__ import annotations
 from typing import Callable, NamedTuple, Union
 
 from . import functions as plain
-from .errors import OutOfRange
+from .errors import check_range
 
 
 class OutputFunction(NamedTuple):
@@ -81,9 +81,8 @@ class Setting(NamedTuple):
     channel: bool = False  # the setter takes a channel ahead of the value
 
     def check(self, value: float) -> Union[int, float]:
-        """The value as the setter takes it. Raises OutOfRange, for NaN too."""
-        if not self.low <= value <= self.high or (self.whole and value != int(value)):
-            raise OutOfRange(self.name, value, self.low, self.high, self.unit, self.whole)
+        """The value as the setter takes it. Raises what check_range() raises."""
+        check_range(self.name, value, self.low, self.high, self.unit, self.whole)
         return int(value) if self.whole else float(value)
 
     def store(self, value: float) -> int:

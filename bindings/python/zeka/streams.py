@@ -15,6 +15,11 @@ _KEPT = 60 * 4000  # signal points in a minute
 _LOOK_S = 0.05
 
 
+def streaming() -> bool:
+    """Whether samples can still come. The library's own answer stays as it was at a loss, until the next connection."""
+    return bool(plain.ZEKAIsPlaying() and plain.ZEKAIsConnected())
+
+
 class _Feed:
     """One registration of the library that any number of listeners share; registered while there is one.
 
@@ -112,8 +117,8 @@ class _Inbox(Generic[T]):
 
 
 class Heard(Generic[T]):
-    """An iterator over what a callback tells, from its making on. It ends when the output has stopped and everything
-    heard has been handed over; close() or the end of a with block ends it too."""
+    """An iterator over what a callback tells, from its making on. It ends when the output has stopped, or the
+    instrument is lost, and everything heard has been handed over; close() or the end of a with block ends it too."""
 
     def __init__(self, feeds: tuple[_Feed, ...], value: Callable[..., T], last: Callable[..., bool]) -> None:
         self._inbox: _Inbox[T] = _Inbox(value, last)
@@ -125,7 +130,7 @@ class Heard(Generic[T]):
     def __next__(self) -> T:
         while True:
             # Looked at before the queue: what was put in until then is in it.
-            over = self._inbox.ended or not self._subscription.open or not plain.ZEKAIsPlaying()
+            over = self._inbox.ended or not self._subscription.open or not streaming()
             try:
                 return self._inbox.queue.get(timeout=0 if over else _LOOK_S)
             except queue.Empty:

@@ -162,6 +162,7 @@ class VirtualInstrument:
     def __init__(self, *, fast: bool = False) -> None:
         self._handle: Optional[int] = _sim().zeka_sim_new(fast)
         self._port = 0
+        self._process = os.getpid()
         if not self._handle:
             _require(-1, "simulated")
 
@@ -175,9 +176,9 @@ class VirtualInstrument:
         self.close()
 
     def close(self) -> None:
-        """Pulls and forgets it."""
+        """Pulls and forgets it; in a fork of its process only forgets it, for it is the parent's."""
         handle, self._handle = getattr(self, "_handle", None), None
-        if handle:
+        if handle and self._process == os.getpid():
             _sim().zeka_sim_free(handle)
 
     def plug(self, port: Optional[int] = None) -> None:
@@ -192,7 +193,7 @@ class VirtualInstrument:
 
     def capture(self, seconds: float = 1.0, timeout: Optional[float] = None) -> Recording:
         """What both outputs play from now on, in mV (AC as without respiration). Raises NotConnected when that much is
-        not played within `timeout` seconds, 10 more than it takes where none is given."""
+        not played within `timeout` seconds, 10 more than it takes where none is given. Ctrl-C is heard after that."""
         count = max(1, round(seconds * SAMPLES_PER_SECOND))
         ac, dc = array.array("d", [0.0]) * count, array.array("d", [0.0]) * count
         patience = seconds + 10.0 if timeout is None else timeout

@@ -182,7 +182,8 @@ ZEKA_API int ZEKAConnect(int port, unsigned int timeoutMs);
  * Stops the output, ends the connection and frees the port; the listener hears nothing of it.
  *
  * From any state, as often as you like, from several threads at once; without a connection it does
- * nothing. Settings and registered signal callbacks stay for the next ZEKAInit or ZEKAConnect.
+ * nothing; nor in a child of a connected process, whose connection it is not. The DC offset goes to 0 and
+ * variable DC off; other settings and registered signal callbacks stay for the next ZEKAInit or ZEKAConnect.
  *
  * @note Any thread but those of callbacks: there it returns before the end that it asked for. Blocks for
  *       some tenths of a second, up to 3 s more with an instrument that stopped asking, 10 s at most after
@@ -968,8 +969,7 @@ ZEKA_API double* getIEC47RawArray(IEC247_PATTERN pattern);
  *
  * @param pattern  0 .. 4
  * @return the caller's, to be released with delete[] (in C with free, the same in the GNU run-time); null
- *         for another
- *         pattern or without memory
+ *         for another pattern or without memory
  * @note Any thread; computes the pattern every time.
  */
 ZEKA_API double* getArray(IEC247_PATTERN pattern);
@@ -1035,12 +1035,11 @@ ZEKA_API void ZEKAEnableLoop(bool on);
  *
  * @param function  1 .. 8; with the parameters that are set now
  * @return 1  stored, or not confirmed as stored within 16 s; also when the instrument sent no request for
- *            3000 ms while
- *            streaming, and nothing was uploaded
+ *            3000 ms while streaming, and nothing was uploaded
  *         0  no instrument open, or a step was not confirmed; the function stays selected
  * @note Any thread but those of callbacks. Blocks up to 20 s, and a stream has gaps meanwhile: stop it
  *       first. Functions 7 and 8 are stored as a flat line when nothing was set or selected since the library
- * was loaded: their limit is 0 mV until then. Set any parameter first.
+ *       was loaded: their limit is 0 mV until then. Set any parameter first.
  */
 ZEKA_API int ZEKASaveToStandaloneMode(int function);
 

@@ -227,6 +227,10 @@ int ZEKAConnect(int port, unsigned int timeoutMs)
 void ZEKAFree(void)
 {
     using namespace zeka;
+    // In a child of fork() it is the parent's: no thread came along that could end it, and the wait would
+    // last.
+    if (!InOwnProcess())
+        return;
     (void)ZEKASetOutputFunction(0);
     std::uint64_t run = 0;
     {

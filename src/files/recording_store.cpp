@@ -1,5 +1,5 @@
 // recording_store.cpp (files) - the one place where the arrays of the loaded recording change hands. They are
-// owned through plain pointers, because the stream reads them by their given names.
+// owned through plain pointers, because the stream reads them by these names.
 #include "files/recordings.h"
 
 #include <sys/mman.h>

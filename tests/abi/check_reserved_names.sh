@@ -6,7 +6,7 @@ cxx=$1 root=$2
 
 names=$(sed -n '/AllowedIdentifiers/,/"$/p' "$root/.clang-tidy" | grep -o '\b_[A-Za-z][A-Za-z0-9_]*')
 [ "$(echo "$names" | wc -l)" -ge 15 ] || {
-    echo "the list of given names in .clang-tidy was not found"
+    echo "the list of names in .clang-tidy was not found"
     exit 1
 }
 {

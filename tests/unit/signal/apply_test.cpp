@@ -7,14 +7,14 @@
 #include "signal/tables/tables.h"
 #include "stream/burst.h"
 #include "stream/sample_stream.h"
-#include "unit/stream/answering_device.h"
+#include "support/scripted_peer.h"
 #include "unit/stream/burst_words.h"
 #include "zeka/zeka.h"
 
 namespace {
 
 using zeka::test::AcWordOf;
-using zeka::test::BurstBytes;
+using BurstBytes = zeka::test::ScriptedPeer::Burst;
 
 double heard_frequency = 0.0;
 
@@ -222,7 +222,7 @@ TEST_F(ApplyStep, DeferredChangeOfASlowSignalLandsAtTheNextSample)
 
 class Stream : public testing::Test {
 protected:
-    zeka::test::AnsweringDevice device_;
+    zeka::test::AskingPeer device_;
 };
 
 TEST_F(Stream, StartsWithSequenceNumberZeroAndOneBurst)

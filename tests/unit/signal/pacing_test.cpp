@@ -9,7 +9,7 @@
 
 #include "signal/pacing.h"
 #include "signal/state.h"
-#include "unit/signal/test_device.h"
+#include "support/scripted_peer.h"
 
 namespace {
 
@@ -282,7 +282,7 @@ class PacingSetting : public testing::TestWithParam<RangeCase> {};
 
 TEST_P(PacingSetting, StoresOnlyWhatLiesInTheRange)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     const double before = GetParam().get();
     EXPECT_EQ(GetParam().set(GetParam().value), GetParam().result);
     EXPECT_EQ(GetParam().get(), GetParam().result == 0 ? GetParam().value : before);
@@ -326,7 +326,7 @@ TEST(PacingSettings, RefuseEverythingWithoutADevice)
 
 TEST(PacingSettings, AnAmplitudeSwitchesVariableDcOnAndDropsTheOvershootsSign)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     for (bool& channel : g_bTestVariableDC)
         channel = false;
     EXPECT_EQ(ZEKASetPacingAmplitude(0.0), 0);
@@ -340,7 +340,7 @@ TEST(PacingSettings, AnAmplitudeSwitchesVariableDcOnAndDropsTheOvershootsSign)
 
 TEST(PacingSettings, SynchronisationNeedsAHeartRateAndWaitsForAnotherChange)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     g_PA = 1.0;
     EXPECT_EQ(ZEKASetPacingRate(120), 0);
     EXPECT_FALSE(g_pacingSynchronized);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "signal/state.h"
-#include "unit/stream/answering_device.h"
+#include "support/scripted_peer.h"
 #include "zeka/zeka.h"
 
 namespace {
@@ -40,7 +40,7 @@ class Parameter : public testing::TestWithParam<Family> {};
 
 TEST_P(Parameter, StoresOnlyWhatLiesInTheRange)
 {
-    const zeka::test::AnsweringDevice device;
+    const zeka::test::AskingPeer device;
     const Family& family = GetParam();
     EXPECT_EQ(family.get(), family.start);
     for (const double bound : {family.low, family.high}) {
@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(All, Parameter, testing::ValuesIn(kFamilies),
 
 class Conflicts : public testing::Test {
 protected:
-    zeka::test::AnsweringDevice device_;
+    zeka::test::AskingPeer device_;
 };
 
 TEST_F(Conflicts, PulsesTakeNoMoreThanFiveHertz)

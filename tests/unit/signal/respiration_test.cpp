@@ -10,11 +10,11 @@
 
 #include "signal/respiration.h"
 #include "signal/state.h"
-#include "unit/signal/test_device.h"
+#include "support/scripted_peer.h"
 
 namespace {
 
-using Command = std::array<std::uint8_t, 19>;
+using Command = zeka::test::ScriptedPeer::Message;
 
 double BreathAt(double time)
 {
@@ -24,7 +24,7 @@ double BreathAt(double time)
 
 TEST(BreathingCurve, InspirationAndExpirationStandAsOneToRatio)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     ASSERT_EQ(SetRespireAlgorithmParam(20, 2, 0, 10, 5, 0), 1);
     EXPECT_DOUBLE_EQ(s_BaselineModV, 0.1);
     EXPECT_DOUBLE_EQ(s_AmpModV, 0.05);
@@ -38,7 +38,7 @@ TEST(BreathingCurve, InspirationAndExpirationStandAsOneToRatio)
 
 TEST(BreathingCurve, ApneaEndsEveryMinuteAndTheNextOneStartsABreath)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     ASSERT_EQ(SetRespireAlgorithmParam(8, 1, 12, 0, 0, 0),
               1); // breaths of 7.5 s: the apnea cuts into the seventh
     for (const double minute : {0.0, 60.0, 600.0}) {
@@ -53,7 +53,7 @@ TEST(BreathingCurve, ApneaEndsEveryMinuteAndTheNextOneStartsABreath)
 
 TEST(BreathingCurve, StaysFlatWhereThereIsNoBreath)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     EXPECT_EQ(BreathAt(0.0), 0.0) << "before anything was set";
     struct Case {
         int breaths, ratio;
@@ -68,7 +68,7 @@ TEST(BreathingCurve, StaysFlatWhereThereIsNoBreath)
 
 TEST(BreathingCurve, LiesBetweenMinusOneAndOneForAnyArguments)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     std::mt19937 random(7);
     constexpr std::array<int, 8> kEnds{
         0, 1, -1, 2, -2, 60, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()};
@@ -88,7 +88,7 @@ TEST(BreathingCurve, LiesBetweenMinusOneAndOneForAnyArguments)
 TEST(BreathingCurve, RateModulationBeginsWithTheNextPeriod)
 {
     EXPECT_EQ(SetRespireAlgorithmParam(20, 2, 0, 1, 1, 10), 0) << "no device";
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     g_F = 2.0;
     g_fOutputTime = 12.25;
     g_fTimePeriod = 0.5;
@@ -105,32 +105,32 @@ TEST(BreathingCurve, RateModulationBeginsWithTheNextPeriod)
 
 TEST(RespirationCommand, CarriesTheCodesAndStoresThemOnceConfirmed)
 {
-    zeka::test::TestDevice device;
+    zeka::test::ScriptedPeer device;
     EXPECT_EQ(SetRespiration(2, 20, 1, 3, 10), 1);
-    const Command expected{0xEA, 0xFF, 0x01, 0, 0, 0, 0, 0, 0x14, 0x02, 0x01, 0x03, 0x00};
-    ASSERT_EQ(device.Respirations(), std::vector<Command>{expected});
+    const Command expected{0xEA, 0xFF, 0x01, 0, 0, 0, 0, 0, 0x14, 0x02, 0x01, 0x03, 0x00, 0, 0, 0, 0, 0, 0};
+    ASSERT_EQ(device.Requests(0xEA), std::vector<Command>{expected});
     EXPECT_EQ(g_nRespirationResistance, 2000);
     EXPECT_EQ(g_nRespirationApneaTime, 10);
 
-    device.AnswerRespirationWith(0xFE);
+    device.AnswerWith(0xFE);
     EXPECT_EQ(SetRespiration(1, 300, 1, 0, 20), 0);
-    EXPECT_EQ(device.Respirations().back()[8], 0x2C) << "the low 8 bits of 300";
+    EXPECT_EQ(device.Requests(0xEA).back()[8], 0x2C) << "the low 8 bits of 300";
     EXPECT_EQ(g_nRespirationResistance, 2000);
     EXPECT_EQ(g_nRespirationApneaTime, 10);
     EXPECT_EQ(SetApnea(true), 0);
     EXPECT_FALSE(g_bRespirationApneaEnabled);
 
-    device.AnswerRespirationWith(0xFF);
+    device.AnswerWith(0xFF);
     EXPECT_EQ(SetApnea(true), 1);
     Command with_apnea = expected;
     with_apnea[12] = 0x01;
-    EXPECT_EQ(device.Respirations().back(), with_apnea) << "the codes confirmed last, not those refused";
+    EXPECT_EQ(device.Requests(0xEA).back(), with_apnea) << "the codes confirmed last, not those refused";
     EXPECT_TRUE(g_bRespirationApneaEnabled);
 }
 
 TEST(RespirationCommand, WaitsForTheRequestWhileAFunctionStreams)
 {
-    zeka::test::TestDevice device;
+    zeka::test::ScriptedPeer device;
     g_MainOutput = 7;
     g_bECGGoing = true;
     std::thread poll([] {
@@ -145,13 +145,13 @@ TEST(RespirationCommand, WaitsForTheRequestWhileAFunctionStreams)
     g_hProcessRequestEvent.ResetEvent();
     g_nRespirationApneaTime = 10;
     EnableApneaByTime(55);
-    EXPECT_EQ(device.Respirations().size(), 2u);
+    EXPECT_EQ(device.Requests(0xEA).size(), 2u);
     EXPECT_EQ(g_hProcessRequestEvent.WaitTimeout(0), 110u);
 }
 
 TEST(ApneaCycle, SwitchesOncePerEdge)
 {
-    zeka::test::TestDevice device;
+    zeka::test::ScriptedPeer device;
     const auto seconds_on = [](int apnea_s) {
         g_nRespirationApneaTime = apnea_s;
         std::vector<int> on;
@@ -166,7 +166,7 @@ TEST(ApneaCycle, SwitchesOncePerEdge)
     const std::vector<int> nine_of_each_minute{51,  52,  53,  54,  55,  56,  57,  58,  59,
                                                111, 112, 113, 114, 115, 116, 117, 118, 119};
     EXPECT_EQ(seconds_on(10), nine_of_each_minute);
-    EXPECT_EQ(device.Respirations().size(), 4u);
+    EXPECT_EQ(device.Requests(0xEA).size(), 4u);
     EXPECT_TRUE(seconds_on(0).empty());
     EXPECT_EQ(seconds_on(60).size(), 118u) << "all but seconds 0 and 60";
     EXPECT_TRUE(seconds_on(std::numeric_limits<int>::min()).empty());
@@ -174,19 +174,19 @@ TEST(ApneaCycle, SwitchesOncePerEdge)
 
 TEST(ApneaCycle, DoesNotRepeatACommandThatFailed)
 {
-    zeka::test::TestDevice device;
-    device.AnswerRespirationWith(0x00);
+    zeka::test::ScriptedPeer device;
+    device.AnswerWith(0x00);
     g_nRespirationApneaTime = 10;
     for (int burst = 0; burst < 20; ++burst)
         EnableApneaByTime(51);
-    EXPECT_EQ(device.Respirations().size(), 1u);
+    EXPECT_EQ(device.Requests(0xEA).size(), 1u);
     EXPECT_TRUE(g_bRespirationApneaEnabled);
 }
 
 TEST(RespirationSwitch, OffForgetsEverythingEvenWithoutADevice)
 {
     {
-        const zeka::test::TestDevice device;
+        const zeka::test::ScriptedPeer device;
         ASSERT_EQ(EnableRespiration(true), 1);
         ASSERT_EQ(SetRespiration(2, 20, 1, 3, 10), 1);
         ASSERT_EQ(SetRespireAlgorithmParam(20, 2, 0, 10, 5, 7), 1);
@@ -206,7 +206,7 @@ TEST(RespirationSwitch, OffForgetsEverythingEvenWithoutADevice)
     EXPECT_EQ(SetApnea(true), 0);
     EXPECT_EQ(EnableExternalRespireModule(true), 1);
     EXPECT_FALSE(g_ExternalRespireModule);
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     EXPECT_EQ(EnableExternalRespireModule(true), 0);
     EXPECT_TRUE(g_ExternalRespireModule);
 }

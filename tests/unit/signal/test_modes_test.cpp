@@ -9,7 +9,7 @@
 #include "signal/pacing.h"
 #include "signal/test_modes.h"
 #include "stream/sample_stream.h"
-#include "unit/signal/test_device.h"
+#include "support/scripted_peer.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ int BurstsUntilTheEnd(int limit)
 
 TEST(SineSweep, RunsLinearlyFromStartToStopAndEndsTheOutput)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     Listen();
     g_hProcessRequestEvent.SetEvent();
     ASSERT_EQ(ZEKASetFrequencyScan(true, 10, 1.0, 11.0), 0);
@@ -74,7 +74,7 @@ TEST(SineSweep, RunsLinearlyFromStartToStopAndEndsTheOutput)
 
 TEST(SineSweep, DownwardsEndsAfterItsFirstBurst)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     Listen();
     g_hProcessRequestEvent.SetEvent();
     ASSERT_EQ(ZEKASetFrequencyScan(true, 10, 100.0, 10.0), 0);
@@ -85,7 +85,7 @@ TEST(SineSweep, DownwardsEndsAfterItsFirstBurst)
 TEST(SineSweep, EndsInTheBurstThatStartsAStreamToo)
 {
     // That burst is built by the setter's thread before the instrument has asked for anything.
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     g_MainOutput = 1;
     g_bECGGoing = true;
     g_FreqScan1 = true;
@@ -99,7 +99,7 @@ TEST(SineSweep, EndsInTheBurstThatStartsAStreamToo)
 TEST(SineSweep, RefusalLeavesTheSineSelectedAndTheSettingsAlone)
 {
     EXPECT_EQ(ZEKASetFrequencyScan(true, 30, 0.67, 150.0), -1) << "no device";
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     struct Case {
         int seconds;
         double start, stop;
@@ -125,7 +125,7 @@ TEST(SineSweep, RefusalLeavesTheSineSelectedAndTheSettingsAlone)
 TEST(EcgSweep, TakesThirtySecondsAndKeepsTheSineSweepsDuration)
 {
     EXPECT_EQ(SetFreqScanECG(true), -1);
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     Listen();
     g_Fduration = 77;
     ASSERT_EQ(SetFreqScanECG(true), 0);
@@ -143,7 +143,7 @@ TEST(EcgSweep, TakesThirtySecondsAndKeepsTheSineSweepsDuration)
 TEST(DynamicRangeTest, SelectsItsFunctionAndChecksBothRanges)
 {
     EXPECT_EQ(ZEKASetDynamicRangeTest(true, true, 1.0, 40.0), -1);
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     g_hProcessRequestEvent.SetEvent();
     EXPECT_EQ(ZEKASetDynamicRangeTest(true, false, 10.5, 0.5), -2);
     EXPECT_EQ(ZEKASetDynamicRangeTest(true, false, kNaN, 40.0), -2);
@@ -169,7 +169,7 @@ TEST(NoiseAndDrift, StoreWhatLiesInTheirRanges)
     EXPECT_EQ(SetECG2_27_AAMIDriftTest(true), -1);
     EXPECT_EQ(SetECG2_27_AAMIDriftTestAmp(1.0), -1);
     EXPECT_EQ(SetECG2_27_AAMIDriftTestFreq(1.0), -1);
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     EXPECT_EQ(SetECG2_27_Noise(1, 0.005), -2);
     EXPECT_EQ(SetECG2_27_Noise(1, 5.1), -2);
     EXPECT_EQ(SetECG2_27_Noise(1, kNaN), -2);
@@ -201,7 +201,7 @@ TEST(NoiseAndDrift, StoreWhatLiesInTheirRanges)
 TEST(OverloadTest, SwitchesTheSignalAndLeavesASilentSine)
 {
     EXPECT_EQ(SetBaselineResetTest(2), -1);
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     Listen();
     g_Amplitude = 3.0;
     g_F = 7.0;
@@ -233,7 +233,7 @@ TEST(OverloadTest, SwitchesTheSignalAndLeavesASilentSine)
 
 TEST(OverloadTest, EndsWithTheStream)
 {
-    const zeka::test::TestDevice device;
+    const zeka::test::ScriptedPeer device;
     Listen();
     ASSERT_EQ(SetBaselineResetTest(1), 0);
     ASSERT_TRUE(ZEKAIsPlaying());

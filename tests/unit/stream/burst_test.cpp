@@ -9,14 +9,14 @@
 #include "signal/apply.h"
 #include "stream/burst.h"
 #include "stream/sample_stream.h"
-#include "unit/stream/answering_device.h"
+#include "support/scripted_peer.h"
 #include "unit/stream/burst_words.h"
 #include "zeka/zeka.h"
 
 namespace {
 
 using zeka::test::AcWordOf;
-using zeka::test::BurstBytes;
+using BurstBytes = zeka::test::ScriptedPeer::Burst;
 using zeka::test::CountsOf;
 using zeka::test::DcWord;
 using zeka::test::kSamplesOfBurst;
@@ -287,7 +287,7 @@ TEST_F(BurstOf, SweepKeepsThePhaseWhileTheFrequencyMoves)
 
 TEST(Playback, FileEndsAtTheRequestBehindItsEnd)
 {
-    zeka::test::AnsweringDevice device;
+    zeka::test::AskingPeer device;
     ZEKARegisterSignalOutputCallback([](double s, double mV) {
         if (s < 0.0) {
             EXPECT_EQ(ZEKAGetOutputFunction(), 0); // switched off before the application hears of it
@@ -324,7 +324,7 @@ TEST(Playback, FileEndsAtTheRequestBehindItsEnd)
 
 TEST(Playback, StandardWaveformEndsAtTheFirstSampleBehindItsEnd)
 {
-    zeka::test::AnsweringDevice device;
+    zeka::test::AskingPeer device;
     SetStandardWaveformLoop(false);
     g_nSpecialWaveform = 3;
     ASSERT_EQ(ZEKASetOutputFunction(10), 0); // 1 s

@@ -115,7 +115,7 @@ std::unique_ptr<double[]> TouchOnce(std::size_t count)
 void Release()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
-    zeka::InstallRecording(nullptr, 0);
+    (void)zeka::ExchangeRecording(nullptr, 0);
 }
 
 /// Processor time of this process, the kernel's part included: other programs on the machine disturb it

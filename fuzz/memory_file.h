@@ -62,7 +62,7 @@ inline void RequirePlayable(int result)
 inline void Forget()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
-    InstallRecording(nullptr, 0);
+    (void)ExchangeRecording(nullptr, 0);
     ECGFileFreq = 0.0;
 }
 

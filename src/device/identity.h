@@ -1,4 +1,5 @@
-// identity.h (device) - who the instrument is: identity ping, information page, module query.
+// identity.h (device) - the exchanges by which the instrument identifies itself: identity ping, information
+// page, module query; and the records that they fill (identity_store.cpp).
 #pragma once
 
 #include <cstdint>

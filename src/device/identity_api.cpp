@@ -1,7 +1,5 @@
-// identity_api.cpp (device) - the exported identity calls and the records behind them.
-// The getters take no g_CriticalSection and perform no exchange: they hand out what the identity exchange
-// stored.
-#include <algorithm>
+// identity_api.cpp (device) - the exported identity calls. The getters take no g_CriticalSection and perform no
+// exchange: they hand out what the identity exchange stored.
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -14,10 +12,6 @@
 #include "util/peek.h"
 #include "util/text.h"
 
-constinit MODEL_INFORMATION g_ModelInfo = {};
-constinit ZEKA_HW_INFORMATION g_ModuleHWInfo = {};
-constinit std::uint8_t s_DeviceHWInfo[64] = {};
-
 namespace zeka {
 namespace {
 
@@ -28,7 +22,7 @@ constexpr std::size_t kSerialTextBytes = 32;
 constexpr int kDone = 1;
 constexpr int kNotDone = 0;
 
-constinit std::mutex store_lock;
+constinit std::mutex text_lock; // guards the serial text; a leaf
 
 std::array<char, kSerialTextBytes> FormatSerialNumber(const MODEL_INFORMATION& model)
 {
@@ -41,36 +35,6 @@ std::array<char, kSerialTextBytes> FormatSerialNumber(const MODEL_INFORMATION& m
 }
 
 } // namespace
-
-void StoreModel(const MODEL_INFORMATION& model)
-{
-    const std::scoped_lock hold(store_lock);
-    g_ModelInfo = model;
-}
-
-void StoreHardware(const ZEKA_HW_INFORMATION& hardware)
-{
-    const std::scoped_lock hold(store_lock);
-    g_ModuleHWInfo = hardware;
-}
-
-void StoreInformationPage(const Block& information)
-{
-    const std::scoped_lock hold(store_lock);
-    std::copy(information.begin(), information.end(), s_DeviceHWInfo);
-}
-
-MODEL_INFORMATION LoadModel()
-{
-    const std::scoped_lock hold(store_lock);
-    return g_ModelInfo;
-}
-
-ZEKA_HW_INFORMATION LoadHardware()
-{
-    const std::scoped_lock hold(store_lock);
-    return g_ModuleHWInfo;
-}
 
 } // namespace zeka
 
@@ -97,7 +61,7 @@ const char* ZEKAGetSerialNumber(void)
     MODEL_INFORMATION model{};
     (void)ZEKAGetDeviceInformation(&model);
     const auto next = zeka::FormatSerialNumber(model);
-    const std::scoped_lock hold(zeka::store_lock);
+    const std::scoped_lock hold(zeka::text_lock);
     if (next != text)
         text = next;
     return text.data();

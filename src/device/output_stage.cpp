@@ -1,5 +1,5 @@
 // output_stage.cpp (device) - reads, changes and writes back the instrument's output-stage control block, and
-// the channel-state, calibration-mode and direct-DAC commands. Everything runs under g_CriticalSection.
+// sends the calibration-mode and direct-DAC commands. Everything runs under g_CriticalSection.
 #include "device/output_stage.h"
 
 #include <algorithm>
@@ -59,34 +59,6 @@ std::uint8_t DcSourceOf(int channel) ZEKA_NEEDS_LOCK
     if (g_DCSetting == kFixedOffsetMv)
         return cb::kDcPlus300;
     return g_DCSetting == -kFixedOffsetMv ? cb::kDcMinus300 : cb::kDcNone;
-}
-
-struct ChannelMasks {
-    std::uint8_t enabled;
-    std::uint8_t leads;
-};
-
-using ChannelStateRequest = std::array<std::uint8_t, 6>;
-
-bool ExchangeChannelState(const ChannelStateRequest& request, Block& answer)
-{
-    return Exchange(request, answer) && answer[kStatusAt] == kStatusDone;
-}
-
-template <typename Change> bool ChangeChannelState(Change&& change)
-{
-    Block answer{};
-    if (!ExchangeChannelState({hardware::kGroup, kRead, hardware::kChannelState}, answer))
-        return false;
-    const ChannelMasks next =
-        change(ChannelMasks{answer[hardware::kEnabledMaskAt], answer[hardware::kLeadMaskAt]});
-    return ExchangeChannelState(
-        {hardware::kGroup, kWrite, hardware::kChannelState, 0x00, next.enabled, next.leads}, answer);
-}
-
-constexpr std::uint8_t WithBits(std::uint8_t mask, std::uint8_t bits, bool on)
-{
-    return static_cast<std::uint8_t>(on ? mask | bits : mask & ~bits);
 }
 
 } // namespace
@@ -152,22 +124,6 @@ bool SetDcOffset(int c)
         return false;
     const std::uint8_t source = DcSourceOf(c);
     return ChangeChannel(c, [source](ChannelGroup group) { group[cb::kDcSourceAt] = source; });
-}
-
-bool SetSelectedChannelEnabled(unsigned char mask, bool on)
-{
-    const zeka::SetterFrame frame;
-    return frame.Ready() && zeka::ChangeChannelState([mask, on](zeka::ChannelMasks now) {
-               return zeka::ChannelMasks{zeka::WithBits(now.enabled, mask, on), now.leads};
-           });
-}
-
-bool SetSelectedChannelLeads(unsigned char mask, OutputLead lead)
-{
-    const zeka::SetterFrame frame;
-    return frame.Ready() && zeka::ChangeChannelState([mask, lead](zeka::ChannelMasks now) {
-               return zeka::ChannelMasks{mask, zeka::WithBits(now.leads, mask, lead != 0)};
-           });
 }
 
 bool SetCalibrationMode(bool on)

@@ -52,11 +52,6 @@ Samples ExchangeDcChannel(Samples samples, std::int32_t count) noexcept
     return Samples{std::exchange(g_DcRawData, samples.release())};
 }
 
-void InstallRecording(std::unique_ptr<double[]> samples, std::int32_t count)
-{
-    (void)ExchangeRecording(std::move(samples), count);
-}
-
 void PublishFileRate(double samples_per_second)
 {
     const CAutoCriticalSection lock(g_CriticalSection);

@@ -34,9 +34,6 @@ inline constexpr double kRawDcLimitMv = 1000.0; // DC channel of raw data
 /// The same for the DC channel of raw data.
 [[nodiscard]] Samples ExchangeDcChannel(Samples samples, std::int32_t count) noexcept ZEKA_NEEDS_LOCK;
 
-/// Makes these samples (mV) the loaded recording and releases the former ones; one step under the lock.
-void InstallRecording(std::unique_ptr<double[]> samples, std::int32_t count) ZEKA_NEEDS_LOCK;
-
 // What the file loaders do to the shared state, each in one step with the lock taken inside.
 
 /// The sample rate is known as soon as it is read, whether or not it will be accepted.

@@ -2,16 +2,15 @@
 // Defined in connection/library_objects.cpp, in one place and one order, and never destroyed: a thread of the
 // application that is still inside a call while the process exits finds them whole.
 //
-// Order of locks, outer to inner: the lifecycle lock (connection/lifecycle.cpp) - g_CriticalSection - the
-// wire lock (device/exchange.cpp) - the port's lock (link/port.cpp) - an event's own mutex. Nobody takes one
-// against this order.
+// Order of locks, outer to inner: g_CriticalSection - the wire lock (device/exchange.cpp) - the port's lock
+// (link/port.cpp) - an event's own mutex. No thread takes one against this order.
 #pragma once
 
 #include "zeka/platform.hpp"
 
 extern CSimpleCriticalSection g_CriticalSection; // signal state and every exchange with the instrument
 
-extern CAutoResetEvent g_hConnectedEvent; // a ZEKAConnect hears of the connection; ConnectedHandler sets
+extern CAutoResetEvent g_hConnectedEvent; // ends the wait of ZEKAConnect; ConnectedHandler sets it
 extern CAutoResetEvent g_hReconnectEvent; // wakes the supervisor: removal, shut-down, device-change message
 extern CAutoResetEvent g_hStopPlayEvent;  // the next request is answered with the output state, not samples
 extern CManualResetEvent g_hPollingEvent; // the poll thread runs while this is signalled

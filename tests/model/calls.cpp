@@ -1,0 +1,387 @@
+// calls.cpp - see calls.h.
+#include "model/calls.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <unistd.h>
+
+#include "zeka/zeka.h"
+
+namespace zeka::test {
+namespace {
+
+int Int(Rng& rng, int low, int high)
+{
+    return low + static_cast<int>(rng() % (static_cast<unsigned>(high - low) + 1));
+}
+bool Flag(Rng& rng) { return rng() % 2 != 0; }
+/// Mostly not.
+bool Seldom(Rng& rng) { return Chance(rng, 4); }
+
+/// In the range, at its ends and just outside of it.
+double Real(Rng& rng, double low, double high)
+{
+    switch (rng() % 24) {
+    case 0:
+        return low;
+    case 1:
+        return high;
+    case 2:
+        return std::nextafter(low, -1e9);
+    case 3:
+        return std::nextafter(high, 1e9);
+    case 4:
+        return high * 2 + 1;
+    default:
+        return low + (high - low) * (static_cast<double>(rng() % 100001) / 100000.0);
+    }
+}
+
+/// Whole numbers in the range, and sometimes just outside of it.
+int Whole(Rng& rng, int low, int high)
+{
+    return Int(rng, low - (Chance(rng, 12) ? 1 : 0), high + (Chance(rng, 12) ? 1 : 0));
+}
+
+/// Frequencies whose periods end within a test.
+double Hz(Rng& rng)
+{
+    switch (rng() % 8) {
+    case 0:
+        return Real(rng, 0.017, 500.0);
+    case 1:
+        return Real(rng, 20.0, 200.0);
+    case 2:
+        return static_cast<double>(Int(rng, 1, 7));
+    case 3:
+        return Real(rng, 0.1, 0.5);
+    default:
+        return Real(rng, 0.8, 6.5);
+    }
+}
+
+// --- recordings
+
+struct RecordingFile {
+    const char* name;
+    std::string text;   // as it is written
+    Model::Found found; // as it is to be read
+    double hz;
+    std::vector<double> mv; // of channel 2 where there are three
+    int result;
+};
+
+std::string Big(int value, int bytes)
+{
+    std::string text;
+    for (int byte = bytes - 1; byte >= 0; --byte)
+        text += static_cast<char>(value >> (8 * byte));
+    return text;
+}
+
+const std::vector<RecordingFile>& Files()
+{
+    using enum Model::Found;
+    static const auto files = [] {
+        std::vector<RecordingFile> all{
+            {"three.txt", "250.0\n400\n3\nI,II,III\n", kSamples, 250.0, {}, 400},
+            {"early.txt", "1000\n500\n", kSamples, 1000.0, {}, 300},
+            {"binary.bin", Big(500, 2) + Big(250, 4), kSamples, 500.0, {}, 250},
+            {"slow.txt", "50\n10\n3\nI,II,III\n", kRefusedHead, 50.0, {}, -2},
+            {"short.txt", "200\n10\n3\nI,II,III\n1,2,3\n1,2\n", kRefusedLine, 200.0, {}, -7},
+            {"none.txt", "", kNothing, 0.0, {}, -1}};
+        for (int n = 0; n < 400; ++n) {
+            const double mv = std::round(3000.0 * std::sin(n * 0.05)) / 1000.0; // beyond 2.5: limited
+            const std::string text = std::to_string(mv);
+            all[0].text += "9,-9," + text + "\n";
+            all[0].mv.push_back(std::stod(text));
+            if (n < 300) {
+                all[1].text += text + "\n";
+                all[1].mv.push_back(std::stod(text));
+            }
+            if (n < 250) {
+                const int microvolts = (n * 37) % 5000 - 2500;
+                all[2].text += Big(microvolts, 2);
+                all[2].mv.push_back(microvolts / 1000.0);
+            }
+        }
+        return all;
+    }();
+    return files;
+}
+
+/// Written once; the processes of the sequences find them.
+const std::filesystem::path& Folder()
+{
+    static const std::filesystem::path folder = [] {
+        const auto path =
+            std::filesystem::temp_directory_path() / ("zeka-model-" + std::to_string(::getpid()));
+        std::filesystem::create_directories(path);
+        for (const RecordingFile& file : Files())
+            if (file.found != Model::Found::kNothing)
+                std::ofstream(path / file.name, std::ios::binary) << file.text;
+        return path;
+    }();
+    return folder;
+}
+
+Call LoadFile(const char* name, std::size_t n, const std::function<double(const std::string&)>& load)
+{
+    const RecordingFile& file = Files()[n];
+    return {std::string(name) + " " + file.name,
+            [=, path = (Folder() / file.name).string()] { return load(path); },
+            [&file](Model& m) { return m.Load(file.found, file.hz, file.mv, file.result); }};
+}
+
+std::wstring Wide(const std::string& text) { return {text.begin(), text.end()}; }
+
+Call RawData(Rng& rng)
+{
+    static constexpr double kRates[] = {50.0, 100.0, 250.0, 1000.0, 40000.0};
+    const double hz = kRates[rng() % 5];
+    const auto count = static_cast<std::size_t>(Int(rng, 10, 900));
+    const bool with_dc = Flag(rng);
+    std::vector<double> ac(count), dc(count);
+    for (std::size_t n = 0; n < count; ++n) {
+        ac[n] = 6.0 * std::sin(0.02 * static_cast<double>(n));
+        dc[n] = with_dc ? 5.0 * static_cast<double>(n) - 1200.0 : 0.0;
+    }
+    return {"ZEKALoadRawData(" + std::to_string(hz) + ", " + std::to_string(count) +
+                (with_dc ? ", dc)" : ", no dc)"),
+            [=]() mutable {
+                RAW_WAVEFORM_DATA data{hz, static_cast<int>(count), ac.data(), dc.data()};
+                return ::ZEKALoadRawData(&data);
+            },
+            [=](Model& m) { return m.ZEKALoadRawData(hz, ac, dc); }};
+}
+
+// --- recording into buffers
+
+std::array<double, 10000> recorded_ac, recorded_dc;
+bool recording = false;
+
+} // namespace
+
+Call Register(char kind, bool on)
+{
+    return {std::string(on ? "register " : "unregister ") + kind,
+            [=] {
+                RegisterWithLibrary(kind, on);
+                return 0.0;
+            },
+            [=](Model& m) {
+                m.Register(kind, on);
+                return 0.0;
+            }};
+}
+
+Call StartRecording(int length)
+{
+    return {"EnableRecordRaw " + std::to_string(length),
+            [=] {
+                if (!recording) {
+                    recorded_ac.fill(std::numeric_limits<double>::quiet_NaN());
+                    recorded_dc = recorded_ac;
+                }
+                recording = true;
+                return ::EnableRecordRaw(recorded_ac.data(), recorded_dc.data(), length) ? 1.0 : 0.0;
+            },
+            [=](Model& m) { return m.EnableRecordRaw(length) ? 1.0 : 0.0; }};
+}
+
+Call StopRecording()
+{
+    return {"DisableRecordRaw",
+            [] {
+                ::DisableRecordRaw();
+                recording = false;
+                return 0.0;
+            },
+            [](Model& m) {
+                m.DisableRecordRaw();
+                return 0.0;
+            }};
+}
+
+std::string RecordingDifference(const Model& model)
+{
+    const std::size_t count = model.recorded_ac.size();
+    for (std::size_t n = 0; n < count; ++n)
+        if (recorded_ac[n] != model.recorded_ac[n] || recorded_dc[n] != model.recorded_dc[n])
+            return "recorded sample " + std::to_string(n) + ": library " + std::to_string(recorded_ac[n]) +
+                   " " + std::to_string(recorded_dc[n]) + ", model " + std::to_string(model.recorded_ac[n]) +
+                   " " + std::to_string(model.recorded_dc[n]);
+    if (count > 0 && count < recorded_ac.size() && !std::isnan(recorded_ac[count]))
+        return "recorded beyond sample " + std::to_string(count);
+    return {};
+}
+
+std::map<std::string, double> LibraryValues()
+{
+#define VALUE(name)                                                                                          \
+    {                                                                                                        \
+#name, static_cast < double>(::name())                                                               \
+    }
+    return {VALUE(ZEKAGetOutputFunction),
+            VALUE(ZEKAIsPlaying),
+            VALUE(ZEKAGetAmplitude),
+            VALUE(ZEKAGetFrequency),
+            VALUE(ZEKAGetPulseWidth),
+            VALUE(ZEKAGetQRSDuration),
+            VALUE(ZEKAGetTWave),
+            VALUE(ZEKAGetPDuration),
+            VALUE(ZEKAGetPRInterval),
+            VALUE(ZEKAGetQTInterval),
+            VALUE(ZEKAGetPWave),
+            VALUE(ZEKAGetSTDeviation),
+            VALUE(ZEKAGetSTSegment),
+            VALUE(ZEKAGetTDuration),
+            VALUE(ZEKAGetDCOffset),
+            VALUE(ZEKAGetDCOffsetVariableMode),
+            VALUE(GetDCOffsetCommonMode),
+            VALUE(ZEKAGetPacingPulseMode),
+            VALUE(ZEKAGetPacingAmplitude),
+            VALUE(ZEKAGetPacingDuration),
+            VALUE(ZEKAGetPacingRate),
+            VALUE(ZEKAGetOvershootTimeConstant),
+            VALUE(ZEKAGetOvershootAmplitude),
+            VALUE(ZEKAGetFrequencyScan),
+            VALUE(GetFreqScanSineStartFreq),
+            VALUE(GetFreqScanSineStopFreq),
+            VALUE(GetFreqScanSineDuration),
+            VALUE(GetFreqScanECG),
+            VALUE(ZEKAGetDynamicRangeTest),
+            VALUE(GetDynamicRangeTestAmp),
+            VALUE(GetDynamicRangeTestFreq),
+            VALUE(GetECG2_27_NoiseFreq),
+            VALUE(GetECG2_27_NoiseAmp),
+            VALUE(GetECG2_27_AAMIDriftTest),
+            VALUE(GetECG2_27_AAMIDriftTestAmp),
+            VALUE(GetECG2_27_AAMIDriftTestFreq),
+            VALUE(GetBaselineResetTest),
+            VALUE(GetSpecialWave227),
+            VALUE(GetSpecialWave251),
+            VALUE(GetSpecialWave247),
+            VALUE(GetANE20000Lead)};
+#undef VALUE
+}
+
+const std::map<std::string, CallKind>& CallKinds()
+{
+#define KIND(weight, in_callbacks, name, ...)                                                                \
+    {                                                                                                        \
+#name,                                                                                               \
+        {                                                                                                    \
+            weight, in_callbacks, []([[maybe_unused]] Rng& rng) { return CALL(name, __VA_ARGS__); }          \
+        }                                                                                                    \
+    }
+    static const std::map<std::string, CallKind> kinds{
+        {"ZEKASetOutputFunction",
+         {14, true,
+          [](Rng& rng) {
+              return CALL(ZEKASetOutputFunction, Chance(rng, 8)    ? 0
+                                                 : Chance(rng, 20) ? Int(rng, -2, 25)
+                                                 : Chance(rng, 2)  ? Int(rng, 7, 8)
+                                                                   : Int(rng, 1, 18));
+          }}},
+        KIND(1, false, ZEKAReset),
+        KIND(4, true, ZEKASetAmplitude, Real(rng, -10.0, 10.0)),
+        KIND(6, true, ZEKASetFrequency, Hz(rng)),
+        KIND(2, true, ZEKASetPulseWidth, Real(rng, 1.0, 300.0)),
+        KIND(2, true, ZEKASetQRSDuration, Real(rng, 5.0, 200.0)),
+        KIND(2, true, ZEKASetTWave, Real(rng, 0.0, 5.0)),
+        KIND(2, true, ZEKASetPDuration, Real(rng, 50.0, 100.0)),
+        KIND(2, true, ZEKASetPRInterval, Real(rng, 0.0, 200.0)),
+        KIND(2, true, ZEKASetQTInterval, Real(rng, 100.0, 900.0)),
+        KIND(2, true, ZEKASetPWave, Real(rng, 0.0, 2.0)),
+        KIND(2, true, ZEKASetSTDeviation, Real(rng, -2.0, 2.0)),
+        KIND(2, true, ZEKASetSTSegment, Real(rng, 100.0, 900.0)),
+        KIND(2, true, ZEKASetTDuration, Real(rng, 100.0, 900.0)),
+        KIND(2, true, ZEKASetDCOffset, Whole(rng, 0, 3),
+             Chance(rng, 3) ? 300 - 600 * Int(rng, 0, 1) : Whole(rng, -1000, 1000)),
+        KIND(2, true, ZEKASetDCOffsetVariableMode, Whole(rng, 0, 3), Flag(rng)),
+        KIND(1, true, SetDCOffsetCommonMode, Flag(rng)),
+        KIND(3, true, ZEKASetPacingPulseMode, Int(rng, -1, 3)),
+        KIND(4, true, ZEKASetPacingAmplitude, Seldom(rng) ? 0.0 : Real(rng, -700.0, 700.0)),
+        KIND(2, true, ZEKASetPacingDuration, Real(rng, 0.1, 3.0)),
+        KIND(3, true, ZEKASetPacingRate, static_cast<unsigned>(Whole(rng, 10, 360))),
+        KIND(2, true, ZEKASetPacingRateSynchronized),
+        KIND(3, true, ZEKASetOvershootTimeConstant, static_cast<unsigned>(Int(rng, 0, 110))),
+        KIND(2, true, ZEKASetOvershootAmplitude, Real(rng, -5.0, 5.0)),
+        KIND(3, true, SetRespiration, Int(rng, 0, 300), Int(rng, -3, 255), Int(rng, 0, 4), Int(rng, 0, 5),
+             Int(rng, 0, 60)),
+        KIND(1, true, SetApnea, Flag(rng)),
+        KIND(3, true, EnableRespiration, !Seldom(rng)),
+        KIND(1, true, EnableExternalRespireModule, Flag(rng)),
+        KIND(4, true, SetRespireAlgorithmParam, Int(rng, 3, 60), Int(rng, 0, 4),
+             Seldom(rng) ? Int(rng, -1, 60) : 0, Seldom(rng) ? 0 : Int(rng, 0, 50),
+             Seldom(rng) ? 0 : Int(rng, 0, 50), Flag(rng) ? 0 : Int(rng, 0, 40)),
+        KIND(2, true, ZEKASetFrequencyScan, !Seldom(rng), Whole(rng, 10, 60), Real(rng, 0.67, 20.0),
+             Real(rng, 0.67, 40.0)),
+        KIND(1, true, SetFreqScanECG, !Seldom(rng)),
+        KIND(3, true, ZEKASetDynamicRangeTest, !Seldom(rng), Flag(rng), Real(rng, 0.0, 10.0),
+             Real(rng, 1.0, 60.0)),
+        KIND(3, true, SetECG2_27_Noise, Int(rng, 0, 4), Real(rng, 0.01, 5.0)),
+        KIND(2, true, SetECG2_27_AAMIDriftTest, Flag(rng)),
+        KIND(1, true, SetECG2_27_AAMIDriftTestAmp, Real(rng, 1.0, 8.0)),
+        KIND(1, true, SetECG2_27_AAMIDriftTestFreq, Real(rng, 0.05, 2.0)),
+        KIND(2, true, SetBaselineResetTest, Flag(rng) ? 0 : Int(rng, -1, 5)),
+        KIND(1, true, SetSpecialWave227, Whole(rng, 0, 9)),
+        KIND(1, true, SetSpecialWave251, Whole(rng, 0, 15)),
+        KIND(1, true, SetSpecialWave247, Chance(rng, 30) ? 4 : Whole(rng, 0, 3)),
+        KIND(1, true, SetANE20000Lead, Whole(rng, 0, 8)),
+        KIND(1, true, SetStandardWaveformLoop, Flag(rng)),
+        KIND(1, true, ZEKAEnableLoop, Flag(rng)),
+        {"ZEKALoadRawData", {3, false, RawData}},
+        {"LoadECGtxt",
+         {2, false,
+          [](Rng& rng) {
+              static constexpr std::size_t kMulti[] = {0, 0, 0, 3, 4, 5};
+              return LoadFile("LoadECGtxt", kMulti[rng() % 6],
+                              [](const std::string& path) { return ::LoadECGtxt(path.c_str(), 2); });
+          }}},
+        {"LoadECGtxtSingle",
+         {1, false,
+          [](Rng&) {
+              return LoadFile("LoadECGtxtSingle", 1,
+                              [](const std::string& path) { return ::LoadECGtxtSingle(path.c_str()); });
+          }}},
+        {"LoadECGBin",
+         {1, false,
+          [](Rng&) {
+              return LoadFile("LoadECGBin", 2,
+                              [](const std::string& path) { return ::LoadECGBin(Wide(path).c_str()); });
+          }}},
+        KIND(2, false, ZEKAOutputSignal, Int(rng, -1, 9)),
+        KIND(1, false, ZEKASaveToStandaloneMode, Chance(rng, 5) ? Int(rng, 9, 18) : Int(rng, 1, 8)),
+        KIND(1, false, ZEKASaveDefaultWaveform),
+        KIND(1, true, ZEKASetOutputLead, Whole(rng, 0, 3), Int(rng, 0, 2)),
+        KIND(1, true, ZEKASetInputImpedanceMode, Whole(rng, 0, 3), Whole(rng, 0, 3)),
+        KIND(1, true, ZEKAGetInputImpedanceMode, Int(rng, 0, 3)),
+        KIND(1, true, ZEKASetSignalGroundToGNDGround, Whole(rng, 0, 3), Flag(rng)),
+        KIND(1, true, ZEKAGetSignalGroundToGNDGround, Int(rng, 0, 3)),
+        KIND(1, true, SetAllOutputState, static_cast<unsigned>(Int(rng, 0, 3))),
+        KIND(1, true, SetSelectedChannelEnabled, static_cast<unsigned char>(rng()), Flag(rng)),
+        KIND(1, true, SetSelectedChannelLeads, static_cast<unsigned char>(rng()), Int(rng, 0, 2)),
+        KIND(1, true, ZEKASetCalibrationMode, Flag(rng)),
+        KIND(1, true, ZEKASetOutputDac, Int(rng, 0, 70000), Int(rng, -5, 70000)),
+        {"Register",
+         {6, true,
+          [](Rng& rng) {
+              const char kind = "gpmfbd"[rng() % 6];
+              return Register(kind, !Seldom(rng));
+          }}},
+        {"EnableRecordRaw", {2, true, [](Rng& rng) { return StartRecording(Int(rng, 1, 10000)); }}},
+        {"DisableRecordRaw", {1, true, [](Rng&) { return StopRecording(); }}},
+    };
+#undef KIND
+    (void)Folder();
+    return kinds;
+}
+
+} // namespace zeka::test

@@ -1,9 +1,9 @@
 // command_file.cpp - zeka file: plays a recording that somebody made. It is read here, whatever its format,
 // and handed to the library as samples in memory; what happens to them on the way is told.
-#include "cli/formats/recording_file.h"
 #include "cli/interrupt.h"
 #include "cli/signal_options.h"
 #include "cli/stream.h"
+#include "formats/readers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,9 +44,9 @@ struct Playback {
     [[nodiscard]] double Seconds() const { return static_cast<double>(ac_mv.size()) / Rate(); }
 };
 
-const RecordedChannel& Voltage(const RecordingFile& recording, const std::string& name)
+const formats::RecordedChannel& Voltage(const formats::Recording& recording, const std::string& name)
 {
-    const RecordedChannel& channel = FindChannel(recording, name);
+    const formats::RecordedChannel& channel = formats::FindChannel(recording, name);
     if (channel.values.empty())
         throw Failure(Exit::kCheckFailed,
                       fmt::format("channel \"{}\" is empty; choose another with --channel", channel.name));
@@ -58,11 +58,11 @@ const RecordedChannel& Voltage(const RecordingFile& recording, const std::string
 }
 
 /// The channel that was asked for, else the first one in mV.
-const RecordedChannel& Chosen(const RecordingFile& recording, const FileOptions& options)
+const formats::RecordedChannel& Chosen(const formats::Recording& recording, const FileOptions& options)
 {
     if (!options.channel.empty())
         return Voltage(recording, options.channel);
-    const auto found = std::ranges::find_if(recording.channels, [](const RecordedChannel& channel) {
+    const auto found = std::ranges::find_if(recording.channels, [](const formats::RecordedChannel& channel) {
         return channel.voltage && !channel.values.empty();
     });
     if (found == recording.channels.end())
@@ -91,9 +91,9 @@ std::string ResamplingText(const Playback& playback)
                        playback.file_rate, kHighestRate);
 }
 
-Playback Prepare(const RecordingFile& recording, const FileOptions& options)
+Playback Prepare(const formats::Recording& recording, const FileOptions& options)
 {
-    const RecordedChannel& ac = Chosen(recording, options);
+    const formats::RecordedChannel& ac = Chosen(recording, options);
     Playback playback;
     playback.channel = ac.name;
     playback.file_rate = ac.rate;
@@ -112,7 +112,7 @@ Playback Prepare(const RecordingFile& recording, const FileOptions& options)
     playback.dc_mv.assign(playback.ac_mv.size(), 0.0);
     if (options.dc_channel.empty())
         return playback;
-    const RecordedChannel& dc = Voltage(recording, options.dc_channel);
+    const formats::RecordedChannel& dc = Voltage(recording, options.dc_channel);
     if (dc.rate != ac.rate)
         throw Failure(Exit::kUsage,
                       fmt::format("\"{}\" has {:g} samples/s and \"{}\" {:g}; both must have as many",
@@ -131,7 +131,7 @@ void Load(Playback& playback)
                       "the library did not take the samples; end other programs and run this again");
 }
 
-nlohmann::ordered_json ToJson(const FileOptions& options, const RecordingFile& recording,
+nlohmann::ordered_json ToJson(const FileOptions& options, const formats::Recording& recording,
                               const Playback& playback, const StreamSummary& summary, const Session& session)
 {
     nlohmann::ordered_json result;
@@ -154,7 +154,7 @@ nlohmann::ordered_json ToJson(const FileOptions& options, const RecordingFile& r
 
 Exit Play(FileOptions& options, Context& context)
 {
-    const RecordingFile recording = ReadRecording(options.path);
+    const formats::Recording recording = formats::ReadRecording(options.path);
     Playback playback = Prepare(recording, options);
     Session session(options.connect, context);
     context.console.Note(fmt::format("playing channel \"{}\" of {} ({}), {:.2f} s; {}", playback.channel,

@@ -2,9 +2,10 @@
 // into a file of one of several formats, with what a reader wants to find in it. Without an instrument it
 // renders on a virtual one, faster than real time.
 #include "cli/decimator.h"
-#include "cli/formats/recording_writer.h"
 #include "cli/interrupt.h"
 #include "cli/render.h"
+#include "formats/file_error.h"
+#include "formats/writers.h"
 
 #include <array>
 #include <chrono>
@@ -26,21 +27,22 @@ struct RecordOptions {
     bool offline = false;
 };
 
-constexpr std::array kFormats{Format::kCsv, Format::kEdf, Format::kWfdb, Format::kFloat, Format::kJsonLines};
+constexpr std::array kFormats{formats::Format::kCsv, formats::Format::kEdf, formats::Format::kWfdb,
+                              formats::Format::kFloat, formats::Format::kJsonLines};
 
 /// Where the samples themselves go to stdout, --json is about them.
-Format FormatOf(const RecordOptions& options, bool json)
+formats::Format FormatOf(const RecordOptions& options, bool json)
 {
-    for (const Format format : kFormats)
-        if (options.format_name == NameOf(format))
+    for (const formats::Format format : kFormats)
+        if (options.format_name == formats::NameOf(format))
             return format;
-    return options.path.empty() && json ? Format::kJsonLines : FormatOfName(options.path);
+    return options.path.empty() && json ? formats::Format::kJsonLines : formats::FormatOfName(options.path);
 }
 
 /// The signal on its way into the file.
 class Recorder {
 public:
-    Recorder(Format format, RecordingPlan plan)
+    Recorder(formats::Format format, formats::RecordingPlan plan)
         : format_(format), plan_(std::move(plan)), ac_(static_cast<std::size_t>(kSentRate / plan_.rate)),
           dc_(ac_)
     {
@@ -49,13 +51,13 @@ public:
     void Begin(const MarkSettings& settings)
     {
         plan_.marks_per_second = settings.MarksPerSecond();
-        writer_ = OpenRecording(format_, plan_);
+        writer_ = formats::OpenRecording(format_, plan_);
     }
     void Take(std::span<const double> ac_mv, std::span<const double> dc_mv)
     {
         writer_->Take(ac_.Take(ac_mv), dc_.Take(dc_mv));
     }
-    void Note(const Mark& mark)
+    void Note(const formats::Mark& mark)
     {
         writer_->Note(mark);
         ++marks_[mark.kind];
@@ -67,7 +69,7 @@ public:
         try {
             if (writer_ != nullptr)
                 writer_->End();
-        } catch (const Failure&) { // it cannot be written, which is why this is the end
+        } catch (const formats::FileError&) { // it cannot be written, which is why this is the end
             return false;
         }
         return writer_ != nullptr;
@@ -84,11 +86,11 @@ public:
     }
 
 private:
-    Format format_;
-    RecordingPlan plan_;
+    formats::Format format_;
+    formats::RecordingPlan plan_;
     Decimator ac_, dc_;
-    std::unique_ptr<RecordingWriter> writer_;
-    std::map<MarkKind, std::uint64_t> marks_;
+    std::unique_ptr<formats::RecordingWriter> writer_;
+    std::map<formats::MarkKind, std::uint64_t> marks_;
 };
 
 std::string FilterText(int rate)
@@ -96,27 +98,27 @@ std::string FilterText(int rate)
     return rate == kSentRate ? "" : fmt::format("mean of {} samples of {}/s", kSentRate / rate, kSentRate);
 }
 
-void Check(const RecordOptions& options, Format format, bool json)
+void Check(const RecordOptions& options, formats::Format format, bool json)
 {
-    if (options.path.empty() && json && format != Format::kJsonLines)
+    if (options.path.empty() && json && format != formats::Format::kJsonLines)
         throw Failure(Exit::kUsage,
                       fmt::format("{} on stdout is no JSON; leave out --format or --json, or name a "
                                   "file with --output",
-                                  NameOf(format)));
+                                  formats::NameOf(format)));
     if (kSentRate % options.rate != 0)
         throw Failure(Exit::kUsage,
                       fmt::format("--rate-out {}: {} is no whole multiple of it; give 20000, 8000, 1000, "
                                   "500 or the like",
                                   options.rate, kSentRate));
-    if (options.path.empty() && (format == Format::kEdf || format == Format::kWfdb))
-        throw Failure(Exit::kUsage,
-                      fmt::format("{} cannot go to stdout; name a file with --output", NameOf(format)));
+    if (options.path.empty() && (format == formats::Format::kEdf || format == formats::Format::kWfdb))
+        throw Failure(Exit::kUsage, fmt::format("{} cannot go to stdout; name a file with --output",
+                                                formats::NameOf(format)));
 }
 
 Exit Record(RecordOptions& options, Context& context)
 {
     const Selection selection = CheckSignal(options.signal);
-    const Format format = FormatOf(options, context.console.json);
+    const formats::Format format = FormatOf(options, context.console.json);
     Check(options, format, context.console.json);
     if (options.offline)
         options.connect.virtual_one = options.connect.fast = true;
@@ -130,12 +132,12 @@ Exit Record(RecordOptions& options, Context& context)
     Recorder recorder(format, {options.path, selection.name, options.rate, FilterText(options.rate), 0.0});
     const SignalSinks sinks{[&recorder](const MarkSettings& settings) { recorder.Begin(settings); },
                             [&recorder](auto ac_mv, auto dc_mv) { recorder.Take(ac_mv, dc_mv); },
-                            [&recorder](const Mark& mark) { recorder.Note(mark); },
+                            [&recorder](const formats::Mark& mark) { recorder.Note(mark); },
                             options.connect.virtual_one && options.connect.fast};
     Sent sent;
     try {
         sent = StreamSignal(session, options.signal, selection, options.seconds, context.console, sinks);
-    } catch (const Failure&) {
+    } catch (const std::runtime_error&) { // a Failure, or a FileError of the writer
         if (recorder.Keep() && !options.path.empty())
             context.console.Note(fmt::format("what came until now is in {}", options.path));
         throw;
@@ -153,7 +155,7 @@ Exit Record(RecordOptions& options, Context& context)
         result["function"] = selection.name;
         if (!options.path.empty())
             result["file"] = options.path;
-        result["format"] = NameOf(format);
+        result["format"] = formats::NameOf(format);
         result["rate"] = options.rate;
         result["filter"] = options.rate == kSentRate ? "none" : FilterText(options.rate);
         result["seconds"] = seconds;

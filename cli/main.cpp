@@ -1,6 +1,7 @@
 // main.cpp - zeka: one command for the bench. Parses the command line, runs the job that was chosen, and
 // turns whatever went wrong into one line and an exit status.
 #include "cli/context.h"
+#include "formats/file_error.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -126,6 +127,19 @@ int Parse(CLI::App& app, int argc, char** argv, Context& context)
     return Status(context.job());
 }
 
+Exit ExitOf(formats::Trouble trouble)
+{
+    switch (trouble) {
+    case formats::Trouble::kPermission:
+        return Exit::kPermission;
+    case formats::Trouble::kRequest:
+        return Exit::kUsage;
+    case formats::Trouble::kContent:
+        break;
+    }
+    return Exit::kCheckFailed;
+}
+
 int Run(int argc, char** argv)
 {
     Context context;
@@ -156,6 +170,9 @@ int Run(int argc, char** argv)
     } catch (const Failure& failure) {
         context.console.Error(failure.what());
         return Status(failure.Code());
+    } catch (const formats::FileError& error) {
+        context.console.Error(error.what());
+        return Status(ExitOf(error.Kind()));
     } catch (const std::exception& error) {
         context.console.Error(
             fmt::format("{}; run it again with --verbose and report what it says", error.what()));

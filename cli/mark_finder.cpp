@@ -77,7 +77,7 @@ void MarkFinder::TakePacing(std::span<const double> dc_mv)
     for (std::size_t i = 0; i < dc_mv.size(); ++i) {
         if (dc_mv[i] != 0.0) {
             if (!pulse_)
-                pulse_ = Mark{MarkKind::kPacing, count_ + i, 0.0, dc_mv[i]};
+                pulse_ = formats::Mark{formats::MarkKind::kPacing, count_ + i, 0.0, dc_mv[i]};
             pulse_->width_ms = static_cast<double>(count_ + i + 1 - pulse_->sample) / (kRate / kMsPerS);
         } else if (pulse_) {
             Add(*pulse_);
@@ -102,13 +102,13 @@ void MarkFinder::RemoveOvershoot(std::span<const double> ac_mv, std::span<const 
 
 void MarkFinder::AddBeat(std::uint64_t r_peak)
 {
-    Add({MarkKind::kRPeak, r_peak});
+    Add({formats::MarkKind::kRPeak, r_peak});
     if (settings_.qrs_s <= 0.0)
         return;
     const std::uint64_t rise = SampleAt(kRiseShare * settings_.qrs_s);
     if (r_peak >= rise)
-        Add({MarkKind::kQrsOnset, r_peak - rise});
-    Add({MarkKind::kQrsEnd, r_peak - rise + SampleAt(settings_.qrs_s)});
+        Add({formats::MarkKind::kQrsOnset, r_peak - rise});
+    Add({formats::MarkKind::kQrsEnd, r_peak - rise + SampleAt(settings_.qrs_s)});
 }
 
 /// What happens at a known time, as far as the samples go.
@@ -117,7 +117,7 @@ void MarkFinder::AddKnown()
     const auto within = [this](double seconds) { return SampleAt(seconds) < count_; };
     const auto round_begin_s = [this] { return static_cast<double>(next_round_) * settings_.round_s; };
     for (; within(round_begin_s()) && (next_round_ == 0 || settings_.round_s > 0.0); ++next_round_)
-        Add({MarkKind::kPlayMark, SampleAt(round_begin_s())});
+        Add({formats::MarkKind::kPlayMark, SampleAt(round_begin_s())});
     if (settings_.apnea_s <= 0.0)
         return;
     for (;; ++next_minute_) { // two events a minute
@@ -127,13 +127,13 @@ void MarkFinder::AddKnown()
         const double at_s = begin ? minute_s - settings_.apnea_s : minute_s;
         if (!within(at_s))
             return;
-        Add({begin ? MarkKind::kApneaBegin : MarkKind::kApneaEnd, SampleAt(at_s)});
+        Add({begin ? formats::MarkKind::kApneaBegin : formats::MarkKind::kApneaEnd, SampleAt(at_s)});
     }
 }
 
-void MarkFinder::Add(const Mark& mark)
+void MarkFinder::Add(const formats::Mark& mark)
 {
-    const auto later = [](const Mark& a, const Mark& b) { return a.sample < b.sample; };
+    const auto later = [](const formats::Mark& a, const formats::Mark& b) { return a.sample < b.sample; };
     found_.insert(std::upper_bound(found_.begin(), found_.end(), mark, later), mark);
 }
 

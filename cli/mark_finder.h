@@ -7,7 +7,7 @@
 // QRS is, when breathing stops, how long a round is.
 #pragma once
 
-#include "cli/formats/mark.h"
+#include "formats/mark.h"
 
 #include <cstdint>
 #include <deque>
@@ -42,7 +42,7 @@ struct MarkSettings {
     [[nodiscard]] double MarksPerSecond() const;
 };
 
-using MarkSink = std::function<void(const Mark&)>;
+using MarkSink = std::function<void(const formats::Mark&)>;
 
 class BeatFinder;
 
@@ -64,17 +64,17 @@ private:
     void RemoveOvershoot(std::span<const double> ac_mv, std::span<const double> dc_mv);
     void AddKnown();
     void AddBeat(std::uint64_t r_peak);
-    void Add(const Mark& mark);
+    void Add(const formats::Mark& mark);
     void HandOn(std::uint64_t before);
 
     MarkSettings settings_;
     MarkSink sink_;
-    std::uint64_t count_ = 0; // samples taken
-    std::deque<Mark> found_;  // in the order of time
+    std::uint64_t count_ = 0;         // samples taken
+    std::deque<formats::Mark> found_; // in the order of time
     std::unique_ptr<BeatFinder> beats_;
-    std::vector<double> clean_; // AC without the pulses' overshoot
-    double overshoot_mv_ = 0.0; // at this sample
-    std::optional<Mark> pulse_; // that has begun
+    std::vector<double> clean_;          // AC without the pulses' overshoot
+    double overshoot_mv_ = 0.0;          // at this sample
+    std::optional<formats::Mark> pulse_; // that has begun
     std::uint64_t next_round_ = 0;
     std::uint64_t next_minute_ = 0;
 };

@@ -184,7 +184,7 @@ Strip RenderStrip(const SignalOptions& options, const Selection& selection, doub
         strip.dc_mv.insert(strip.dc_mv.end(), dc_mv.begin(), dc_mv.end());
     };
     (void)RenderSignal(options, selection, seconds, context, keep,
-                       [&strip](const Mark& mark) { strip.marks.push_back(mark); });
+                       [&strip](const formats::Mark& mark) { strip.marks.push_back(mark); });
     return strip;
 }
 

@@ -44,7 +44,7 @@ Sent RenderSignal(const SignalOptions& options, const Selection& selection, doub
 struct Strip {
     int rate = kSentRate;
     std::vector<double> ac_mv, dc_mv;
-    std::vector<Mark> marks; // in the order of time
+    std::vector<formats::Mark> marks; // in the order of time
 };
 
 /// A whole strip, at most some minutes of it. As RenderSignal otherwise.

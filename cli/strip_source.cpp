@@ -1,8 +1,8 @@
 // strip_source.cpp - see strip_source.h.
 #include "cli/strip_source.h"
 
-#include "cli/formats/recording_file.h"
 #include "cli/render.h"
+#include "formats/readers.h"
 
 #include <algorithm>
 #include <array>
@@ -79,17 +79,19 @@ void EndApnea(std::vector<Tick>& ticks, double at_s)
 /// Of the renderer's marks those that a strip shows.
 std::vector<Tick> TicksOf(const Strip& strip)
 {
-    const auto seconds = [&](const Mark& mark) { return static_cast<double>(mark.sample) / strip.rate; };
+    const auto seconds = [&](const formats::Mark& mark) {
+        return static_cast<double>(mark.sample) / strip.rate;
+    };
     const double end = static_cast<double>(strip.ac_mv.size()) / strip.rate;
     std::vector<Tick> ticks;
-    for (const Mark& mark : strip.marks) {
-        if (mark.kind == MarkKind::kRPeak)
+    for (const formats::Mark& mark : strip.marks) {
+        if (mark.kind == formats::MarkKind::kRPeak)
             ticks.push_back({TickKind::kBeat, seconds(mark)});
-        else if (mark.kind == MarkKind::kPacing)
+        else if (mark.kind == formats::MarkKind::kPacing)
             ticks.push_back({TickKind::kPacing, seconds(mark)});
-        else if (mark.kind == MarkKind::kApneaBegin)
+        else if (mark.kind == formats::MarkKind::kApneaBegin)
             ticks.push_back({TickKind::kApnea, seconds(mark), end});
-        else if (mark.kind == MarkKind::kApneaEnd)
+        else if (mark.kind == formats::MarkKind::kApneaEnd)
             EndApnea(ticks, seconds(mark));
     }
     return ticks;
@@ -106,10 +108,10 @@ std::optional<TickKind> KindOf(std::string_view word)
     return std::nullopt;
 }
 
-std::vector<Tick> TicksOf(const RecordingFile& recording, double end_s)
+std::vector<Tick> TicksOf(const formats::Recording& recording, double end_s)
 {
     std::vector<Tick> ticks;
-    for (const Annotation& annotation : recording.annotations) {
+    for (const formats::Annotation& annotation : recording.annotations) {
         const std::string_view text = annotation.text;
         if (const auto kind = KindOf(text.substr(0, text.find(' '))))
             ticks.push_back({*kind, annotation.seconds});
@@ -121,14 +123,14 @@ std::vector<Tick> TicksOf(const RecordingFile& recording, double end_s)
     return ticks;
 }
 
-const RecordedChannel& Chosen(const RecordingFile& recording, const std::string& path,
-                              const std::string& name)
+const formats::RecordedChannel& Chosen(const formats::Recording& recording, const std::string& path,
+                                       const std::string& name)
 {
-    const auto drawable = [](const RecordedChannel& channel) {
+    const auto drawable = [](const formats::RecordedChannel& channel) {
         return channel.voltage && !channel.values.empty();
     };
     if (!name.empty()) {
-        const RecordedChannel& channel = FindChannel(recording, name);
+        const formats::RecordedChannel& channel = formats::FindChannel(recording, name);
         if (drawable(channel))
             return channel;
         throw Failure(Exit::kUsage, fmt::format("channel \"{}\" is no voltage; choose another with --channel",
@@ -160,8 +162,8 @@ StripChart ChartOfSignal(SignalOptions& signal, const std::string& channel, doub
 
 StripChart ChartOfRecording(const std::string& path, const std::string& channel)
 {
-    const RecordingFile recording = ReadRecording(path);
-    const RecordedChannel& chosen = Chosen(recording, path, channel);
+    const formats::Recording recording = formats::ReadRecording(path);
+    const formats::RecordedChannel& chosen = Chosen(recording, path, channel);
     StripChart chart;
     chart.rate = chosen.rate;
     chart.mv = chosen.values;

@@ -1,14 +1,14 @@
 // fuzz_wfdb.cpp - WFDB records as 'zeka file' reads them. An input is a header, a NUL, and then what stands
 // in every file beside it, in the signals' files as in the annotations'.
-#include "cli/failure.h"
-#include "cli/formats/wfdb.h"
+#include "formats/file_error.h"
+#include "formats/wfdb_reader.h"
 #include "fuzz/memory_file.h"
 
 #include <set>
 
 namespace {
 
-using namespace zeka::cli;
+using namespace zeka::formats;
 
 void RequireWhole(const WfdbHeader& header, const std::vector<RecordedChannel>& channels, std::size_t bytes)
 {
@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto channels = ReadWfdbSignals(
             header, [&](const std::string&) { return beside; }, "header");
         RequireWhole(header, channels, beside.size());
-    } catch (const Failure& failure) {
+    } catch (const FileError& failure) {
         ZEKA_REQUIRE(std::string(failure.what()).find('\n') == std::string::npos);
     }
     return 0;

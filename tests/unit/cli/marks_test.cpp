@@ -1,6 +1,6 @@
 // marks_test.cpp - marks are found where they were put, however the samples come in pieces.
-#include "cli/formats/recording_writer.h"
 #include "cli/mark_finder.h"
+#include "formats/writers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,14 +35,14 @@ struct Signal {
 };
 
 /// All marks of the kind; every one in the order of time, and no later than a writer waits for it.
-std::vector<Mark> Find(const MarkSettings& settings, const Signal& signal, MarkKind kind)
+std::vector<formats::Mark> Find(const MarkSettings& settings, const Signal& signal, formats::MarkKind kind)
 {
-    std::vector<Mark> found;
+    std::vector<formats::Mark> found;
     std::uint64_t taken = 0;
     std::uint64_t before = 0;
-    MarkFinder finder(settings, [&](const Mark& mark) {
+    MarkFinder finder(settings, [&](const formats::Mark& mark) {
         EXPECT_GE(mark.sample, before);
-        EXPECT_LE(taken, mark.sample + RecordingWriter::kMarkLag);
+        EXPECT_LE(taken, mark.sample + formats::RecordingWriter::kMarkLag);
         before = mark.sample;
         if (mark.kind == kind)
             found.push_back(mark);
@@ -57,10 +57,10 @@ std::vector<Mark> Find(const MarkSettings& settings, const Signal& signal, MarkK
     return found;
 }
 
-std::vector<std::uint64_t> SamplesOf(const std::vector<Mark>& marks)
+std::vector<std::uint64_t> SamplesOf(const std::vector<formats::Mark>& marks)
 {
     std::vector<std::uint64_t> samples;
-    for (const Mark& mark : marks)
+    for (const formats::Mark& mark : marks)
         samples.push_back(mark.sample);
     return samples;
 }
@@ -73,7 +73,7 @@ TEST(Marks, PacingPulsesHaveWidthAndSign)
     signal.AddPulse(39'990, 10, 2.0); // cut off by the end
     MarkSettings settings;
     settings.paced = true;
-    const std::vector<Mark> pulses = Find(settings, signal, MarkKind::kPacing);
+    const std::vector<formats::Mark> pulses = Find(settings, signal, formats::MarkKind::kPacing);
     EXPECT_THAT(SamplesOf(pulses), ElementsAre(0, 7001, 39'990));
     EXPECT_DOUBLE_EQ(pulses.at(0).width_ms, 0.1);
     EXPECT_DOUBLE_EQ(pulses.at(1).width_ms, 2.0);
@@ -103,8 +103,8 @@ TEST(Marks, BeatsThatNoSettingTellsAreFoundByTheirSteepness)
     settings.overshoot_mv = -kOvershootMv;
     settings.overshoot_s = kOvershootS;
     ASSERT_GT(peaks.size(), 40u);
-    EXPECT_EQ(SamplesOf(Find(settings, signal, MarkKind::kRPeak)), peaks);
-    EXPECT_THAT(Find(settings, signal, MarkKind::kPacing), SizeIs(peaks.size()));
+    EXPECT_EQ(SamplesOf(Find(settings, signal, formats::MarkKind::kRPeak)), peaks);
+    EXPECT_THAT(Find(settings, signal, formats::MarkKind::kPacing), SizeIs(peaks.size()));
 }
 
 // 5 samples beside the place that the settings tell, with QRS on and off around it; the last one ends beyond
@@ -120,12 +120,13 @@ TEST(Marks, BeatsOfTheSettingsAreTheHighestSampleNearTheirPlace)
     for (std::size_t beat = 0; beat < 3; ++beat)
         signal.AddBeat(beat * 40'000 + 20'005, -1.0);
     const std::uint64_t rise = 1750; // 7/16 of 100 ms
-    EXPECT_THAT(SamplesOf(Find(settings, signal, MarkKind::kRPeak)), ElementsAre(20'005, 60'005, 100'005));
-    EXPECT_THAT(SamplesOf(Find(settings, signal, MarkKind::kQrsOnset)),
+    EXPECT_THAT(SamplesOf(Find(settings, signal, formats::MarkKind::kRPeak)),
+                ElementsAre(20'005, 60'005, 100'005));
+    EXPECT_THAT(SamplesOf(Find(settings, signal, formats::MarkKind::kQrsOnset)),
                 ElementsAre(20'005 - rise, 60'005 - rise, 100'005 - rise));
     signal.ac_mv.resize(101'000);
     signal.dc_mv.resize(101'000);
-    EXPECT_THAT(SamplesOf(Find(settings, signal, MarkKind::kQrsEnd)),
+    EXPECT_THAT(SamplesOf(Find(settings, signal, formats::MarkKind::kQrsEnd)),
                 ElementsAre(20'005 - rise + 4000, 60'005 - rise + 4000));
 }
 
@@ -135,9 +136,12 @@ TEST(Marks, RoundsAndApneaFollowTheClock)
     MarkSettings settings;
     settings.apnea_s = 10.0;
     settings.round_s = 50.0;
-    EXPECT_THAT(SamplesOf(Find(settings, signal, MarkKind::kPlayMark)), ElementsAre(0, 2'000'000, 4'000'000));
-    EXPECT_THAT(SamplesOf(Find(settings, signal, MarkKind::kApneaBegin)), ElementsAre(2'000'000, 4'400'000));
-    EXPECT_THAT(SamplesOf(Find(settings, signal, MarkKind::kApneaEnd)), ElementsAre(2'400'000, 4'800'000));
+    EXPECT_THAT(SamplesOf(Find(settings, signal, formats::MarkKind::kPlayMark)),
+                ElementsAre(0, 2'000'000, 4'000'000));
+    EXPECT_THAT(SamplesOf(Find(settings, signal, formats::MarkKind::kApneaBegin)),
+                ElementsAre(2'000'000, 4'400'000));
+    EXPECT_THAT(SamplesOf(Find(settings, signal, formats::MarkKind::kApneaEnd)),
+                ElementsAre(2'400'000, 4'800'000));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // record_test.cpp - zeka record without an instrument, and zeka file: what the files hold is the signal that
 // was asked for, with its marks where arithmetic puts them, and a file is played as it stands.
-#include "cli/formats/recording_file.h"
 #include "command.h"
+#include "formats/readers.h"
 #include "support/fixture.h"
 
 #include <cmath>
@@ -254,7 +254,7 @@ TEST_P(Losing, ThePulledCableIsToldInOneLine)
     EXPECT_THAT(outcome.err, AllOf(testing::StartsWith("zeka: "), HasSubstr("lost")));
     EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1);
     if (GetParam() == std::string("record")) { // an hour is not to be lost with its last second
-        EXPECT_GE(cli::FindChannel(cli::ReadRecording(Kept()), "AC").values.size(), 20u * 700u);
+        EXPECT_GE(formats::FindChannel(formats::ReadRecording(Kept()), "AC").values.size(), 20u * 700u);
     }
 }
 

@@ -1,5 +1,8 @@
-// edf_writer.cpp (formats) - see edf.h.
-#include "cli/formats/edf.h"
+// edf_writer.cpp - lays out header and data records of EDF+. A data record waits in memory until the marks
+// that belong to it can have come, then goes to the file.
+#include "formats/edf_writer.h"
+
+#include "formats/counts.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +11,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 
 constexpr int kSentRate = 40000;
@@ -196,4 +199,4 @@ void EdfWriter::End()
     file_.Close();
 }
 
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,15 +1,17 @@
-// wfdb_writer.cpp (formats) - see wfdb.h. An annotation is a word of 16 bits, its code in the upper 6 and the
-// samples since the one before in the lower 10; longer ways and texts are words of their own beside it.
-#include "cli/formats/wfdb.h"
+// wfdb_writer.cpp - writes the three files of a WFDB record. An annotation is a word of 16 bits, its code in
+// the upper 6 and the samples since the one before in the lower 10; longer ways and texts are words of their
+// own beside it.
+#include "formats/wfdb_writer.h"
 
-#include "cli/failure.h"
-#include "cli/formats/wfdb_codes.h"
+#include "formats/counts.h"
+#include "formats/file_error.h"
+#include "formats/wfdb_codes.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 
 constexpr std::uint64_t kSentRate = 40000;
@@ -24,8 +26,8 @@ std::string BaseOf(const std::string& path)
     const std::string record = base.filename();
     const auto fits = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '-'; };
     if (record.empty() || !std::ranges::all_of(record, fits))
-        throw Failure(
-            Exit::kUsage,
+        throw FileError(
+            Trouble::kRequest,
             fmt::format("\"{}\" is no name for a WFDB record; give one of letters, digits, _ and -", record));
     return base;
 }
@@ -137,4 +139,4 @@ void WfdbWriter::End()
     header.Close();
 }
 
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,7 +1,7 @@
-// text_reader.cpp (formats) - recordings as text: that of the library, and CSV as this command writes it.
-#include "cli/formats/text.h"
+// text_reader.cpp - parses the library's text formats line by line, and CSV as csv writers here make it.
+#include "formats/text_reader.h"
 
-#include "cli/failure.h"
+#include "formats/file_error.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,18 +9,13 @@
 #include <fmt/format.h>
 #include <optional>
 
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 
 constexpr std::size_t kMostChannels = 128;
 constexpr std::string_view kTimeColumn = "time_s";
 constexpr std::string_view kMvSuffix = "_mv";
 constexpr double kTimeStepS = 1e-6; // the times have six places
-
-[[noreturn]] void Refuse(const std::string& path, const std::string& why)
-{
-    throw Failure(Exit::kCheckFailed, fmt::format("{}: {}", path, why));
-}
 
 std::string_view Trimmed(std::string_view text)
 {
@@ -75,7 +70,7 @@ double Expect(const std::optional<std::string_view>& piece, const std::string& p
 
 /// Rate, count, then the number of channels, their names and a row for each sample; a file of one channel has
 /// its values at once. The third and fourth line tell which it is: names are no numbers.
-RecordingFile ReadPlain(Pieces lines, const std::string& path)
+Recording ReadPlain(Pieces lines, const std::string& path)
 {
     const double rate = Expect(lines.Next(), path, "sample rate");
     const double count = Expect(lines.Next(), path, "number of samples");
@@ -84,7 +79,7 @@ RecordingFile ReadPlain(Pieces lines, const std::string& path)
     const auto third = lines.Next();
     Pieces rest = lines;
     const auto fourth = lines.Next();
-    RecordingFile recording;
+    Recording recording;
     recording.format = "text";
     const bool named =
         fourth && !fourth->empty() && !Number(*fourth) && !Number(*Pieces(*fourth, ',').Next()).has_value();
@@ -150,9 +145,9 @@ double RateOf(const std::vector<double>& times, const std::string& path)
 }
 
 /// A line of names, the first of which is that of the time, and a line for each sample.
-RecordingFile ReadCsv(std::string_view names, Pieces lines, const std::string& path)
+Recording ReadCsv(std::string_view names, Pieces lines, const std::string& path)
 {
-    RecordingFile recording;
+    Recording recording;
     recording.format = "CSV";
     recording.channels = ColumnsOf(Pieces(names, ','), path);
     std::vector<double> times;
@@ -172,7 +167,7 @@ RecordingFile ReadCsv(std::string_view names, Pieces lines, const std::string& p
 
 } // namespace
 
-RecordingFile ReadText(std::string_view text, const std::string& path)
+Recording ReadText(std::string_view text, const std::string& path)
 {
     Pieces lines(text, '\n');
     Pieces behind_the_first = lines;
@@ -182,4 +177,4 @@ RecordingFile ReadText(std::string_view text, const std::string& path)
     return ReadPlain(lines, path);
 }
 
-} // namespace zeka::cli
+} // namespace zeka::formats

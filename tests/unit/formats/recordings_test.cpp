@@ -1,9 +1,9 @@
 // formats_test.cpp - recordings of other software and for it: what is written is read back, also by programs
 // that are not ours; files that are not what they say end in one line.
-#include "cli/failure.h"
-#include "cli/formats/recording_file.h"
-#include "cli/formats/recording_writer.h"
-#include "cli/formats/wfdb.h"
+#include "formats/counts.h"
+#include "formats/file_error.h"
+#include "formats/readers.h"
+#include "formats/writers.h"
 #include "support/fixture.h"
 
 #include <cmath>
@@ -15,7 +15,7 @@
 #include <iterator>
 #include <random>
 
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 
 using testing::DoubleNear;
@@ -94,7 +94,7 @@ constexpr double kDcStepMv = 1.0 / kDcCountsPerMv;
 TEST_F(Formats, EdfIsReadByEdfLibAsItWasWritten)
 {
     const Written written = Write(Format::kEdf, PlanFor(Path("x.edf"), 40000));
-    const RecordingFile read = ReadRecording(Path("x.edf"));
+    const Recording read = ReadRecording(Path("x.edf"));
     EXPECT_EQ(read.format, "EDF+");
     ASSERT_THAT(read.channels, SizeIs(2));
     EXPECT_EQ(read.channels[0].name, "AC");
@@ -115,7 +115,7 @@ TEST_F(Formats, EdfIsReadByEdfLibAsItWasWritten)
 TEST_F(Formats, EdfFillsItsLastDataRecord)
 {
     Write(Format::kEdf, PlanFor(Path("x.edf"), 500), 1300);
-    const RecordingFile read = ReadRecording(Path("x.edf"));
+    const Recording read = ReadRecording(Path("x.edf"));
     ASSERT_THAT(read.channels[0].values, SizeIs(1500));
     EXPECT_EQ(read.channels[0].values[1499], read.channels[0].values[1299]);
     edf_hdr_struct header{};
@@ -133,7 +133,7 @@ TEST_F(Formats, EdfLosesNoMarkWhereManyMeet)
     for (int i = 0; i < 40; ++i)
         writer->Note({MarkKind::kRPeak, 20'001});
     writer->End();
-    const RecordingFile read = ReadRecording(Path("x.edf"));
+    const Recording read = ReadRecording(Path("x.edf"));
     ASSERT_THAT(read.annotations, SizeIs(40));
     for (const Annotation& annotation : read.annotations)
         EXPECT_NEAR(annotation.seconds, 20'001 / 40000.0, 1e-7);
@@ -143,7 +143,7 @@ TEST_F(Formats, WfdbIsReadAsItWasWritten)
 {
     const Written written = Write(Format::kWfdb, PlanFor(Path("rec.hea"), 40000));
     for (const char* name : {"rec.hea", "rec.dat", "rec"}) {
-        const RecordingFile read = ReadRecording(Path(name));
+        const Recording read = ReadRecording(Path(name));
         EXPECT_EQ(read.format, "WFDB");
         ASSERT_THAT(read.channels, SizeIs(2));
         EXPECT_EQ(read.channels[1].name, "DC");
@@ -173,7 +173,7 @@ TEST_F(Formats, WfdbReadsWhatOthersWrite)
     Put("r.atr", std::string("\x05\x14\x00\xEC\x01\x00\xA0\x86\x00\x68\x03\xFC"
                              "abc\0\0\0",
                              18));
-    const RecordingFile read = ReadRecording(Path("r.hea"));
+    const Recording read = ReadRecording(Path("r.hea"));
     ASSERT_THAT(read.channels, SizeIs(3));
     EXPECT_EQ(read.channels[0].rate, 360.0);
     EXPECT_EQ(read.channels[0].name, "first lead");
@@ -191,14 +191,14 @@ TEST_F(Formats, WfdbReadsWhatOthersWrite)
 
 TEST_F(Formats, TheLibrarysOwnFilesAreTold)
 {
-    const RecordingFile single = ReadRecording(Put("s.txt", "250\n3\n0.5\n-1\n+2e-1\n9\n"));
+    const Recording single = ReadRecording(Put("s.txt", "250\n3\n0.5\n-1\n+2e-1\n9\n"));
     ASSERT_THAT(single.channels, SizeIs(1));
     EXPECT_THAT(single.channels[0].values, ElementsAre(0.5, -1.0, 0.2));
-    const RecordingFile multi = ReadRecording(Put("m.txt", "500\r\n2\r\n2\r\nI,V 1\r\n1, 2\r\n3,4\r\n"));
+    const Recording multi = ReadRecording(Put("m.txt", "500\r\n2\r\n2\r\nI,V 1\r\n1, 2\r\n3,4\r\n"));
     ASSERT_THAT(multi.channels, SizeIs(2));
     EXPECT_EQ(FindChannel(multi, "V 1").values, FindChannel(multi, "1").values);
     EXPECT_THAT(multi.channels[1].values, ElementsAre(2.0, 4.0));
-    const RecordingFile binary =
+    const Recording binary =
         ReadRecording(Put("b.bin", std::string("\x01\x68\0\0\0\x02\x03\xE8\xFF\xFF", 10)));
     EXPECT_EQ(binary.format, "binary");
     EXPECT_EQ(binary.channels[0].rate, 360.0);
@@ -210,7 +210,7 @@ TEST_F(Formats, CsvIsReadAsItWasWritten)
     for (const int rate : {360, 40'000}) {
         const std::string path = Path(std::to_string(rate) + ".csv");
         const Written written = Write(Format::kCsv, PlanFor(path, rate), 9'000);
-        const RecordingFile read = ReadRecording(path);
+        const Recording read = ReadRecording(path);
         EXPECT_EQ(read.format, "CSV");
         EXPECT_EQ(read.channels.at(0).rate, rate);
         EXPECT_THAT(FindChannel(read, "ac").values, Pointwise(DoubleNear(5.1e-7), written.ac_mv));
@@ -223,7 +223,7 @@ TEST_F(Formats, WhatIsNoRecordingIsSaidInOneLine)
     const auto refused = [](const std::string& path) {
         try {
             (void)ReadRecording(path);
-        } catch (const Failure& failure) {
+        } catch (const FileError& failure) {
             return std::string(failure.what());
         }
         return std::string("it was read");
@@ -258,6 +258,13 @@ TEST_F(Formats, WhatIsNoRecordingIsSaidInOneLine)
     EXPECT_THAT(refused(Put("cut.hea", "cut 1 360\ncut.dat 16 200\n")), HasSubstr("within an annotation"));
 }
 
+TEST_F(Formats, JsonLinesEscapeWhatATitleHolds)
+{
+    (void)OpenRecording(Format::kJsonLines, {Path("x.jsonl"), "a\"b\\\n\x01\xFF \xC3\xA4", 500, "", 0.0});
+    EXPECT_EQ(Get("x.jsonl"), "{\"schema\":1,\"recording\":\"a\\\"b\\\\\\n\\u0001\xEF\xBF\xBD \xC3\xA4\","
+                              "\"rate\":500,\"filter\":\"none\",\"unit\":\"mV\"}\n");
+}
+
 // Any change to a good file is read or refused, never more.
 TEST_F(Formats, DamagedFilesAreReadOrRefused)
 {
@@ -279,7 +286,7 @@ TEST_F(Formats, DamagedFilesAreReadOrRefused)
         try {
             (void)ReadRecording(Path(name));
             ++read;
-        } catch (const Failure&) {
+        } catch (const FileError&) {
             ++refused;
         }
     }
@@ -290,7 +297,7 @@ TEST_F(Formats, DamagedFilesAreReadOrRefused)
 TEST_F(Formats, WhatWouldConfuseATerminalIsNotPassedOn)
 {
     Put("r.dat", "1234");
-    const RecordingFile read =
+    const Recording read =
         ReadRecording(Put("r.hea", "r 2 360\nr.dat 16 1/\xB5V 16 0 0 0 0 \x1b[31mred\xFF\n"
                                    "r.dat 16 1/\xC2\xB5V 16 0 0 0 0 L\xC3\xA4nge \xED\xA0\x80\n"));
     ASSERT_THAT(read.channels, SizeIs(2));
@@ -375,4 +382,4 @@ TEST_F(Biosig, ReadsTheSamplesOfWfdb)
 }
 
 } // namespace
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,15 +1,10 @@
-// output_file.cpp - see output_file.h.
-#include "cli/formats/output_file.h"
+// output_file.cpp - writes through a buffer of 1 MiB, so that a recording at 40000 values a second needs few
+// calls of the system.
+#include "formats/output_file.h"
 
-#include "cli/failure.h"
+#include "formats/file_error.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cmath>
-#include <cstring>
-#include <fmt/format.h>
-
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 constexpr std::size_t kBufferBytes = 1 << 20;
 }
@@ -27,11 +22,9 @@ OutputFile::OutputFile(const std::string& path)
 
 void OutputFile::Fail() const
 {
-    throw Failure(errno == EACCES ? Exit::kPermission : Exit::kCheckFailed,
-                  path_.empty() ? fmt::format("cannot write the result: {}; look where stdout goes",
-                                              std::strerror(errno))
-                                : fmt::format("cannot write {}: {}; name another file with --output", path_,
-                                              std::strerror(errno)));
+    if (path_.empty())
+        RefuseByErrno("cannot write the result", "look where stdout goes");
+    RefuseByErrno("cannot write " + path_, "name another file");
 }
 
 void OutputFile::Write(std::string_view text)
@@ -63,13 +56,4 @@ void OutputFile::Close()
         Fail();
 }
 
-std::int16_t Counts(double mv, double counts_per_mv)
-{
-    constexpr double kLimit = 32767.0; // -32768 means "no value" to readers of WFDB
-    const double counts = mv * counts_per_mv;
-    if (std::isnan(counts))
-        return 0;
-    return static_cast<std::int16_t>(std::lrint(std::clamp(counts, -kLimit, kLimit)));
-}
-
-} // namespace zeka::cli
+} // namespace zeka::formats

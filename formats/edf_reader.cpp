@@ -1,12 +1,14 @@
-// edf_reader.cpp (formats) - EDF, EDF+, BDF and BDF+ with EDFlib.
-#include "cli/failure.h"
-#include "cli/formats/edf.h"
+// edf_reader.cpp - takes channels and annotations out of an EDF file with EDFlib, and says in words why one
+// is refused.
+#include "formats/edf_reader.h"
+
+#include "formats/file_error.h"
 
 #include <algorithm>
 #include <edflib.h>
-#include <fmt/format.h>
+#include <memory>
 
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 
 constexpr double kUnitsPerSecond = EDFLIB_TIME_DIMENSION;
@@ -32,7 +34,7 @@ public:
     explicit EdfFile(const std::string& path) : path_(path), header_(std::make_unique<edf_hdr_struct>())
     {
         if (edfopen_file_readonly(path.c_str(), header_.get(), EDFLIB_READ_ALL_ANNOTATIONS) != 0)
-            throw Failure(Exit::kCheckFailed, fmt::format("{}: {}", path, Reason(header_->filetype)));
+            Refuse(path, Reason(header_->filetype));
     }
     ~EdfFile() { (void)edfclose_file(header_->handle); }
     EdfFile(const EdfFile&) = delete;
@@ -57,8 +59,7 @@ public:
             channel.values.resize(before + static_cast<std::size_t>(wanted));
             if (edfread_physical_samples(header_->handle, signal, wanted, channel.values.data() + before) !=
                 wanted)
-                throw Failure(Exit::kCheckFailed,
-                              fmt::format("{}: {}", path_, Reason(EDFLIB_FILE_READ_ERROR)));
+                Refuse(path_, Reason(EDFLIB_FILE_READ_ERROR));
         }
         if (channel.voltage)
             std::ranges::for_each(channel.values, [mv](double& value) { value *= mv; });
@@ -87,12 +88,12 @@ private:
 
 } // namespace
 
-RecordingFile ReadEdf(const std::string& path)
+Recording ReadEdf(const std::string& path)
 {
     const EdfFile file(path);
     const edf_hdr_struct& header = file.Header();
     constexpr const char* kNames[] = {"EDF", "EDF+", "BDF", "BDF+"};
-    RecordingFile recording;
+    Recording recording;
     recording.format = kNames[std::clamp(header.filetype, 0, 3)];
     for (int signal = 0; signal < header.edfsignals; ++signal)
         recording.channels.push_back(file.Channel(signal));
@@ -101,4 +102,4 @@ RecordingFile ReadEdf(const std::string& path)
     return recording;
 }
 
-} // namespace zeka::cli
+} // namespace zeka::formats

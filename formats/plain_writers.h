@@ -1,10 +1,10 @@
-// plain_writers.h (formats) - the formats of one plain text or number after the other.
+// plain_writers.h - the formats of one plain text or number after the other.
 #pragma once
 
-#include "cli/formats/output_file.h"
-#include "cli/formats/recording_writer.h"
+#include "formats/output_file.h"
+#include "formats/recording_writer.h"
 
-namespace zeka::cli {
+namespace zeka::formats {
 
 /// A line for each value: time in s, AC and DC in mV.
 class CsvWriter : public RecordingWriter {
@@ -47,4 +47,4 @@ private:
     std::vector<std::uint8_t> bytes_;
 };
 
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,16 +1,14 @@
-// recording_writer.h (formats) - a recording on its way into a file: samples and marks as they come, so that
+// recording_writer.h - a recording on its way into a file: samples and marks are taken as they come, so that
 // its length does not matter.
 #pragma once
 
-#include "cli/formats/mark.h"
+#include "formats/mark.h"
 
-#include <memory>
+#include <cstdint>
 #include <span>
 #include <string>
 
-namespace zeka::cli {
-
-enum class Format { kCsv, kEdf, kWfdb, kFloat, kJsonLines };
+namespace zeka::formats {
 
 struct RecordingPlan {
     std::string path; // empty: stdout, not for EDF and WFDB
@@ -20,11 +18,6 @@ struct RecordingPlan {
     double marks_per_second = 0.0; // at most
 };
 
-/// Scale of the formats that keep whole numbers of 16 bits, in counts per mV. An AC count is the instrument's
-/// own; DC at +-1000 mV fits.
-inline constexpr double kAcCountsPerMv = 6400.0;
-inline constexpr double kDcCountsPerMv = 32.0;
-
 class RecordingWriter {
 public:
     RecordingWriter() = default;
@@ -32,22 +25,14 @@ public:
     RecordingWriter(const RecordingWriter&) = delete;
     RecordingWriter& operator=(const RecordingWriter&) = delete;
 
-    /// The next values of both channels, mV; spans of equal length. Throws Failure.
+    /// The next values of both channels, mV; spans of equal length. Throws FileError.
     virtual void Take(std::span<const double> ac_mv, std::span<const double> dc_mv) = 0;
     /// In the order of time, each at most `kMarkLag` samples of 40000/s after its own has been taken.
     virtual void Note(const Mark& mark) = 0;
-    /// Makes the file whole. Throws Failure.
+    /// Makes the file whole. Throws FileError.
     virtual void End() = 0;
 
     static constexpr std::uint64_t kMarkLag = 100'000;
 };
 
-/// Creates the file. Throws Failure.
-std::unique_ptr<RecordingWriter> OpenRecording(Format format, const RecordingPlan& plan);
-
-/// From the suffix of the name: .edf, .hea, .dat, .f32, .jsonl; anything else is CSV.
-Format FormatOfName(const std::string& path);
-/// "csv", "edf", "wfdb", "float", "jsonl"
-const char* NameOf(Format format);
-
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,17 +1,14 @@
-// plain_writers.cpp (formats) - CSV and raw floats, neither of which has a place for marks, JSON Lines; and
-// the choice of the writer.
-#include "cli/formats/plain_writers.h"
+// plain_writers.cpp - CSV and raw floats, neither of which has a place for marks, and JSON Lines.
+#include "formats/plain_writers.h"
 
-#include "cli/console.h"
-#include "cli/failure.h"
-#include "cli/formats/edf.h"
-#include "cli/formats/wfdb.h"
+#include "formats/counts.h"
+#include "formats/json_text.h"
 
 #include <array>
 #include <bit>
 #include <fmt/format.h>
 
-namespace zeka::cli {
+namespace zeka::formats {
 
 CsvWriter::CsvWriter(const RecordingPlan& plan) : file_(plan.path), rate_(plan.rate)
 {
@@ -29,12 +26,11 @@ void CsvWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_m
 
 JsonLinesWriter::JsonLinesWriter(const RecordingPlan& plan) : file_(plan.path), rate_(plan.rate)
 {
-    const nlohmann::ordered_json head{{"schema", kJsonSchema},
-                                      {"recording", plan.title},
-                                      {"rate", plan.rate},
-                                      {"filter", plan.filter.empty() ? "none" : plan.filter},
-                                      {"unit", "mV"}};
-    file_.Write(std::string_view(head.dump() + "\n"));
+    constexpr int kSchema = 1; // counts up when a reader could be misled
+    const std::string head =
+        fmt::format("{{\"schema\":{},\"recording\":{},\"rate\":{},\"filter\":{},\"unit\":\"mV\"}}\n", kSchema,
+                    JsonText(plan.title), plan.rate, JsonText(plan.filter.empty() ? "none" : plan.filter));
+    file_.Write(std::string_view(head));
 }
 
 void JsonLinesWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_mv)
@@ -76,53 +72,4 @@ void FloatWriter::Take(std::span<const double> ac_mv, std::span<const double> dc
     file_.Write(bytes_);
 }
 
-std::unique_ptr<RecordingWriter> OpenRecording(Format format, const RecordingPlan& plan)
-{
-    if (plan.path.empty() && (format == Format::kEdf || format == Format::kWfdb))
-        throw Failure(Exit::kUsage,
-                      fmt::format("{} cannot go to stdout; name a file with --output", NameOf(format)));
-    switch (format) {
-    case Format::kEdf:
-        return std::make_unique<EdfWriter>(plan);
-    case Format::kWfdb:
-        return std::make_unique<WfdbWriter>(plan);
-    case Format::kFloat:
-        return std::make_unique<FloatWriter>(plan);
-    case Format::kJsonLines:
-        return std::make_unique<JsonLinesWriter>(plan);
-    case Format::kCsv:
-        break;
-    }
-    return std::make_unique<CsvWriter>(plan);
-}
-
-Format FormatOfName(const std::string& path)
-{
-    const auto ends = [&path](std::string_view suffix) { return path.ends_with(suffix); };
-    if (ends(".edf") || ends(".EDF"))
-        return Format::kEdf;
-    if (ends(".hea") || ends(".dat"))
-        return Format::kWfdb;
-    if (ends(".jsonl"))
-        return Format::kJsonLines;
-    return ends(".f32") ? Format::kFloat : Format::kCsv;
-}
-
-const char* NameOf(Format format)
-{
-    switch (format) {
-    case Format::kEdf:
-        return "edf";
-    case Format::kWfdb:
-        return "wfdb";
-    case Format::kFloat:
-        return "float";
-    case Format::kJsonLines:
-        return "jsonl";
-    case Format::kCsv:
-        break;
-    }
-    return "csv";
-}
-
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,17 +1,15 @@
-// edf.h (formats) - EDF+: written here, read with EDFlib.
+// edf_writer.h - recordings as EDF+.
 //
-// The library's own writer keeps all annotations in memory and rounds their times to 0.1 ms, four samples;
-// here they go into the file with the samples they belong to, exact to the sample. Its reader checks a file
-// through and through before it hands anything out.
+// EDFlib's own writer keeps all annotations in memory and rounds their times to 0.1 ms, four samples; here
+// they go into the file with the samples they belong to, exact to the sample.
 #pragma once
 
-#include "cli/formats/output_file.h"
-#include "cli/formats/recording_file.h"
-#include "cli/formats/recording_writer.h"
+#include "formats/output_file.h"
+#include "formats/recording_writer.h"
 
 #include <deque>
 
-namespace zeka::cli {
+namespace zeka::formats {
 
 /// Two signals, AC and DC, and annotations. A last data record that is not full is filled with its last
 /// value.
@@ -44,7 +42,4 @@ private:
     std::uint64_t written_ = 0; // data records
 };
 
-/// Throws Failure.
-RecordingFile ReadEdf(const std::string& path);
-
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,18 +1,22 @@
-// wfdb_reader.cpp (formats) - see wfdb.h. Nothing here is believed beyond what the files can back: the number
-// of samples follows from the bytes that are there.
-#include "cli/failure.h"
-#include "cli/formats/wfdb.h"
-#include "cli/formats/wfdb_codes.h"
+// wfdb_reader.cpp - parses headers, samples and annotations of WFDB records. Nothing is believed beyond what
+// the files can back: the number of samples follows from the bytes that are there.
+#include "formats/wfdb_reader.h"
+
+#include "formats/file_error.h"
+#include "formats/input_file.h"
+#include "formats/wfdb_codes.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 #include <set>
+#include <span>
 #include <sstream>
 
-namespace zeka::cli {
+namespace zeka::formats {
 namespace {
 
 constexpr std::size_t kMostSignals = 1024;
@@ -23,11 +27,6 @@ constexpr std::size_t kHeaderLimit = 1 << 20;
 constexpr std::size_t kDataLimit = std::size_t{1} << 30;
 constexpr int kNoValue16 = -32768;
 constexpr int kNoValue12 = -2048;
-
-[[noreturn]] void Refuse(const std::string& name, const std::string& why)
-{
-    throw Failure(Exit::kCheckFailed, fmt::format("{}: {}", name, why));
-}
 
 /// Takes a number off the front of the text; empty when there is none.
 template <class Number> std::optional<Number> TakeNumber(std::string_view& text)
@@ -291,12 +290,12 @@ std::vector<RecordedChannel> ReadWfdbSignals(const WfdbHeader& header, const Wfd
     return channels;
 }
 
-RecordingFile ReadWfdb(const std::string& header_path)
+Recording ReadWfdb(const std::string& header_path)
 {
     namespace fs = std::filesystem;
     const WfdbHeader header = ParseWfdbHeader(ReadWholeFile(header_path, kHeaderLimit), header_path);
     const fs::path folder = fs::path(header_path).parent_path();
-    RecordingFile recording;
+    Recording recording;
     recording.format = "WFDB";
     recording.channels = ReadWfdbSignals(
         header, [&](const std::string& file) { return ReadWholeFile(folder / file, kDataLimit); },
@@ -308,4 +307,4 @@ RecordingFile ReadWfdb(const std::string& header_path)
     return recording;
 }
 
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,10 +1,10 @@
-// mark.h (formats) - a point of the signal that a reader of a recording wants to find.
+// mark.h - a point of the signal that a reader of a recording wants to find.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-namespace zeka::cli {
+namespace zeka::formats {
 
 enum class MarkKind { kRPeak, kQrsOnset, kQrsEnd, kPacing, kApneaBegin, kApneaEnd, kPlayMark };
 
@@ -18,4 +18,4 @@ struct Mark {
 /// "R", "QRS on", "pacing 2.000 ms 5.00 mV", ...
 std::string TextOf(const Mark& mark);
 
-} // namespace zeka::cli
+} // namespace zeka::formats

@@ -1,9 +1,9 @@
-// mark.cpp - see mark.h.
-#include "cli/formats/mark.h"
+// mark.cpp - a mark in words, the same in every format that has a place for texts.
+#include "formats/mark.h"
 
 #include <fmt/format.h>
 
-namespace zeka::cli {
+namespace zeka::formats {
 
 std::string TextOf(const Mark& mark)
 {
@@ -26,4 +26,4 @@ std::string TextOf(const Mark& mark)
     return "play";
 }
 
-} // namespace zeka::cli
+} // namespace zeka::formats

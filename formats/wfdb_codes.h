@@ -1,10 +1,10 @@
-// wfdb_codes.h (formats) - the annotation codes of WFDB that are written or read here.
+// wfdb_codes.h - the annotation codes of WFDB that are written or read here.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-namespace zeka::cli::wfdb {
+namespace zeka::formats::wfdb {
 
 inline constexpr unsigned kNormalBeat = 1;
 inline constexpr unsigned kNote = 22;
@@ -31,4 +31,4 @@ inline constexpr std::array<const char*, 42> kMnemonics{
     "",  "N",  "L", "R", "a", "V", "F", "J", "A", "S", "E", "j", "/", "Q", "~", "",  "|", "",  "s", "T", "*",
     "D", "\"", "=", "p", "B", "^", "t", "+", "u", "?", "!", "[", "]", "e", "n", "@", "x", "f", "(", ")", "r"};
 
-} // namespace zeka::cli::wfdb
+} // namespace zeka::formats::wfdb

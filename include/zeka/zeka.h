@@ -234,8 +234,8 @@ ZEKA_API void WinEventCb(unsigned int message, unsigned int wParam, unsigned lon
  *
  * @return  0  selected
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing changed
- * @note Any thread. Sleeps 100 ms before it returns, so not from a signal callback while it streams: the
- *       next burst would be late. Blocks up to 3000 ms more while a signal streams.
+ * @note Any thread. Sleeps 100 ms before it returns, without the lock; inside a callback of the poll thread
+ *       it does not. Blocks up to 3000 ms more while a signal streams.
  */
 ZEKA_API int ZEKASetOutputFunction(int function);
 
@@ -733,7 +733,7 @@ ZEKA_API int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apnea
  * @return  0  started or stopped
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
  *         -2  start, -3 stop frequency, -4 duration outside its range; the sine is selected
- * @note Any thread but those of signal callbacks: it sleeps 100 ms. Blocks up to 3000 ms while a signal
+ * @note Any thread. Sleeps 100 ms before it returns, as ZEKASetOutputFunction. Blocks up to 3000 ms while a signal
  *       streams.
  */
 ZEKA_API int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz);

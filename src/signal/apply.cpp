@@ -136,6 +136,7 @@ void StartStream() ZEKA_NEEDS_LOCK
     Publish(g_bECGGoing, true);
     g_nSequenceCheck = 0;
     s_ChangeOnNextCycle = false;
+    g_hStopPlayEvent.ResetEvent(); // a stop that no request has met yet belongs to the stream before
     SetRelays(true);
     const zeka::WithoutRequestWait nothing_asked; // a setter in a callback of this burst would wait in vain
     _SendNextPacket();                            // the instrument asks only once it has something to play

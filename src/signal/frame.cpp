@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <utility>
 
 #include "link/serial_link.h"
 #include "platform/deadline.h"
@@ -19,6 +20,8 @@ constexpr int kLookMs = 50;
 
 thread_local int without_request_wait = 0;
 thread_local int open_frames = 0; // a frame inside a frame or an answer: it must not wait for the answer
+
+thread_local unsigned owed_pause_ms = 0;
 
 // An answer may be held up by one setter, which makes its change in that gap; the next one lets it pass.
 constexpr std::chrono::milliseconds kAnswerPatience{3};
@@ -109,6 +112,14 @@ bool StallJustSeen() noexcept
 
 void ForgetStall() noexcept { stall_seen = 0; }
 
+void PauseBehindFrame(unsigned ms) noexcept { owed_pause_ms = std::max(owed_pause_ms, ms); }
+
+OwedPause::~OwedPause()
+{
+    if (open_frames == 0 && owed_pause_ms > 0)
+        SleepEx(std::exchange(owed_pause_ms, 0u));
+}
+
 SetterFrame::SetterFrame() : SetterFrame(Deadline::InMs(kRequestWaitMs)) {}
 
 SetterFrame::SetterFrame(const Deadline& deadline)
@@ -129,7 +140,8 @@ AnswerDue::AnswerDue() noexcept
 AnswerDue::~AnswerDue()
 {
     answer_due_since = 0;
-    --open_frames;
+    if (--open_frames == 0)
+        owed_pause_ms = 0;
 }
 
 WithoutRequestWait::WithoutRequestWait() noexcept { ++without_request_wait; }

@@ -55,6 +55,20 @@ public:
     AnswerDue& operator=(const AnswerDue&) = delete;
 };
 
+/// The pause that the output stage needs after a switch. Called inside a frame; made behind the calling
+/// thread's outermost one, without the lock, so that the instrument is answered meanwhile. Inside an answer
+/// it is left out: nobody waits for the poll thread to return from it.
+void PauseBehindFrame(unsigned ms) noexcept;
+
+/// Makes the pause that is owed when the outermost frame has closed.
+class OwedPause {
+public:
+    OwedPause() noexcept = default;
+    ~OwedPause();
+    OwedPause(const OwedPause&) = delete;
+    OwedPause& operator=(const OwedPause&) = delete;
+};
+
 /// Opens an exported setter: takes g_CriticalSection, then waits for the request, then looks for the device.
 /// The lock is released on every way out.
 class ZEKA_SCOPED_LOCK SetterFrame {
@@ -71,7 +85,8 @@ private:
     // The time runs from before the lock: setters that queue behind one another do not add up their waits.
     explicit SetterFrame(const Deadline& deadline) ZEKA_ACQUIRES(g_CriticalSection);
 
-    CAutoCriticalSection lock_; // first member: taken before the wait, released last
+    OwedPause pause_;           // before the lock: made when that has been released
+    CAutoCriticalSection lock_; // taken before the wait, released behind it
     FrameState state_;
 };
 

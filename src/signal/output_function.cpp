@@ -17,23 +17,20 @@ int ZEKASetOutputFunction(int function)
 {
     if (function == 16)
         zeka::PreparePattern247(); // up to 3.6 million samples: before the lock, or a burst would come late
-    {
-        const zeka::SetterFrame frame;
-        if (!frame.Ready())
-            return zeka::kNoAnswer;
-        g_nSampleRate = kStreamSampleRate;
-        g_hStopPlayEvent.ResetEvent(); // requests are answered with samples again
-        zeka::Publish(g_MainOutput, function);
-        if (!zeka::Peek(g_bECGGoing))
-            zeka::DropStaleInput(); // a request from an earlier stream would get a burst that nobody waits
-                                    // for
-        SetRelays(false);
-        if (function == 13)
-            _Change(); // it forces frequency and width, which must not wait for the old period
-        else
-            _ChangeRequested();
-    }
-    SleepEx(kSettleMs);
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kNoAnswer;
+    g_nSampleRate = kStreamSampleRate;
+    g_hStopPlayEvent.ResetEvent(); // requests are answered with samples again
+    zeka::Publish(g_MainOutput, function);
+    if (!zeka::Peek(g_bECGGoing))
+        zeka::DropStaleInput(); // a request from an earlier stream would get a burst that nobody waits for
+    SetRelays(false);
+    if (function == 13)
+        _Change(); // it forces frequency and width, which must not wait for the old period
+    else
+        _ChangeRequested();
+    zeka::PauseBehindFrame(kSettleMs);
     return zeka::kOk;
 }
 

@@ -19,7 +19,15 @@ protected:
 
 class FastStream : public Connected {
 protected:
-    FastStream() : Connected(zeka::test::FastClock()) {}
+    FastStream() : Connected(FastAndPatient()) {}
+
+private:
+    static zeka::sim::InstrumentConfig FastAndPatient()
+    {
+        auto config = zeka::test::PatientInstrument();
+        config.player.clock = zeka::sim::ClockMode::kFast;
+        return config;
+    }
 };
 
 TEST_F(Stream, CarriesTheSineOfItsFormulaFromTheFirstSampleOn)
@@ -43,6 +51,8 @@ TEST_F(Stream, CarriesTheSineOfItsFormulaFromTheFirstSampleOn)
     ASSERT_EQ(ZEKASetOutputFunction(0), 0);
     EXPECT_FALSE(ZEKAIsPlaying());
     EXPECT_TRUE(instrument.WaitFor([&] { return !instrument.State().output_on; }, zeka::test::kPatience));
+    // The request that the stop met was answered with the output state, not with samples.
+    EXPECT_EQ(instrument.Stats().stream.ignored_packets, 0u);
 }
 
 TEST_F(Stream, GoesOnWithoutAGapWhileSettersAndExchangesRunBesideIt)
@@ -181,6 +191,44 @@ TEST_F(Stream, SettersInsideTheFirstBurstWaitForNoRequest)
         ZEKAFree();
         ASSERT_EQ(ZEKAConnect(-1, 10000), 1);
     }
+}
+
+TEST_F(FastStream, ThatASettingStartsAfterAPlaybackHasEndedAnswersItsFirstRequest)
+{
+    SetStandardWaveformLoop(false);
+    for (int (*const start)() :
+         {+[] { return SetBaselineResetTest(1); }, +[] { return SetFreqScanECG(true); },
+          +[] { return ZEKASetDynamicRangeTest(true, true, 1.0, 40.0); }}) {
+        ASSERT_EQ(ZEKASetOutputFunction(17), 0); // one second
+        ASSERT_TRUE(zeka::test::WaitUntil([] { return !ZEKAIsPlaying(); }));
+        instrument.ResetStats();
+        ASSERT_EQ(start(), 0);
+        EXPECT_TRUE(Streams(10));
+        EXPECT_EQ(instrument.Stats().stream.repeated_requests, 0u);
+        ASSERT_EQ(SetBaselineResetTest(0), 0);
+        ASSERT_EQ(ZEKASetOutputFunction(0), 0);
+    }
+}
+
+TEST_F(FastStream, GoesOnWhileTheSweepThatStartedItLetsTheOutputSettle)
+{
+    const auto begin = zeka::test::Clock::now();
+    ASSERT_EQ(ZEKASetFrequencyScan(true, 180, 1.0, 2.0), 0);
+    const auto bursts = instrument.Stats().stream.bursts;
+    EXPECT_GE(zeka::test::Since(begin), milliseconds{100});
+    EXPECT_GE(bursts, 4u); // of hundreds: with the lock held it is the first one alone
+    EXPECT_EQ(ZEKASetFrequencyScan(true, 9, 1.0, 2.0), -4);
+    // Its end, on the poll thread, keeps the lock from nobody either.
+    auto shortest = milliseconds::max();
+    for (int round = 0; round < 5; ++round) {
+        ASSERT_EQ(ZEKASetFrequencyScan(true, 180, 2.0, 1.0), 0);
+        ASSERT_TRUE(zeka::test::WaitUntil([] { return !ZEKAIsPlaying(); }));
+        const auto end = zeka::test::Clock::now();
+        EXPECT_FALSE(ZEKAGetFrequencyScan());
+        shortest = std::min(shortest, zeka::test::Since(end));
+        ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    }
+    EXPECT_LT(shortest, milliseconds{60});
 }
 
 } // namespace

@@ -4,72 +4,69 @@
 #include "link/serial_link.h"
 
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <sys/stat.h>
-#include <sys/wait.h>
+#include <string_view>
 
 #include "link/port.h"
+#include "link/unseen_shell.h"
+#include "platform/deadline.h"
 #include "util/text.h"
 
 namespace zeka {
 namespace {
 
 constexpr char kListCommand[] = "/bin/ls /dev/ttyACM* 2>/dev/null";
-constexpr int kLineBytes = 512;
+constexpr std::size_t kLineBytes = 512; // with its end; longer ones are cut into several
 constexpr int kCannotRun = 126; // the shell's exit codes for a command that it cannot run (126) or find (127)
 
-struct Listing {
-    bool started = false;
-    bool any_line = false;
-    bool found = false;
-    int status = -1; // as pclose gives it; -1 when the application reaps children itself
-};
+// A listing that takes longer is no check. The library's end does not wait even that long.
+constexpr unsigned kListingMs = 2000;
+constexpr unsigned kListingAtEndMs = 200;
 
-// Until the shell runs, the child has a copy of our descriptor. A close in that moment would not be the last
-// one: the child's would, and it would wait up to 30 s for output that a stalled instrument does not take,
-// the port would stay open as long, and popen would wait for the child.
-std::FILE* StartListing()
-{
-    const NoClose until_the_shell_runs;
-    return until_the_shell_runs.Holds() ? ::popen(kListCommand, "re") : nullptr;
-}
-
-Listing RunListing()
-{
-    Listing result;
-    std::FILE* const pipe = StartListing();
-    if (pipe == nullptr)
-        return result;
-    result.started = true;
-    std::array<char, kLineBytes> line{};
-    while (!result.found && std::fgets(line.data(), kLineBytes, pipe) != nullptr) {
-        StringTrim(line.data());
-        result.any_line = true;
-        result.found = DeviceCheckPath(line.data());
+/// Looks for the open device's path among the lines of a listing, which come in pieces.
+class Finder {
+public:
+    void Take(std::string_view piece)
+    {
+        for (const char c : piece) {
+            if (c != '\n')
+                line_[length_++] = c;
+            if (c == '\n' || length_ == kLineBytes - 1)
+                EndLine();
+        }
     }
-    result.status = ::pclose(pipe);
-    return result;
-}
+    [[nodiscard]] bool Found()
+    {
+        EndLine();
+        return found_;
+    }
 
-// Whether the listing can be believed when it does not name the node.
-bool WasMade(const Listing& listing)
-{
-    if (!listing.started)
-        return false;
-    if (listing.status != -1)
-        return WIFEXITED(listing.status) && WEXITSTATUS(listing.status) < kCannotRun;
-    return listing.any_line;
-}
+private:
+    void EndLine()
+    {
+        line_[length_] = '\0';
+        StringTrim(line_.data());
+        found_ = found_ || DeviceCheckPath(line_.data());
+        length_ = 0;
+    }
+
+    std::array<char, kLineBytes> line_{};
+    std::size_t length_ = 0;
+    bool found_ = false;
+};
 
 } // namespace
 
 Presence CheckPresence()
 {
-    const Listing listing = RunListing();
-    if (listing.found)
+    Finder finder;
+    const Deadline end = Deadline::InMs(kListingMs);
+    const Deadline early_end = Deadline::InMs(kListingAtEndMs);
+    const std::optional<int> status = RunUnseenShell(
+        kListCommand, end, [&finder](std::string_view piece) { finder.Take(piece); },
+        [&early_end] { return SearchCancelled() && early_end.Expired(); });
+    if (finder.Found())
         return Presence::kThere;
-    return WasMade(listing) ? Presence::kGone : Presence::kUnknown;
+    return status && *status < kCannotRun ? Presence::kGone : Presence::kUnknown;
 }
 
 } // namespace zeka

@@ -59,6 +59,7 @@ void ConfigureTerminal(int fd)
 
 void CancelSearch() noexcept { cancelled = true; }
 void AllowSearch() noexcept { cancelled = false; }
+bool SearchCancelled() noexcept { return cancelled; }
 
 } // namespace zeka
 

@@ -58,6 +58,7 @@ private:
 /// Ends a search that is under way soon, and every later one at once, until AllowSearch.
 void CancelSearch() noexcept;
 void AllowSearch() noexcept;
+[[nodiscard]] bool SearchCancelled() noexcept;
 
 enum class Presence { kThere, kGone, kUnknown };
 /// The presence check with its third answer: it could not be made (no process, no descriptor), which is no

@@ -1,7 +1,9 @@
 // search_test.cpp - which port is taken, what a failed search leaves behind, and a presence check that cannot
 // be made.
 #include "link/serial_link.h"
+#include "link/unseen_shell.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -112,7 +114,7 @@ TEST_F(Search, APresenceCheckThatCannotBeMadeIsNoLoss)
 {
     instrument.Plug(0);
     ASSERT_TRUE(DoFindDevice(0));
-    ::signal(SIGCHLD, SIG_IGN); // pclose then fails although the lines arrived
+    ::signal(SIGCHLD, SIG_IGN); // an ordinary child could not be waited for
     EXPECT_TRUE(DeviceIsAlive());
     ::signal(SIGCHLD, SIG_DFL);
 
@@ -129,6 +131,53 @@ TEST_F(Search, APresenceCheckThatCannotBeMadeIsNoLoss)
 
     instrument.Unplug();
     EXPECT_TRUE(zeka::test::WaitUntil([] { return zeka::CheckPresence() == zeka::Presence::kGone; }));
+}
+
+TEST_F(Search, ThePresenceCheckIsNoChildThatTheApplicationSees)
+{
+    instrument.Plug(0);
+    ASSERT_TRUE(DoFindDevice(0));
+    static std::atomic<int> signals{0};
+    ::signal(SIGCHLD, [](int) { ++signals; });
+    std::atomic<bool> stop{false};
+    int seen = 0;
+    std::thread application([&] {
+        for (int status = 0; !stop; std::this_thread::yield())
+            seen += ::waitpid(-1, &status, WNOHANG) != -1;
+    });
+    for (int round = 0; round < 20; ++round)
+        EXPECT_TRUE(DeviceIsAlive());
+    stop = true;
+    application.join();
+    EXPECT_EQ(seen, 0);
+    EXPECT_EQ(signals, 0);
+    EXPECT_EQ(::waitpid(-1, nullptr, __WALL), -1); // no zombie is left
+    ::signal(SIGCHLD, SIG_DFL);
+}
+
+TEST(UnseenShell, OfAnyLengthIsBoundedAndSaysHowItEnded)
+{
+    const auto never = [] { return false; };
+    std::string output;
+    const auto take = [&output](std::string_view piece) { output += piece; };
+    const auto in_ms = [](unsigned ms) { return zeka::Deadline::InMs(ms); };
+    EXPECT_EQ(zeka::RunUnseenShell("seq 20000; exit 3", in_ms(20000), take, never), 3);
+    EXPECT_EQ(output.size(), 108894u);
+    EXPECT_EQ(zeka::RunUnseenShell("kill -9 $$", in_ms(20000), take, never), 126);
+
+    const auto descriptors = zeka::test::OpenDescriptors();
+    for (const bool by_time : {true, false}) {
+        output.clear();
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(zeka::RunUnseenShell("echo $$; sleep 60; :", in_ms(by_time ? 500 : 30000), take,
+                                       [&] { return !by_time && !output.empty(); }),
+                  std::nullopt);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{15});
+        const int shell = std::atoi(output.c_str());
+        ASSERT_GT(shell, 0);
+        EXPECT_TRUE(zeka::test::WaitUntil([shell] { return ::kill(shell, 0) == -1; }));
+    }
+    EXPECT_EQ(zeka::test::OpenDescriptors(), descriptors);
 }
 
 } // namespace

@@ -84,6 +84,9 @@ int MoveWithin(const PortUse& port, short events, int count, int len, const Dead
             count += static_cast<int>(moved);
             break;
         case Step::kNothing:
+            // A descriptor may be said to be ready for ever and give nothing: the wait does not end that.
+            if (deadline.Expired())
+                return cut_short(count).on_timeout;
             PauseAWhile(deadline);
             break;
         case Step::kHungUp:

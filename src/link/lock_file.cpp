@@ -81,6 +81,14 @@ bool NamesTheFile(const char* path, int fd)
            named.st_ino == opened.st_ino;
 }
 
+// A lock file that cannot be removed says that nobody holds it: the process lives on, and its own next
+// connection would find the port taken.
+void Disown(int fd)
+{
+    constexpr std::int32_t kNobody = 0;
+    (void)!::pwrite(fd, &kNobody, sizeof kNobody, 0);
+}
+
 bool LockWithin(int fd, unsigned ms)
 {
     const Deadline deadline = Deadline::InMs(ms);
@@ -147,8 +155,9 @@ void UnlockDeviceFile()
 {
     if (g_nLockFile == -1)
         return;
-    if (zeka::holder == ::getpid() && zeka::NamesTheFile(g_szLockFilePath, g_nLockFile))
-        ::unlink(g_szLockFilePath);
+    if (zeka::holder == ::getpid() &&
+        !(zeka::NamesTheFile(g_szLockFilePath, g_nLockFile) && ::unlink(g_szLockFilePath) == 0))
+        zeka::Disown(g_nLockFile);
     ::close(g_nLockFile);
     g_nLockFile = -1;
     std::memset(g_szLockFilePath, 0, sizeof g_szLockFilePath);

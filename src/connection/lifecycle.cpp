@@ -16,6 +16,7 @@
 #include "platform/deadline.h"
 #include "signal/frame.h"
 #include "signal/state.h"
+#include "util/immortal.h"
 #include "util/peek.h"
 #include "zeka/zeka.h"
 
@@ -41,9 +42,8 @@ struct Runs {
 
 Runs& SupervisorRuns() noexcept
 {
-    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the program cannot go on
-    static Runs& runs = *new Runs;
-    return runs;
+    static Immortal<Runs> runs;
+    return runs.Get();
 }
 
 std::uint64_t CurrentRun()

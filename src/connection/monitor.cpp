@@ -5,6 +5,7 @@
 
 #include <map>
 #include <mutex>
+#include <new>
 #include <pthread.h>
 
 #include "connection/library_thread.h"
@@ -12,6 +13,7 @@
 #include "link/port.h"
 #include "link/serial_link.h"
 #include "platform/deadline.h"
+#include "util/immortal.h"
 #include "util/peek.h"
 
 namespace {
@@ -77,8 +79,8 @@ struct NotifyRegistry {
 // Never destroyed: a thread of the application may register while the process exits.
 NotifyRegistry& Registry()
 {
-    static NotifyRegistry& registry = *new NotifyRegistry;
-    return registry;
+    static zeka::Immortal<NotifyRegistry> registry;
+    return registry.Get();
 }
 
 } // namespace
@@ -135,7 +137,11 @@ void RegisterNotifyEvent(unsigned int message, ZEKA_NOTIFY_CALLBACK callback)
 {
     NotifyRegistry& registry = Registry();
     const std::scoped_lock hold(registry.lock);
-    registry.g_mapNotifyEvent[message] = callback;
+    try {
+        registry.g_mapNotifyEvent[message] = callback;
+    } catch (const std::bad_alloc&) {
+        // No exception leaves the library; a callback that is never called is not missed.
+    }
 }
 
 void WinEventCb(unsigned int message, unsigned int /*wParam*/, unsigned long /*lParam*/)

@@ -16,6 +16,7 @@
 #include "link/bounded_call.h"
 #include "link/serial_link.h"
 #include "platform/global_objects.h"
+#include "util/immortal.h"
 #include "util/peek.h"
 
 constinit std::int64_t g_hDevice = -1;
@@ -39,9 +40,8 @@ struct PortState {
 // Never destroyed: a thread of the application may be inside a call while the process exits.
 PortState& State() noexcept
 {
-    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the program cannot go on
-    static PortState& state = *new PortState;
-    return state;
+    static Immortal<PortState> state;
+    return state.Get();
 }
 
 constinit std::atomic<std::int64_t> lost_descriptor{-1};

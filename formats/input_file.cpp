@@ -24,6 +24,8 @@ std::string ReadWholeFile(const std::string& path, std::size_t limit)
         if (bytes.size() > limit)
             Refuse(path, fmt::format("it is longer than {} bytes; cut it into shorter ones", limit));
     }
+    if (file.bad()) // a part of a recording must not pass for the whole
+        Refuse(path, "it cannot be read to its end; copy it to another disk");
     return bytes;
 }
 

@@ -301,9 +301,13 @@ Recording ReadWfdb(const std::string& header_path)
         header, [&](const std::string& file) { return ReadWholeFile(folder / file, kDataLimit); },
         header_path);
     const std::string annotation_path = fs::path(header_path).replace_extension(".atr");
-    if (std::error_code none; fs::exists(annotation_path, none))
+    std::error_code error; // none where there is no such file
+    if (fs::exists(annotation_path, error))
         recording.annotations =
             ParseWfdbAnnotations(ReadWholeFile(annotation_path, kDataLimit), header.rate, annotation_path);
+    else if (error)
+        Refuse(annotation_path,
+               "cannot be looked at: " + error.message() + "; make it readable, or remove it");
     return recording;
 }
 

@@ -117,6 +117,22 @@ constinit std::atomic<unsigned> fired{0};
 // Initial-exec: a look at it never allocates.
 [[gnu::tls_model("initial-exec")]] thread_local bool under_test = false;
 
+/// An event takes and gives its eight bytes whole, whatever happens: its descriptors, as eventfd() gave them.
+constexpr int kKnownDescriptors = 1024;
+constinit std::array<std::atomic<bool>, kKnownDescriptors> is_event{};
+bool IsEvent(int fd) { return fd >= 0 && fd < kKnownDescriptors && is_event[static_cast<std::size_t>(fd)]; }
+void NoteEvent(int fd, bool event)
+{
+    if (fd >= 0 && fd < kKnownDescriptors)
+        is_event[static_cast<std::size_t>(fd)] = event;
+}
+
+/// What a kernel never gives for ever: an interruption, and "nothing there" for input that poll() has announced.
+bool Passes(const Plan& given)
+{
+    return given.error == EINTR || (given.error == EAGAIN && given.call == Call::kRead);
+}
+
 /// Whether this call fails; errno is set then. A short transfer counts as fired and says kShort in errno.
 bool Strikes(Call call)
 {
@@ -125,7 +141,7 @@ bool Strikes(Call call)
     const unsigned number = ++counts[static_cast<std::size_t>(call)];
     if (call != plan.call || plan.nth == 0 || number < plan.nth)
         return false;
-    if (number > plan.nth && (!plan.lasting || (plan.error == EINTR && (number - plan.nth) % 2 != 0)))
+    if (number > plan.nth && (!plan.lasting || (Passes(plan) && (number - plan.nth) % 2 != 0)))
         return false;
     ++fired;
     errno = plan.error;
@@ -246,7 +262,7 @@ int openat(int folder, const char* path, int flags, ...)
 
 ssize_t read(int fd, void* buffer, std::size_t count)
 {
-    const bool strikes = Strikes(Call::kRead);
+    const bool strikes = !zeka::faults::IsEvent(fd) && Strikes(Call::kRead);
     return strikes && !IsShort() ? -1 : NEXT(read)(fd, buffer, strikes ? Half(count) : count);
 }
 ssize_t pread(int fd, void* buffer, std::size_t count, off_t at)
@@ -256,7 +272,7 @@ ssize_t pread(int fd, void* buffer, std::size_t count, off_t at)
 }
 ssize_t write(int fd, const void* buffer, std::size_t count)
 {
-    const bool strikes = Strikes(Call::kWrite);
+    const bool strikes = !zeka::faults::IsEvent(fd) && Strikes(Call::kWrite);
     return strikes && !IsShort() ? -1 : NEXT(write)(fd, buffer, strikes ? Half(count) : count);
 }
 ssize_t readv(int fd, const iovec* pieces, int count)
@@ -279,6 +295,7 @@ int ppoll(pollfd* waits, nfds_t count, const timespec* time, const sigset_t* mas
 }
 int close(int fd)
 {
+    zeka::faults::NoteEvent(fd, false);
     if (!Strikes(Call::kClose))
         return NEXT(close)(fd);
     const int error = errno;
@@ -319,7 +336,11 @@ int tcflush(int fd, int queue) noexcept
 }
 int eventfd(unsigned count, int flags) noexcept
 {
-    return Strikes(Call::kEvent) ? -1 : NEXT(eventfd)(count, flags);
+    if (Strikes(Call::kEvent))
+        return -1;
+    const int fd = NEXT(eventfd)(count, flags);
+    zeka::faults::NoteEvent(fd, true);
+    return fd;
 }
 int pipe(int* ends) noexcept { return Strikes(Call::kPipe) ? -1 : NEXT(pipe)(ends); }
 int pipe2(int* ends, int flags) noexcept { return Strikes(Call::kPipe) ? -1 : NEXT(pipe2)(ends, flags); }

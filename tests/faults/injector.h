@@ -60,8 +60,7 @@ struct Plan {
     Call call{};
     unsigned nth = 0; // counted from 1; 0: nothing fails, the calls are counted
     int error = 0;
-    bool lasting =
-        false; // from then on; an interruption, which a kernel never gives for ever, every other time
+    bool lasting = false; // from then on; every other time what a kernel never gives for ever
 };
 
 /// Counts from 0 and fails as planned, until Disarm.

@@ -4,6 +4,7 @@
 //
 //     faults_loop [--share 1/10] [--seed 1] [--jobs 8] [--only connection] [--call read] [--verbose]
 //     faults_loop --run connection read 17 5 0 3     one run: call, n, errno, lasting, slot
+//     faults_loop --full-disk                        every file that is written, on a disk that fills at byte n
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -34,7 +35,8 @@ constexpr unsigned kEachUpTo = 24; // of a call that is made often every one up 
 constexpr double kThinner = 1.12;  // ... the next so much further
 constexpr int kFirstSlot = 0;
 
-constexpr Scenario kScenarios[] = {{"connection", RunConnection}};
+constexpr Scenario kScenarios[] = {
+    {"connection", RunConnection}, {"files", RunFiles}, {"formats", RunFormats}};
 
 enum ExitCode { kStruck = 0, kComplained = 1, kUsage = 2, kNotStruck = 3, kHung = 4 };
 
@@ -184,6 +186,7 @@ std::map<std::string, unsigned> CountCalls(const Scenario& scenario)
 std::vector<Job> OnceFound()
 {
     const Scenario* const connection = FindScenario("connection");
+    const Scenario* const formats = FindScenario("formats");
     return {
         {connection, {Call::kMalloc, 1, ENOMEM, false}},
         {connection, {Call::kMalloc, 3, ENOMEM, true}},
@@ -192,6 +195,8 @@ std::vector<Job> OnceFound()
         {connection, {Call::kWrite, 58, EAGAIN, true}},
         {connection, {Call::kRead, 31, EAGAIN, true}},
         {connection, {}, true},
+        {formats, {Call::kRead, 9, EIO, false}},
+        {formats, {Call::kStat, 6, EACCES, false}},
     };
 }
 
@@ -302,6 +307,13 @@ int Main(int argc, char** argv)
                       {facts->call, static_cast<unsigned>(std::atoi(argv[4])), std::atoi(argv[5]),
                        std::atoi(argv[6]) != 0},
                       std::atoi(argv[7]));
+    }
+    if (argc == 2 && std::string_view(argv[1]) == "--full-disk") {
+        Report report;
+        FillDisk(report);
+        for (const std::string& complaint : report.Complaints())
+            std::printf("%s\n", complaint.c_str());
+        return report.Good() ? 0 : kComplained;
     }
     Options options;
     for (int i = 1; i < argc; ++i) {

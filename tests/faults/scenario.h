@@ -38,6 +38,6 @@ void RunFiles(const Plan& plan, int slot, Report& report);
 void RunFormats(const Plan& plan, int slot, Report& report);
 
 /// Everything that is written, on a disk that is full behind byte n, for many n. One process for all of them.
-void FillDisk(int slot, Report& report);
+void FillDisk(Report& report);
 
 } // namespace zeka::faults

@@ -37,6 +37,8 @@ constexpr std::array kFaults{
               "a reply breaks off, half way without VALUE"},
     FaultName{Fault::kLateReply, Occasion::kReply, "ms", 300, 1, kMostMs,
               "a reply comes late, 300 without VALUE"},
+    FaultName{Fault::kStall, Occasion::kReply, "ms", 600, 1, kMostMs,
+              "both ways stand still from a reply on, 600 without VALUE"},
     FaultName{Fault::kGarbage, Occasion::kReply, "bytes", 5, 1, 64,
               "garbage ahead of a reply, 5 without VALUE"},
     FaultName{Fault::kWrongMarker, Occasion::kReply, nullptr, 0, 0, 0,

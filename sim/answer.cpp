@@ -12,6 +12,7 @@ constexpr std::size_t kGarbageBytes = 5;
 constexpr std::size_t kMarkerAt = 4; // in the reply to the ping
 constexpr std::size_t kPageStatusAt = 4;
 constexpr std::size_t kStatusAt = 3;
+constexpr std::chrono::milliseconds kBacklogReplyTime{3}; // from a command to its reply, behind a stall
 
 std::vector<Sample> Period(const InstrumentState& state)
 {
@@ -135,6 +136,19 @@ std::vector<std::uint8_t> Worker::Distort(const Frame& frame, const Reply& reply
     return bytes;
 }
 
+// When a reply may go out at the earliest. A stall holds up its own reply; what the host has written
+// meanwhile is read behind it and answered one by one, so that the replies do not come in one piece.
+TimePoint Worker::HeldUpByStall(const Frame& frame, TimePoint now)
+{
+    if (const auto rule = faults_.Take(Fault::kStall, frame.command, frame.bytes[0])) {
+        stalled_until_ = now + std::chrono::milliseconds(rule->value);
+        backlog_reply_at_ = stalled_until_;
+    }
+    if (backlog_reply_at_ == TimePoint{})
+        return now; // there has been none
+    return backlog_reply_at_ = std::max(backlog_reply_at_, now) + kBacklogReplyTime;
+}
+
 void Worker::QueueReply(const Frame& frame, const std::vector<std::uint8_t>& reply, TimePoint now)
 {
     const auto take = [&](Fault fault) { return faults_.Take(fault, frame.command, frame.bytes[0]); };
@@ -147,7 +161,7 @@ void Worker::QueueReply(const Frame& frame, const std::vector<std::uint8_t>& rep
             unplug_ = PendingUnplug{*rule, sent};
         }
     }
-    TimePoint due = now;
+    TimePoint due = HeldUpByStall(frame, now);
     if (const auto rule = take(Fault::kLateReply))
         due += std::chrono::milliseconds(rule->value);
     if (const auto rule = take(Fault::kSingleBytes)) {

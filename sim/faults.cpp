@@ -14,6 +14,8 @@ const char* NameOf(Fault fault)
         return "short-reply";
     case Fault::kLateReply:
         return "late-reply";
+    case Fault::kStall:
+        return "stall";
     case Fault::kGarbage:
         return "garbage";
     case Fault::kWrongMarker:

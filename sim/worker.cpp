@@ -161,6 +161,7 @@ void Worker::PowerDown()
 {
     replug_port_.reset();
     unplug_.reset();
+    stalled_until_ = backlog_reply_at_ = {};
     terminal_.reset(); // the hang-up comes first, then the node goes, as with the real driver
     node_.Remove();
     outgoing_.clear();
@@ -205,7 +206,7 @@ void Worker::Queue(Bytes bytes, TimePoint due, bool is_request)
 void Worker::Flush(TimePoint now)
 {
     write_blocked_ = false;
-    while (terminal_ && !outgoing_.empty() && outgoing_.front().due <= now) {
+    while (terminal_ && !outgoing_.empty() && outgoing_.front().due <= now && stalled_until_ <= now) {
         std::vector<std::uint8_t>& bytes = outgoing_.front().bytes;
         std::size_t count = bytes.size();
         if (unplug_ && !outgoing_.front().is_request)
@@ -229,10 +230,15 @@ void Worker::Flush(TimePoint now)
     }
 }
 
+bool Worker::Reads(TimePoint now) const
+{
+    return !faults_.Active(Fault::kStopReading) && stalled_until_ <= now;
+}
+
 void Worker::TakeInput(TimePoint now)
 {
     terminal_->NoteOpens();
-    while (terminal_ && !faults_.Active(Fault::kStopReading)) {
+    while (terminal_ && Reads(now)) {
         input_.clear();
         const std::size_t count = terminal_->Read(input_, kReadBytes);
         if (count == 0)
@@ -242,7 +248,7 @@ void Worker::TakeInput(TimePoint now)
         framer_.Feed(input_, now);
         TakeFrames(now);
     }
-    if (terminal_)
+    if (terminal_ && stalled_until_ <= now)
         TakeFrames(now); // silence may have decided
 }
 
@@ -261,9 +267,12 @@ std::optional<TimePoint> Worker::Deadline(TimePoint now) const
         at(player_.Deadline());
     else
         at(now + kLookAgain);
-    at(framer_.Deadline());
+    if (stalled_until_ > now)
+        at(stalled_until_);
+    else
+        at(framer_.Deadline());
     if (!outgoing_.empty() && !write_blocked_)
-        at(outgoing_.front().due);
+        at(std::max(outgoing_.front().due, stalled_until_));
     if (faults_.Active(Fault::kFlood))
         at(std::max(next_flood_, now + kFloodTick));
     const bool blind = faults_.Active(Fault::kStopReading) && write_blocked_;
@@ -279,7 +288,7 @@ void Worker::WaitForSomething()
     {
         const std::lock_guard lock(mutex_);
         if (terminal_)
-            terminal_->AddTo(poll_set_, !faults_.Active(Fault::kStopReading), write_blocked_);
+            terminal_->AddTo(poll_set_, Reads(Clock::now()), write_blocked_);
         deadline = Deadline(Clock::now());
     }
     timespec timeout{};

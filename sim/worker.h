@@ -69,6 +69,8 @@ private:
     void RunTasks();
     void Round(TimePoint now);
     void Flood(TimePoint now);
+    [[nodiscard]] TimePoint HeldUpByStall(const Frame& frame, TimePoint now);
+    [[nodiscard]] bool Reads(TimePoint now) const;
     void Flush(TimePoint now);
     void TakeInput(TimePoint now);
     void TakeFrames(TimePoint now);
@@ -96,6 +98,8 @@ private:
     std::optional<int> replug_port_;
     TimePoint replug_at_{};
     TimePoint next_flood_{};
+    TimePoint stalled_until_{};    // nothing is read or sent before
+    TimePoint backlog_reply_at_{}; // since a stall: when the latest reply is due
     std::size_t burst_bytes_ = 0; // received of the running burst, for the fault that unplugs in one
 
     // The thread's own.

@@ -18,20 +18,17 @@ struct ChannelMasks {
 
 using ChannelStateRequest = std::array<std::uint8_t, 6>;
 
-bool ExchangeChannelState(const ChannelStateRequest& request, Block& answer)
-{
-    return Exchange(request, answer) && answer[kStatusAt] == kStatusDone;
-}
-
 template <typename Change> bool ChangeChannelState(Change&& change)
 {
+    constexpr ChannelStateRequest kRequest{hardware::kGroup, kRead, hardware::kChannelState};
     Block answer{};
-    if (!ExchangeChannelState({hardware::kGroup, kRead, hardware::kChannelState}, answer))
+    if (!ReadToWriteBack(kRequest, answer) || answer[kStatusAt] != kStatusDone)
         return false;
     const ChannelMasks next =
         change(ChannelMasks{answer[hardware::kEnabledMaskAt], answer[hardware::kLeadMaskAt]});
-    return ExchangeChannelState(
-        {hardware::kGroup, kWrite, hardware::kChannelState, 0x00, next.enabled, next.leads}, answer);
+    const ChannelStateRequest request{hardware::kGroup, kWrite,    hardware::kChannelState, 0x00,
+                                      next.enabled,     next.leads};
+    return WriteBack(request, answer) && answer[kStatusAt] == kStatusDone;
 }
 
 constexpr std::uint8_t WithBits(std::uint8_t mask, std::uint8_t bits, bool on)

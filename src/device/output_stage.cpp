@@ -25,22 +25,20 @@ ChannelGroup GroupOf(Block& block, int channel)
 
 constexpr std::uint8_t Flag(bool on) { return on ? cb::kFlagOn : cb::kFlagOff; }
 
-bool ReadControlBlock(Block& block)
-{
-    const Block request{};
-    return Exchange(request, block);
-}
+constexpr Block kReadRequest{};
+
+bool ReadControlBlock(Block& block) { return Exchange(kReadRequest, block); }
 
 // A change: the block as the instrument holds it, with only the bytes of the setting altered.
 template <typename Change> bool ChangeControlBlock(Change&& change)
 {
     Block block{};
-    if (!ReadControlBlock(block))
+    if (!ReadToWriteBack(kReadRequest, block))
         return false;
     block[kDirectionAt] = kWrite;
     change(block);
     Block answer{};
-    return Exchange(block, answer);
+    return WriteBack(block, answer);
 }
 
 template <typename Change> bool ChangeChannel(int channel, Change&& change)
@@ -149,7 +147,7 @@ bool GetDeviceControlSetting(_DEVICE_CONTROL_SETTING* out)
 {
     using namespace zeka;
     Block block{};
-    if (out == nullptr || !ReadControlBlock(block))
+    if (out == nullptr || !ReadToWriteBack(kReadRequest, block)) // the channels' groups go back in the record
         return false;
 
     // Samples per period, split into whole samples (the instrument knows them) and thousandths; both

@@ -1,10 +1,10 @@
-// stall_test.cpp - a line that stands still once, both ways, and then goes on in order: whatever was under way, and
-// however long it lasted, no reply is taken for another one's and no control block is written back that is not the
-// instrument's own.
+// stall_test.cpp - a line that stands still once, both ways, and then goes on in order: whatever was under
+// way, and however long it lasted, no reply is taken for another one's and no control block is written back
+// that is not the instrument's own.
 //
-// Every stall from 100 to 1500 ms in steps of 10 with every pair of commands, the first of them hit at its first or at
-// its second reply. Here a seeded sample of it runs; ZEKA_STALLS=<part>/<parts> runs one of so many equal parts of the
-// whole (tests/unit/device/all_stalls.sh runs them all).
+// Every stall from 100 to 1500 ms in steps of 10 with every pair of commands, the first of them hit at its
+// first or at its second reply. Here a seeded sample of it runs; ZEKA_STALLS=<part>/<parts> runs one of so
+// many equal parts of the whole (tests/unit/device/all_stalls.sh runs them all).
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -29,7 +29,8 @@
 namespace {
 
 using zeka::sim::Block;
-using Blocks = std::vector<Block>; // those that the instrument may hold: a setter that failed may have been carried out
+using Blocks =
+    std::vector<Block>; // those that the instrument may hold: a setter that failed may have been carried out
 using zeka::sim::Fault;
 
 constexpr int kShortestMs = 100;
@@ -61,7 +62,8 @@ std::vector<Step> Commands(int turn)
     const bool odd = turn % 2 != 0;
     const auto flag = [](bool on) { return static_cast<std::uint8_t>(on ? 0xFF : 0x00); };
     return {
-        {"SetImpedance", [=](const Blocks&) { return Locked([&] { return SetInputImpedanceMode(kChannel, mode); }); },
+        {"SetImpedance",
+         [=](const Blocks&) { return Locked([&] { return SetInputImpedanceMode(kChannel, mode); }); },
          [=](Block& block) {
              block[kGroupAt] = flag(mode == 1);
              block[kGroupAt + 1] = flag(mode == 2);
@@ -76,7 +78,8 @@ std::vector<Step> Commands(int turn)
              return true_one;
          },
          {}},
-        {"SetGround", [=](const Blocks&) { return Locked([&] { return SetSignalGroundToGNDGround(kChannel, odd); }); },
+        {"SetGround",
+         [=](const Blocks&) { return Locked([&] { return SetSignalGroundToGNDGround(kChannel, odd); }); },
          [=](Block& block) { block[kGroupAt + 5] = flag(odd); }},
         {"GetGround",
          [](const Blocks& possible) {
@@ -87,7 +90,8 @@ std::vector<Step> Commands(int turn)
              return true_one;
          },
          {}},
-        {"SetLead", [=](const Blocks&) { return Locked([&] { return SetOutputLead(kChannel, odd ? 0 : 1); }); },
+        {"SetLead",
+         [=](const Blocks&) { return Locked([&] { return SetOutputLead(kChannel, odd ? 0 : 1); }); },
          [=](Block& block) { block[kGroupAt + 3] = flag(odd); }},
         {"SetDcOffset",
          [=](const Blocks&) {
@@ -100,7 +104,8 @@ std::vector<Step> Commands(int turn)
         {"Upload",
          [=](const Blocks&) {
              std::vector<std::uint8_t> image(3 * 56, static_cast<std::uint8_t>(turn));
-             return Locked([&] { return WriteWaveformRawData(image.data(), static_cast<unsigned>(image.size())); });
+             return Locked(
+                 [&] { return WriteWaveformRawData(image.data(), static_cast<unsigned>(image.size())); });
          },
          {}},
         {"Status",
@@ -174,13 +179,12 @@ protected:
     void RunCase(const Case& one)
     {
         const auto commands = Commands(0);
-        const std::string name = std::to_string(one.stall_ms) + " ms at reply " + std::to_string(one.reply) + " of " +
-                                 commands[one.first].name + ", " + commands[one.second].name;
+        const std::string name = std::to_string(one.stall_ms) + " ms at reply " + std::to_string(one.reply) +
+                                 " of " + commands[one.first].name + ", " + commands[one.second].name;
         SCOPED_TRACE(name);
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds{one.stall_ms};
         instrument.ClearFaults();
-        instrument.Inject(
-            {.fault = Fault::kStall, .value = one.stall_ms, .limit = 1, .skip = one.reply});
+        instrument.Inject({.fault = Fault::kStall, .value = one.stall_ms, .limit = 1, .skip = one.reply});
         (void)Run(one.first);
         (void)Run(one.second);
         // Applications go on at once, and some wait.

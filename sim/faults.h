@@ -13,11 +13,11 @@
 namespace zeka::sim {
 
 enum class Fault {
-    kNoReply,      // the command is carried out, its reply is not sent
-    kShortReply,   // value: bytes that are sent; 0 means half of the reply
-    kLateReply,    // value: ms by which the reply comes late; what follows waits behind it
-    kStall,        // value: ms for which the line stands still both ways, from this reply on; it goes on in order
-    kGarbage,      // value: bytes of garbage ahead of the reply; 0 means 5
+    kNoReply,    // the command is carried out, its reply is not sent
+    kShortReply, // value: bytes that are sent; 0 means half of the reply
+    kLateReply,  // value: ms by which the reply comes late; what follows waits behind it
+    kStall,   // value: ms for which the line stands still both ways, from this reply on; it goes on in order
+    kGarbage, // value: bytes of garbage ahead of the reply; 0 means 5
     kWrongMarker,  // the bytes by which the reply is known are wrong
     kWrongStatus,  // value: sent in the place of the status byte 0xFF
     kSingleBytes,  // value: us between the bytes of the reply

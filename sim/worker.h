@@ -100,7 +100,7 @@ private:
     TimePoint next_flood_{};
     TimePoint stalled_until_{};    // nothing is read or sent before
     TimePoint backlog_reply_at_{}; // since a stall: when the latest reply is due
-    std::size_t burst_bytes_ = 0; // received of the running burst, for the fault that unplugs in one
+    std::size_t burst_bytes_ = 0;  // received of the running burst, for the fault that unplugs in one
 
     // The thread's own.
     std::vector<std::uint8_t> input_;

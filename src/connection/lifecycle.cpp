@@ -11,6 +11,7 @@
 #include "connection/library_thread.h"
 #include "connection/monitor.h"
 #include "connection/supervisor.h"
+#include "device/memory.h"
 #include "link/port.h"
 #include "link/serial_link.h"
 #include "platform/deadline.h"
@@ -176,6 +177,7 @@ void ShutDownAtUnload() noexcept
     if (!InOwnProcess())
         return;
     unloading = true;
+    const CutRomWaitShort at_once;
     ForgetCallbacks(); // the application's code may be gone already
     // Without the lock: another thread may hang in a callback with it.
     Publish(g_bStopConnectDeviceThread, 1);
@@ -231,6 +233,7 @@ void ZEKAFree(void)
     // last.
     if (!InOwnProcess())
         return;
+    const CutRomWaitShort at_once; // a store that is being waited for holds the lock
     (void)ZEKASetOutputFunction(0);
     std::uint64_t run = 0;
     {

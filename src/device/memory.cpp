@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 
 #include "device/exchange.h"
@@ -33,6 +35,7 @@ constexpr std::size_t kDoneAt = 3;
 constexpr std::size_t kStatusAt = 5;
 constexpr int kMaxPolls = 80;
 constexpr unsigned kPollPauseMs = 200;
+constexpr unsigned kLookMs = 20; // this soon a pause ends for who is in a hurry
 } // namespace rom
 
 template <std::size_t kSize>
@@ -42,17 +45,66 @@ std::array<std::uint8_t, kSize> ForItem(std::array<std::uint8_t, kSize> request,
     return request;
 }
 
-/// The pause between two polls. False, and at once, when the instrument is lost: it will never report.
-bool PauseBetweenPolls()
+constinit std::atomic<int> in_a_hurry{0}; // how many CutRomWaitShort there are
+
+enum class RomStatus { kDone, kNotYet, kSilent };
+
+RomStatus AskRom(int item, std::uint8_t& status)
 {
-    const Deadline end = Deadline::InMs(rom::kPollPauseMs);
-    if (WaitForHangUp(rom::kPollPauseMs) || !DeviceUsable())
-        return false;
-    SleepUntil(end);
-    return true;
+    std::array<std::uint8_t, kBlockBytes> reply;
+    if (!Exchange(ForItem(rom::kStatusRequest, item), reply))
+        return RomStatus::kSilent;
+    status = reply[rom::kStatusAt];
+    const bool done =
+        reply[rom::kGroupAt] == rom::kStatusRequest[rom::kGroupAt] && reply[rom::kDoneAt] == kStatusDone;
+    return done ? RomStatus::kDone : RomStatus::kNotYet;
+}
+
+/// Waits for the next poll. False, and at once, when there is none: the instrument is lost and will never
+/// report, or somebody waits for the lock to end the connection.
+bool WaitForNextPoll(const Deadline& next)
+{
+    while (in_a_hurry == 0 && DeviceUsable()) {
+        if (next.Expired())
+            return true;
+        const auto slice = std::min(static_cast<unsigned>(next.RemainingMsCeil()), rom::kLookMs);
+        const Deadline look = Deadline::InMs(slice);
+        if (WaitForHangUp(slice))
+            return false;
+        if (in_a_hurry == 0 && DeviceUsable())
+            SleepUntil(look);
+    }
+    return false;
+}
+
+/// Polls until the item is done, at most 80 times with 200 ms after each. With an instrument that does not
+/// answer a poll takes longer than that pause: then its time counts instead, so that silence lasts no longer
+/// than 80 pauses.
+void AwaitRom(int item)
+{
+    using std::chrono::milliseconds;
+    constexpr milliseconds kPause{rom::kPollPauseMs};
+    milliseconds left = rom::kMaxPolls * kPause;
+    std::uint8_t status = 0;
+    while (left >= kPause) {
+        const auto began = Deadline::Clock::now();
+        const RomStatus now = AskRom(item, status);
+        const auto asked = Deadline::Clock::now();
+        const bool silent = now == RomStatus::kSilent;
+        if (now == RomStatus::kDone || !WaitForNextPoll(Deadline((silent ? began : asked) + kPause)))
+            return;
+        const auto took = std::chrono::ceil<milliseconds>(asked - began);
+        left -= silent ? std::max(took, kPause) : kPause;
+        if (silent && left < took)
+            return; // another poll of this kind would last beyond the end
+    }
 }
 
 } // namespace
+
+CutRomWaitShort::CutRomWaitShort() noexcept { ++in_a_hurry; }
+CutRomWaitShort::~CutRomWaitShort() { --in_a_hurry; }
+
 } // namespace zeka
 
 bool FlashErase(unsigned char, unsigned int) { return false; }
@@ -94,13 +146,11 @@ bool WriteECGMfgInfo(unsigned char* buffer, int length)
 
 bool DoReadFromROM(int item, unsigned char* status)
 {
-    std::array<std::uint8_t, zeka::kBlockBytes> reply;
-    if (!zeka::Exchange(zeka::ForItem(zeka::rom::kStatusRequest, item), reply))
-        return false;
-    if (status != nullptr)
-        *status = reply[zeka::rom::kStatusAt];
-    return reply[zeka::rom::kGroupAt] == zeka::rom::kStatusRequest[zeka::rom::kGroupAt] &&
-           reply[zeka::rom::kDoneAt] == zeka::kStatusDone;
+    std::uint8_t answered = 0;
+    const zeka::RomStatus now = zeka::AskRom(item, answered);
+    if (now != zeka::RomStatus::kSilent && status != nullptr)
+        *status = answered;
+    return now == zeka::RomStatus::kDone;
 }
 
 bool WriteToROM(int item)
@@ -108,9 +158,6 @@ bool WriteToROM(int item)
     std::array<std::uint8_t, zeka::kBlockBytes> reply;
     if (!zeka::Exchange(zeka::ForItem(zeka::rom::kStoreRequest, item), reply))
         return false;
-    unsigned char status = 0;
-    for (int poll = 0; poll < zeka::rom::kMaxPolls; ++poll)
-        if (DoReadFromROM(item, &status) || !zeka::PauseBetweenPolls())
-            break;
+    zeka::AwaitRom(item);
     return true; // the instrument took the request; one that never reports the end is not told apart
 }

@@ -17,5 +17,19 @@ bool WriteECGMfgInfo(unsigned char* buffer, int length);
 /// Asks whether a ROM item is done; the status byte goes to *status.
 bool DoReadFromROM(int item, unsigned char* status);
 /// Stores the uploaded waveform and waits up to 80 polls for completion; false only when the request went
-/// unanswered.
+/// unanswered. An instrument that falls silent ends the wait after the 16 s of 80 pauses.
 bool WriteToROM(int item);
+
+namespace zeka {
+
+/// While one lives, nobody waits for a store to be done: it is carried out, but whether it was is not asked
+/// any longer. ZEKAFree needs the lock that is held meanwhile.
+class CutRomWaitShort {
+public:
+    CutRomWaitShort() noexcept;
+    ~CutRomWaitShort();
+    CutRomWaitShort(const CutRomWaitShort&) = delete;
+    CutRomWaitShort& operator=(const CutRomWaitShort&) = delete;
+};
+
+} // namespace zeka

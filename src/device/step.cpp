@@ -5,6 +5,13 @@
 
 namespace zeka {
 
+void Step::BeginUnknown() noexcept
+{
+    *this = Step{};
+    proved_ = false;
+    unknown_ = true;
+}
+
 void Step::Lose() noexcept
 {
     if (proved_)

@@ -18,7 +18,7 @@ namespace zeka {
 class Step {
 public:
     /// A new connection: what the former one left in the instrument is not known.
-    void BeginUnknown() noexcept { *this = Step{}; }
+    void BeginUnknown() noexcept;
 
     [[nodiscard]] bool IsProved() const noexcept { return proved_; }
 
@@ -48,8 +48,8 @@ public:
 private:
     void Lose() noexcept;
 
-    bool proved_ = false;
-    bool unknown_ = true;
+    bool proved_ = true; // of a port that was just opened by somebody who knows it
+    bool unknown_ = false;
     std::size_t overdue_ = 0; // bytes
     std::size_t pings_ = 0;   // not answered so far
     std::size_t early_ = 0;   // of these, how many may be answered ahead of what the step was lost by

@@ -67,12 +67,19 @@ bool NothingStrayIsThere()
     return wire.step.IsProved();
 }
 
+// A lost or closed port owes nothing any more.
+void NoteMissing(std::size_t missing, bool begun)
+{
+    if (DeviceUsable())
+        wire.step.ReplyMissing(missing, begun);
+}
+
 // REQUIRES: in step.
 bool RunCommand(std::span<const std::uint8_t> request, std::span<std::uint8_t> reply,
                 const ExchangeTiming& timing)
 {
     if (!WriteWhole(request)) {
-        wire.step.ReplyMissing(reply.size(), false); // the driver may still hand it on
+        NoteMissing(reply.size(), false); // the driver may still hand it on
         return false;
     }
     SleepEx(timing.pause_ms);
@@ -81,7 +88,7 @@ bool RunCommand(std::span<const std::uint8_t> request, std::span<std::uint8_t> r
         wire.step.ReplyCame();
         return true;
     }
-    wire.step.ReplyMissing(reply.size() - have, have >= identity::kReplyBytes);
+    NoteMissing(reply.size() - have, have >= identity::kReplyBytes);
     return false;
 }
 

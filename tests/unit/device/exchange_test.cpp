@@ -107,6 +107,118 @@ TEST_F(Exchanges, AReplyThatNeverOrOnlyPartlyComesFailsThatExchangeAlone)
     ExpectInStep();
 }
 
+TEST_F(Exchanges, WriteNothingButPingsWhileTheStepIsUnproved)
+{
+    instrument.Inject({.fault = Fault::kNoReply});
+    EXPECT_FALSE(zeka::Exchange(channel_state, answer));
+    instrument.ClearCommands();
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(zeka::Exchange(channel_state, answer));
+    const auto each = (std::chrono::steady_clock::now() - start) / 3;
+    EXPECT_GE(each, std::chrono::milliseconds{300});
+    EXPECT_LT(each, std::chrono::milliseconds{600});
+    for (const auto& command : instrument.Commands())
+        EXPECT_EQ(command.command, Command::kPing);
+    instrument.ClearFaults();
+    ExpectInStep(); // at once
+}
+
+TEST_F(Exchanges, ABlockWithSomethingBehindItIsNotWrittenBack)
+{
+    const CAutoCriticalSection lock(g_CriticalSection);
+    const auto before = instrument.State();
+    const auto shift_next_reply = [this](std::uint8_t group) {
+        instrument.Inject({.fault = Fault::kGarbage, .value = 5, .limit = 1, .group = group});
+    };
+    shift_next_reply(0x00);
+    EXPECT_FALSE(SetInputImpedanceMode(1, 2));
+    shift_next_reply(0xCC);
+    EXPECT_FALSE(SetSelectedChannelEnabled(0x01, false));
+    shift_next_reply(0x00);
+    _DEVICE_CONTROL_SETTING record{};
+    EXPECT_FALSE(GetDeviceControlSetting(&record));
+    EXPECT_EQ(instrument.State().control_block, before.control_block);
+    EXPECT_EQ(instrument.State().enabled_mask, before.enabled_mask);
+    ExpectInStep();
+}
+
+// Pieces of replies that come with a pause in between: the instrument's line is the test's own here.
+TEST_F(Exchanges, TheEndOfAReplyThatComesLateIsNobodysReply)
+{
+    instrument.Inject({.fault = Fault::kShortReply, .value = 20, .limit = 1});
+    EXPECT_FALSE(zeka::Exchange(Block{}, answer));
+    instrument.SendBytes(std::span(expected).subspan(20)); // with the pause of a time-out
+    ExpectInStep();
+
+    // The same while a stream's requests come in between, which are read by another thread.
+    instrument.Inject({.fault = Fault::kShortReply, .value = 20, .limit = 1});
+    EXPECT_FALSE(zeka::Exchange(Block{}, answer));
+    instrument.SendBytes(std::span(expected).subspan(20));
+    instrument.SendRequest();
+    instrument.SendRequest();
+    std::array<std::uint8_t, 64> block{};
+    for (int request = 0; request < 2; ++request) {
+        ASSERT_EQ(zeka::ReadRequestBlock(block, 10000), 64);
+        EXPECT_EQ(block[0] * 256 + block[1], 0x0155);
+    }
+    ExpectInStep();
+
+    // An identity reply in two halves, the second one behind the next command's ping.
+    instrument.Inject({.fault = Fault::kShortReply, .value = 7, .limit = 1});
+    std::array<std::uint8_t, 12> identity{};
+    EXPECT_FALSE(zeka::PingExchange(identity));
+    instrument.SendBytes(std::vector<std::uint8_t>{'E', 0x02, 0x3A, 21, 1, 89});
+    ExpectInStep();
+}
+
+TEST_F(Exchanges, APieceOfAReplyGetsNoNewTime)
+{
+    instrument.Inject({.fault = Fault::kSingleBytes, .value = 30'000, .limit = 1}); // 1.9 s for 64 bytes
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(zeka::Exchange(Block{}, answer));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{1});
+}
+
+TEST_F(Exchanges, StrayBytesAheadOfRequestsShiftThemForNobody)
+{
+    instrument.SendBytes(std::vector<std::uint8_t>{0x00, 0xAA, 0x01, 0x03, 0x01});
+    instrument.SendRequest();
+    std::array<std::uint8_t, 64> block{};
+    ASSERT_EQ(zeka::ReadRequestBlock(block, 10000), 64);
+    EXPECT_EQ(block[0] * 256 + block[1], 0x0155);
+    instrument.SendRequest();
+    ASSERT_EQ(zeka::ReadRequestBlock(block, 10000), 64);
+    EXPECT_EQ(block[0] * 256 + block[1], 0x0155);
+    ExpectInStep();
+}
+
+TEST_F(Exchanges, ANewConnectionOwesNothingFromTheOneBefore)
+{
+    // Unanswered: a command, a ping, and behind the next ping another command.
+    const auto commands = [this] {
+        std::vector<Command> list;
+        for (const auto& command : instrument.Commands())
+            list.push_back(command.command);
+        return list;
+    };
+    instrument.Inject({.fault = Fault::kNoReply, .limit = 2});
+    EXPECT_FALSE(zeka::Exchange(channel_state, answer));
+    EXPECT_FALSE(zeka::Exchange(channel_state, answer));
+    instrument.Inject({.fault = Fault::kNoReply, .limit = 1, .group = 0xCC});
+    EXPECT_FALSE(zeka::Exchange(channel_state, answer));
+    instrument.SendRequest();
+    ASSERT_TRUE(zeka::WaitForInput(10000));
+    EXPECT_TRUE(zeka::PingExchange(std::span(answer).first<12>()));
+    ASSERT_TRUE(zeka::RequestKept());
+    instrument.Replug();
+    DeviceClose();
+    instrument.ClearCommands();
+    ASSERT_TRUE(DoFindDevice(0));
+    EXPECT_FALSE(zeka::RequestKept()) << "the new one has not asked";
+    EXPECT_EQ(commands(), (std::vector{Command::kPing, Command::kPageRead, Command::kModuleQuery}));
+}
+
 TEST_F(Exchanges, ASampleRequestAheadOfAReplyIsKeptForThePollThread)
 {
     instrument.Inject({.fault = Fault::kRequestAhead, .limit = 2});

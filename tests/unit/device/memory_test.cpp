@@ -5,7 +5,6 @@
 #include "support/scripted_peer.h"
 #include "zeka/zeka.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -62,16 +61,6 @@ TEST(RomStore, IsFalseOnlyWhenTheRequestGoesUnanswered)
     ScriptedPeer peer([](std::size_t, const Message&) { return Message{}; });
     EXPECT_FALSE(WriteToROM(1));
     EXPECT_EQ(peer.Requests(), std::vector<Message>{kStoreItem1});
-}
-
-TEST(RomStore, ThatIsNeverReportedDoneEndsAfter80Polls)
-{
-    ScriptedPeer peer([](std::size_t, const Message&) { return StatusReply(0xEA, 0x00, 0); });
-    const auto started = Clock::now();
-    EXPECT_TRUE(WriteToROM(1));
-    EXPECT_GE(Clock::now() - started, seconds(15));
-    const auto requests = peer.Requests();
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), kAskItem1), 80);
 }
 
 TEST(RomStore, EndsAtOnceWhenTheInstrumentIsLost)

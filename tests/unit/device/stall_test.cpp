@@ -96,6 +96,7 @@ std::vector<Step> Commands(int turn)
         {"SetDcOffset",
          [=](const Blocks&) {
              return Locked([&] {
+                 g_bTestVariableDC[kChannel] = false;
                  g_DCSetting = odd ? 300 : -300;
                  return SetDcOffset(kChannel);
              });
@@ -169,10 +170,15 @@ protected:
         return done;
     }
 
-    void ExpectBlockIsRight(const std::string& when)
+    void ExpectBlockIsRight()
     {
         const Block block = instrument.State().control_block;
-        EXPECT_NE(std::ranges::find(possible, block), possible.end()) << when;
+        std::string bytes = "not one of " + std::to_string(possible.size()) + ":";
+        for (std::size_t i = 0; i < block.size(); ++i)
+            if (block[i] != possible.front()[i])
+                bytes += " [" + std::to_string(i) + "] " + std::to_string(block[i]) + " for " +
+                         std::to_string(possible.front()[i]);
+        EXPECT_TRUE(std::ranges::find(possible, block) != possible.end()) << bytes;
         possible = {block};
     }
 
@@ -193,7 +199,7 @@ protected:
         next_worked += Run(0) ? 1 : 0;
         EXPECT_TRUE(Run(2)) << "the next but one";
         EXPECT_TRUE(Run(0));
-        ExpectBlockIsRight(name);
+        ExpectBlockIsRight();
         ++cases;
     }
 

@@ -45,6 +45,23 @@ TEST_F(TwinFaults, LateReplyHoldsUpTheNextOne)
     EXPECT_EQ(replies[64], 0x55);
 }
 
+TEST_F(TwinFaults, AStallHoldsBothWaysUpAndThenGoesOnInOrder)
+{
+    instrument.Inject({.fault = Fault::kStall, .value = 150, .limit = 1});
+    const auto start = sim::Clock::now();
+    host->Write(kChannelRead);
+    ASSERT_TRUE(WaitUntil([&] { return instrument.Commands().size() == 1; }));
+    host->Write(kPing);
+    EXPECT_EQ(host->Read(64, kPatience).at(0), 0xCC);
+    EXPECT_GE(sim::Clock::now() - start, milliseconds(150));
+    EXPECT_EQ(host->Read(12, kPatience).at(4), 'Z');
+    const auto commands = instrument.Commands();
+    ASSERT_EQ(commands.size(), 2u);
+    EXPECT_GE(commands[1].last_byte - start, milliseconds(150)) << "not taken while the line stood still";
+    EXPECT_GE(sim::Clock::now() - start, milliseconds(150 + 2 * 3)) << "each with a pause of its own";
+    ExpectHealthy();
+}
+
 TEST_F(TwinFaults, GarbageAheadOfTheReply)
 {
     instrument.Inject({.fault = Fault::kGarbage, .value = 9, .limit = 1});

@@ -208,67 +208,68 @@ Call StopRecording()
             }};
 }
 
-std::string RecordingDifference(const Model& model)
+std::string ValueDifference(const Model& m)
 {
-    const std::size_t count = model.recorded_ac.size();
+    struct Value {
+        const char* getter;
+        double library, model;
+    };
+#define V(getter, value)                                                                                     \
+    Value { #getter, static_cast < double>(::getter()), static_cast < double>(m.value) }
+    const Value values[]{V(ZEKAGetOutputFunction, main_output),
+                         V(ZEKAIsPlaying, going),
+                         V(ZEKAGetAmplitude, amplitude),
+                         V(ZEKAGetFrequency, F),
+                         V(ZEKAGetPulseWidth, pulse_width),
+                         V(ZEKAGetQRSDuration, qrs),
+                         V(ZEKAGetTWave, cus_t),
+                         V(ZEKAGetPDuration, p_duration),
+                         V(ZEKAGetPRInterval, pr),
+                         V(ZEKAGetQTInterval, qt),
+                         V(ZEKAGetPWave, cus_p),
+                         V(ZEKAGetSTDeviation, cus_st),
+                         V(ZEKAGetSTSegment, st_segment),
+                         V(ZEKAGetTDuration, t_duration),
+                         V(ZEKAGetDCOffset, dc_setting),
+                         V(ZEKAGetDCOffsetVariableMode, variable_dc),
+                         V(GetDCOffsetCommonMode, common_mode),
+                         V(ZEKAGetPacingPulseMode, pacing_pulse),
+                         V(ZEKAGetPacingAmplitude, PA),
+                         V(ZEKAGetPacingDuration, pacing_duration),
+                         V(ZEKAGetPacingRate, pacing_rate),
+                         V(ZEKAGetOvershootTimeConstant, overshoot_tc),
+                         V(ZEKAGetOvershootAmplitude, POA),
+                         V(ZEKAGetFrequencyScan, scan1),
+                         V(GetFreqScanSineStartFreq, f_start),
+                         V(GetFreqScanSineStopFreq, f_final),
+                         V(GetFreqScanSineDuration, f_duration),
+                         V(GetFreqScanECG, scan_on),
+                         V(ZEKAGetDynamicRangeTest, dynamic),
+                         V(GetDynamicRangeTestAmp, a_dynamic),
+                         V(GetDynamicRangeTestFreq, f_dynamic),
+                         V(GetECG2_27_NoiseFreq, main_noise),
+                         V(GetECG2_27_NoiseAmp, noise_amp),
+                         V(GetECG2_27_AAMIDriftTest, drift),
+                         V(GetECG2_27_AAMIDriftTestAmp, drift_amp),
+                         V(GetECG2_27_AAMIDriftTestFreq, DriftHz()),
+                         V(GetBaselineResetTest, overload),
+                         V(GetSpecialWave227, wave),
+                         V(GetSpecialWave251, wave),
+                         V(GetSpecialWave247, wave),
+                         V(GetANE20000Lead, lead)};
+#undef V
+    const auto differ = [](const std::string& what, double library, double model) {
+        return what + ": library " + std::to_string(library) + ", model " + std::to_string(model);
+    };
+    for (const Value& value : values)
+        if (std::bit_cast<std::uint64_t>(value.library) != std::bit_cast<std::uint64_t>(value.model))
+            return differ(value.getter, value.library, value.model);
+    const std::size_t count = m.recorded_ac.size();
     for (std::size_t n = 0; n < count; ++n)
-        if (recorded_ac[n] != model.recorded_ac[n] || recorded_dc[n] != model.recorded_dc[n])
-            return "recorded sample " + std::to_string(n) + ": library " + std::to_string(recorded_ac[n]) +
-                   " " + std::to_string(recorded_dc[n]) + ", model " + std::to_string(model.recorded_ac[n]) +
-                   " " + std::to_string(model.recorded_dc[n]);
-    if (count > 0 && count < recorded_ac.size() && !std::isnan(recorded_ac[count]))
-        return "recorded beyond sample " + std::to_string(count);
-    return {};
-}
-
-std::map<std::string, double> LibraryValues()
-{
-#define VALUE(name)                                                                                          \
-    {                                                                                                        \
-#name, static_cast < double>(::name())                                                               \
-    }
-    return {VALUE(ZEKAGetOutputFunction),
-            VALUE(ZEKAIsPlaying),
-            VALUE(ZEKAGetAmplitude),
-            VALUE(ZEKAGetFrequency),
-            VALUE(ZEKAGetPulseWidth),
-            VALUE(ZEKAGetQRSDuration),
-            VALUE(ZEKAGetTWave),
-            VALUE(ZEKAGetPDuration),
-            VALUE(ZEKAGetPRInterval),
-            VALUE(ZEKAGetQTInterval),
-            VALUE(ZEKAGetPWave),
-            VALUE(ZEKAGetSTDeviation),
-            VALUE(ZEKAGetSTSegment),
-            VALUE(ZEKAGetTDuration),
-            VALUE(ZEKAGetDCOffset),
-            VALUE(ZEKAGetDCOffsetVariableMode),
-            VALUE(GetDCOffsetCommonMode),
-            VALUE(ZEKAGetPacingPulseMode),
-            VALUE(ZEKAGetPacingAmplitude),
-            VALUE(ZEKAGetPacingDuration),
-            VALUE(ZEKAGetPacingRate),
-            VALUE(ZEKAGetOvershootTimeConstant),
-            VALUE(ZEKAGetOvershootAmplitude),
-            VALUE(ZEKAGetFrequencyScan),
-            VALUE(GetFreqScanSineStartFreq),
-            VALUE(GetFreqScanSineStopFreq),
-            VALUE(GetFreqScanSineDuration),
-            VALUE(GetFreqScanECG),
-            VALUE(ZEKAGetDynamicRangeTest),
-            VALUE(GetDynamicRangeTestAmp),
-            VALUE(GetDynamicRangeTestFreq),
-            VALUE(GetECG2_27_NoiseFreq),
-            VALUE(GetECG2_27_NoiseAmp),
-            VALUE(GetECG2_27_AAMIDriftTest),
-            VALUE(GetECG2_27_AAMIDriftTestAmp),
-            VALUE(GetECG2_27_AAMIDriftTestFreq),
-            VALUE(GetBaselineResetTest),
-            VALUE(GetSpecialWave227),
-            VALUE(GetSpecialWave251),
-            VALUE(GetSpecialWave247),
-            VALUE(GetANE20000Lead)};
-#undef VALUE
+        if (recorded_ac[n] != m.recorded_ac[n] || recorded_dc[n] != m.recorded_dc[n])
+            return differ("recorded sample " + std::to_string(n), recorded_ac[n], m.recorded_ac[n]);
+    const bool beyond = count > 0 && count < recorded_ac.size() && !std::isnan(recorded_ac[count]);
+    return beyond ? differ("recorded beyond", static_cast<double>(count), 0) : "";
 }
 
 const std::map<std::string, CallKind>& CallKinds()

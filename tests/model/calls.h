@@ -60,7 +60,7 @@ Call StopRecording();
 
 // what the duel needs of the library
 void RegisterWithLibrary(char kind, bool on);
-std::map<std::string, double> LibraryValues();
-std::string RecordingDifference(const Model& model);
+/// What every getter and the recording say that differs; empty when nothing does.
+std::string ValueDifference(const Model& model);
 
 } // namespace zeka::test

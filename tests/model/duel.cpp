@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstring>
 #include <sched.h>
 #include <sstream>
@@ -28,10 +27,9 @@ extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* until
 {
     constexpr long kNs = 1000000000;
     timespec now{};
-    ::clock_gettime(clock, &now);
-    const long ns = (flags & TIMER_ABSTIME) != 0
-                        ? (until->tv_sec - now.tv_sec) * kNs + until->tv_nsec - now.tv_nsec
-                        : until->tv_sec * kNs + until->tv_nsec;
+    if ((flags & TIMER_ABSTIME) != 0)
+        ::clock_gettime(clock, &now);
+    const long ns = (until->tv_sec - now.tv_sec) * kNs + until->tv_nsec - now.tv_nsec;
     const timespec cut{0, std::clamp(ns / 1000, 0l, kNs / 1000)};
     ::syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &cut, left);
     return 0;
@@ -41,45 +39,22 @@ namespace zeka::test {
 namespace {
 
 constexpr unsigned kPatienceMs = 20000;
-constexpr std::uint8_t kMark = 0x77; // a message of one byte that the library never writes
+constexpr std::uint8_t kMark = 0x77; // a message of one byte, which the library never writes
 
-// What the library's callbacks were told. They run on the poll thread or inside a call, both under the lock.
-std::vector<Event> library_events;
-std::optional<Reaction> library_reaction;
+Duel* the_duel = nullptr; // of this process, for the library's callbacks
 
 std::optional<Call> Due(std::optional<Reaction>& reaction, char kind)
 {
     if (!reaction || reaction->kind != kind || --reaction->nth > 0)
         return std::nullopt;
-    const Call call = reaction->call;
-    reaction.reset();
-    return call;
-}
-
-void Told(char kind, double a, double b = 0.0)
-{
-    library_events.push_back({kind, a, b});
-    if (const auto call = Due(library_reaction, kind))
-        library_events.push_back({'r', call->library(), 0.0});
+    return std::exchange(reaction, std::nullopt)->call;
 }
 
 bool Same(double a, double b) { return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b); }
-bool operator==(const Event& a, const Event& b)
-{
-    return a.kind == b.kind && Same(a.a, b.a) && Same(a.b, b.b);
-}
+bool Same(const Event& a, const Event& b) { return a.kind == b.kind && Same(a.a, b.a) && Same(a.b, b.b); }
+bool Same(const Message& a, const Message& b) { return a == b; }
 
-std::string Text(const Message& m)
-{
-    if (m.size() > 64)
-        return "burst";
-    std::ostringstream text;
-    for (const int byte : m)
-        text << std::hex << (byte < 16 ? "0" : "") << byte << ' ';
-    return text.str();
-}
-
-std::string Text(const Event& e)
+std::string Text(const Event& e, const Event&)
 {
     std::ostringstream text;
     text.precision(17);
@@ -87,120 +62,65 @@ std::string Text(const Event& e)
     return text.str();
 }
 
-/// The first sample at which two bursts part.
-std::string BurstDifference(const Message& library, const Message& model)
+/// A command whole, of a burst the slot in which it first parts from the other.
+std::string Text(const Message& m, const Message& other)
 {
-    const auto at = static_cast<std::size_t>(
-        std::mismatch(library.begin(), library.end(), model.begin()).first - library.begin());
-    const std::size_t slot = at % 64 < 8 ? at / 64 * 64 : at - at % 4;
     std::ostringstream text;
-    text << "burst: byte " << at << ", sample " << at / 64 * 14 + (at % 64 < 8 ? 0 : (at % 64 - 8) / 4)
-         << ": library " << std::hex;
-    for (std::size_t n = 0; n < 4; ++n)
-        text << int{library[slot + n]} << ' ';
-    text << ", model ";
-    for (std::size_t n = 0; n < 4; ++n)
-        text << int{model[slot + n]} << ' ';
+    std::size_t from = 0, count = m.size();
+    if (m.size() > 64 && m.size() == other.size()) {
+        const auto at = std::mismatch(m.begin(), m.end(), other.begin()).first - m.begin();
+        from = static_cast<std::size_t>(at) / 4 * 4;
+        count = 4;
+        text << "burst, packet " << from / 64 << " from byte " << from % 64 << ": ";
+    }
+    for (std::size_t n = from; n < from + count; ++n)
+        text << std::hex << (m[n] < 16 ? "0" : "") << int{m[n]} << ' ';
     return text.str();
 }
 
-template <typename T, typename Show>
-std::string ListDifference(const char* what, const std::vector<T>& library, const std::vector<T>& model,
-                           Show show)
+template <typename T>
+std::string ListDifference(const char* what, const std::vector<T>& library, const std::vector<T>& model)
 {
+    const auto show = [](const std::vector<T>& all, std::size_t n, const std::vector<T>& others) {
+        return n >= all.size() ? "none" : Text(all[n], n < others.size() ? others[n] : T{});
+    };
     for (std::size_t n = 0; n < std::max(library.size(), model.size()); ++n)
-        if (n >= library.size() || n >= model.size() || !(library[n] == model[n]))
+        if (n >= library.size() || n >= model.size() || !Same(library[n], model[n]))
             return std::string(what) + " " + std::to_string(n) + " of " + std::to_string(library.size()) +
-                   " and " + std::to_string(model.size()) + ": library " +
-                   (n < library.size() ? show(library[n]) : "none") + ", model " +
-                   (n < model.size() ? show(model[n]) : "none");
+                   " and " + std::to_string(model.size()) + ":\nlibrary " + show(library, n, model) +
+                   "\nmodel   " + show(model, n, library);
     return {};
 }
 
 } // namespace
 
+void ToldByLibrary(char kind, double a, double b) { the_duel->Told(kind, a, b); }
+
 void RegisterWithLibrary(char kind, bool on)
 {
+    const auto signal = [on](auto told) { return on ? +told : nullptr; };
     switch (kind) {
     case 'g':
-        return ::ZEKARegisterSignalOutputCallback(on ? +[](double t, double v) { Told('g', t, v); }
-                                                     : nullptr);
+        return ::ZEKARegisterSignalOutputCallback(
+            signal([](double t, double v) { ToldByLibrary('g', t, v); }));
     case 'p':
-        return ::ZEKARegisterPacingOutputCallback(on ? +[](double t, double v) { Told('p', t, v); }
-                                                     : nullptr);
+        return ::ZEKARegisterPacingOutputCallback(
+            signal([](double t, double v) { ToldByLibrary('p', t, v); }));
     case 'm':
-        return ::ZEKARegisterOutputFunctionCallback(on ? +[](int f) { Told('m', f); } : nullptr);
+        return ::ZEKARegisterOutputFunctionCallback(
+            signal([](int function) { ToldByLibrary('m', function, 0); }));
     case 'f':
-        return ::ZEKARegisterFrequencyCallback(on ? +[](double f) { Told('f', f); } : nullptr);
+        return ::ZEKARegisterFrequencyCallback(signal([](double hz) { ToldByLibrary('f', hz, 0); }));
     case 'b':
-        return ::RegisterBaselineResetCB(on ? +[](int state) { Told('b', state); } : nullptr);
+        return ::RegisterBaselineResetCB(signal([](int state) { ToldByLibrary('b', state, 0); }));
     default:
-        return ::RegisterSyncDCOffsetCB(on ? +[](int mv) { Told('d', mv); } : nullptr);
+        return ::RegisterSyncDCOffsetCB(signal([](int mv) { ToldByLibrary('d', mv, 0); }));
     }
 }
-
-// --- the far end
-
-FarEnd::FarEnd(int fd) : fd_(fd), thread_([this] { Serve(); }) {}
-
-FarEnd::~FarEnd()
-{
-    ::shutdown(fd_, SHUT_RDWR);
-    thread_.join();
-    ::close(fd_);
-}
-
-void FarEnd::AskForSamples()
-{
-    const Message request = [] {
-        Message m(64);
-        m[0] = 0x01;
-        m[1] = 0x55;
-        return m;
-    }();
-    (void)::send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
-}
-
-void FarEnd::Refuse(bool on)
-{
-    const std::scoped_lock hold(lock_);
-    firmware_.Refuse(on);
-}
-
-void FarEnd::Serve()
-{
-    Message buffer(8192);
-    for (;;) {
-        const ssize_t size = ::recv(fd_, buffer.data(), buffer.size(), 0);
-        if (size <= 0)
-            return;
-        const std::scoped_lock hold(lock_);
-        if (size == 1 && buffer[0] == kMark) {
-            mark_ = true;
-            marked_.notify_all();
-            continue;
-        }
-        messages_.emplace_back(buffer.begin(), buffer.begin() + size);
-        const Message reply = firmware_.Answer(messages_.back());
-        if (!reply.empty())
-            (void)::send(fd_, reply.data(), reply.size(), MSG_NOSIGNAL);
-    }
-}
-
-std::optional<std::vector<Message>> FarEnd::Take(int near)
-{
-    (void)::send(near, &kMark, 1, MSG_NOSIGNAL);
-    std::unique_lock hold(lock_);
-    if (!marked_.wait_for(hold, std::chrono::milliseconds(kPatienceMs), [&] { return mark_; }))
-        return std::nullopt;
-    mark_ = false;
-    return std::exchange(messages_, {});
-}
-
-// --- the duel
 
 Duel::Duel(unsigned seed) : model(seed)
 {
+    the_duel = this;
     std::srand(seed);
     model.ane20000 = ANE20000;
     model.in_callback = [this](char kind) {
@@ -217,6 +137,9 @@ Duel::~Duel()
         return;
     (void)EndPollThread(kPatienceMs);
     DeviceClose();
+    ::shutdown(far_, SHUT_RDWR);
+    far_end_.join();
+    ::close(far_);
 }
 
 void Duel::Connect()
@@ -224,48 +147,80 @@ void Duel::Connect()
     log_ += "connect\n";
     const SocketPair ends = MakeSocketPair(SOCK_SEQPACKET);
     near_ = ends.near;
-    far_.emplace(ends.far);
+    far_ = ends.far;
+    far_end_ = std::thread([this] { ServeFarEnd(); });
     OpenPort(near_);
     model.device = true;
     if (!StartPollThread())
         Differ("no poll thread");
 }
 
-// A request has been read and waits for its answer; the answer waits for the lock.
-void Duel::Hold()
+void Duel::ServeFarEnd()
 {
-    g_CriticalSection.Lock();
-    held_ = true;
-    far_->AskForSamples();
+    Message buffer(8192);
+    for (;;) {
+        const ssize_t size = ::recv(far_, buffer.data(), buffer.size(), 0);
+        if (size <= 0)
+            return;
+        if (size == 1 && buffer[0] == kMark) {
+            ++marks_;
+            marks_.notify_all();
+            continue;
+        }
+        const std::scoped_lock hold(lock_);
+        messages_.emplace_back(buffer.begin(), buffer.begin() + size);
+        const Message reply = firmware_.Answer(messages_.back());
+        if (!reply.empty())
+            (void)::send(far_, reply.data(), reply.size(), MSG_NOSIGNAL);
+    }
+}
+
+std::vector<Message> Duel::TakeMessages()
+{
+    if (near_ < 0)
+        return {};
+    const int before = marks_;
+    (void)::send(near_, &kMark, 1, MSG_NOSIGNAL); // behind everything that the library wrote
+    marks_.wait(before);
+    const std::scoped_lock hold(lock_);
+    return std::exchange(messages_, {});
+}
+
+// On return the poll thread has read the request and waits for the lock, which this thread holds.
+void Duel::Ask()
+{
+    if (asked_.exchange(true))
+        return;
+    constexpr std::array<std::uint8_t, 64> kRequest{0x01, 0x55};
+    (void)::send(far_, kRequest.data(), kRequest.size(), MSG_NOSIGNAL);
     if (g_hProcessRequestEvent.WaitTimeout(kPatienceMs) != 0)
         Differ("no request was read");
 }
 
-void Duel::Release()
+void Duel::FinishAnswer()
 {
-    held_ = false;
-    g_CriticalSection.Unlock();
-    for (int look = 0; g_hProcessRequestEvent.WaitTimeout(0) == 0 && look < 10000000; ++look)
+    while (asked_ && g_hProcessRequestEvent.WaitTimeout(0) == 0)
         ::sched_yield();
-    model.AnswerRequest();
+    if (asked_.exchange(false))
+        model.AnswerRequest();
 }
 
 void Duel::Do(const std::vector<Call>& calls)
 {
+    g_CriticalSection.Lock();
     for (const Call& call : calls) {
-        if (!difference_.empty())
-            return;
-        log_ += call.text + (held_ ? " [same request]\n" : "\n");
-        if (model.going && !held_)
-            Hold();
+        log_ += call.text + (asked_ ? " [same request]\n" : "\n");
+        if (model.going)
+            Ask();
         model.sends.clear();
         const double theirs = call.library();
         const double ours = call.model(model);
+        call_sent_ = model.sends;
         if (!Same(theirs, ours))
             Differ("result: library " + std::to_string(theirs) + ", model " + std::to_string(ours));
     }
-    if (held_)
-        Release();
+    g_CriticalSection.Unlock();
+    FinishAnswer();
     Compare();
 }
 
@@ -273,25 +228,42 @@ void Duel::Play(int requests)
 {
     log_ += "play " + std::to_string(requests) + "\n";
     for (int n = 0; n < requests && model.going && difference_.empty(); ++n) {
-        Hold();
-        Release();
-        Compare();
+        {
+            const CAutoCriticalSection lock(g_CriticalSection);
+            Ask();
+        }
+        FinishAnswer();
+        if (n % 32 == 31)
+            Compare();
     }
+    Compare();
 }
 
 void Duel::Refuse(bool on)
 {
-    if (far_)
-        far_->Refuse(on);
+    const std::scoped_lock hold(lock_);
+    firmware_.Refuse(on);
     model.firmware.Refuse(on);
     log_ += on ? "the instrument refuses\n" : "the instrument confirms\n";
 }
 
-void Duel::React(Reaction reaction)
+void Duel::React(const Reaction& reaction)
 {
-    log_ += "in callback " + std::string(1, reaction.kind) + " number " + std::to_string(reaction.nth) +
-            ": " + reaction.call.text + "\n";
-    library_reaction = model_reaction_ = std::move(reaction);
+    log_ += std::string("in callback ") + reaction.kind + " number " + std::to_string(reaction.nth) + ": " +
+            reaction.call.text + "\n";
+    reaction_ = model_reaction_ = reaction;
+}
+
+// On the poll thread or inside a call, always under the library's lock.
+void Duel::Told(char kind, double a, double b)
+{
+    events_.push_back({kind, a, b});
+    if (const auto call = Due(reaction_, kind)) {
+        if (::ZEKAIsPlaying())
+            Ask(); // a stream that has only just begun: the instrument asks as soon as it has something to play
+        const double result = call->library();
+        events_.push_back({'r', result, 0.0});
+    }
 }
 
 void Duel::Differ(const std::string& what)
@@ -302,31 +274,15 @@ void Duel::Differ(const std::string& what)
 
 void Duel::Compare()
 {
-    sent_.clear();
-    if (far_) {
-        auto taken = far_->Take(near_);
-        if (!taken)
-            return Differ("the wire is blocked");
-        sent_ = std::move(*taken);
-    }
-    for (std::size_t n = 0; n < std::min(sent_.size(), model.sent.size()); ++n)
-        if (sent_[n] != model.sent[n] && sent_[n].size() == 3200 && model.sent[n].size() == 3200)
-            return Differ(BurstDifference(sent_[n], model.sent[n]));
+    sent_ = TakeMessages();
     for (const std::string& what :
-         {ListDifference("write", sent_, model.sent, [](const Message& m) { return Text(m); }),
-          ListDifference("callback", library_events, model.events, [](const Event& e) { return Text(e); })})
+         {ListDifference("write", sent_, model.sent), ListDifference("callback", events_, model.events),
+          ValueDifference(model)})
         if (!what.empty())
             return Differ(what);
     model.sent.clear();
-    library_events.clear();
+    events_.clear();
     model.events.clear();
-    const auto ours = model.Values();
-    for (const auto& [name, theirs] : LibraryValues())
-        if (!Same(theirs, ours.at(name)))
-            return Differ(name + ": library " + std::to_string(theirs) + ", model " +
-                          std::to_string(ours.at(name)));
-    if (const std::string what = RecordingDifference(model); !what.empty())
-        Differ(what);
 }
 
 std::string InFreshLibrary(unsigned seed, const std::function<void(Duel&)>& body)
@@ -340,9 +296,8 @@ std::string InFreshLibrary(unsigned seed, const std::function<void(Duel&)>& body
         {
             Duel duel(seed);
             body(duel);
-            found = duel.Difference();
+            found = duel.Difference() + '\n';
         }
-        found += '\n';
         _exit(::write(ends[1], found.data(), found.size()) == static_cast<ssize_t>(found.size()) ? 0 : 1);
     }
     ::close(ends[1]);

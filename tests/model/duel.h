@@ -1,10 +1,10 @@
 // duel.h - the library and the model side by side: the same calls to both, then everything that came of it
-// compared. The instrument's end of the wire is a socket pair that answers at once and asks for samples when
-// the test says so; the library's own poll thread reads and answers. Nothing waits for real time: the
-// library's sleeps are cut to a thousandth.
+// compared. The instrument's end of the wire is a socket pair that answers at once and asks for samples when the
+// test says so; the library's own poll thread reads and answers. Nothing waits for real time: the library's
+// sleeps are cut to a thousandth.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -31,31 +31,6 @@ struct Reaction {
     Call call;
 };
 
-/// The far end: answers commands, remembers every write.
-class FarEnd {
-public:
-    explicit FarEnd(int fd);
-    ~FarEnd();
-    FarEnd(const FarEnd&) = delete;
-    FarEnd& operator=(const FarEnd&) = delete;
-
-    void AskForSamples();
-    void Refuse(bool on);
-    /// What was written since the last time, once everything written has arrived; nothing when it does not.
-    std::optional<std::vector<Message>> Take(int near);
-
-private:
-    void Serve();
-
-    const int fd_;
-    std::mutex lock_;
-    std::condition_variable marked_;
-    bool mark_ = false;
-    Firmware firmware_;
-    std::vector<Message> messages_;
-    std::thread thread_;
-};
-
 class Duel {
 public:
     explicit Duel(unsigned seed);
@@ -66,33 +41,42 @@ public:
     /// From here on there is an instrument.
     void Connect();
     /// The calls; while a signal streams they fall between a request and its answer.
-    void Do(const std::vector<Call>& calls);
+    void Do(const std::vector<Call>& calls) ZEKA_NO_LOCK_ANALYSIS;
     /// Bursts for as many requests, or until the stream ends.
     void Play(int requests);
+    /// Status bytes that say no from here on, or yes again.
     void Refuse(bool on);
-    void React(Reaction reaction);
+    void React(const Reaction& reaction);
 
     /// The first difference, with everything that led to it; empty while there is none.
     [[nodiscard]] const std::string& Difference() const { return difference_; }
-    [[nodiscard]] const std::vector<Message>& Sent() const
-    {
-        return sent_;
-    } // by the library in the last step
+    void Differ(const std::string& what);
+    /// What the library wrote since the last step.
+    [[nodiscard]] const std::vector<Message>& Sent() const { return sent_; }
+    /// The commands of the last call itself, by name.
+    [[nodiscard]] const std::string& CallSent() const { return call_sent_; }
     Model model;
 
 private:
-    void Hold() ZEKA_NO_LOCK_ANALYSIS; // takes the lock, Release gives it back
-    void Release() ZEKA_NO_LOCK_ANALYSIS;
+    void ServeFarEnd();
+    std::vector<Message> TakeMessages();
+    void Ask();
+    void FinishAnswer();
     void Compare();
-    void Differ(const std::string& what);
+    void Told(char kind, double a, double b);
+    friend void ToldByLibrary(char kind, double a, double b);
 
-    int near_ = -1;
-    std::optional<FarEnd> far_;
-    bool held_ = false;
-    std::optional<Reaction> model_reaction_;
+    int near_ = -1, far_ = -1;
+    std::thread far_end_;
+    std::mutex lock_;
+    Firmware firmware_;             // of the far end
+    std::vector<Message> messages_; // that have arrived there
+    std::atomic<int> marks_ = 0;
+    std::atomic<bool> asked_ = false; // a request has been read and waits for its answer
+    std::vector<Event> events_;       // of the library
+    std::optional<Reaction> reaction_, model_reaction_;
     std::vector<Message> sent_;
-    std::string log_;
-    std::string difference_;
+    std::string log_, difference_, call_sent_;
 };
 
 /// Runs the duel in a process of its own, with a library as it was loaded; returns its difference.

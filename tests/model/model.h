@@ -1,19 +1,19 @@
-// model.h - the whole signal path once more: settings, apply step, every formula of the signal for each
-// sample, straight and slow, in the order in which it stands in the documents, and the commands that the
-// calls send. It includes nothing of the library but its public header, shares no code with it, and is held
-// against it call by call. Exported calls have the names and results that the library gives them.
+// model.h - the whole signal path once more: settings, apply step, every formula of the signal for each sample,
+// straight and slow, in the order in which it stands in the documents, and the commands that the calls send. It
+// includes nothing of the library but its public header, shares no code with it, and is held against it call by
+// call. Exported calls have the names and results that the library gives them.
 #pragma once
 
+#include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "model/firmware.h"
-#include "zeka/zeka.h"
 
 namespace zeka::test {
 
@@ -30,126 +30,280 @@ struct SetterRow {
 };
 const std::map<std::string, SetterRow>& SetterTable();
 
-class Model {
-public:
-    explicit Model(unsigned seed);
+struct Model {
+    explicit Model(unsigned seed) { ::initstate_r(seed, random_state.data(), random_state.size(), &random); }
+    Model(const Model&) = delete;
+    Model& operator=(const Model&) = delete;
 
     // --- what came of it
     std::vector<Message> sent;
-    std::string sends; // the commands by name
+    std::string sends; // the commands by name, as setters.tsv has them
     std::vector<Event> events;
     std::function<void(char)> in_callback;
     std::vector<double> recorded_ac, recorded_dc; // the application's buffers
     Firmware firmware;
     const int* ane20000 = nullptr; // the table, which no exported call hands out
     bool device = false;
-    bool going = false;
 
     /// The poll thread's answer to the instrument's request for samples.
     void AnswerRequest();
-
-    // --- exported calls
-    int ZEKASetOutputFunction(int function);
-    void ZEKAReset();
-    int ZEKASetAmplitude(double mv), ZEKASetFrequency(double hz), ZEKASetPulseWidth(double ms);
-    int ZEKASetQRSDuration(double ms), ZEKASetTWave(double mv), ZEKASetPDuration(double ms),
-        ZEKASetPRInterval(double ms);
-    int ZEKASetQTInterval(double ms), ZEKASetPWave(double mv), ZEKASetSTDeviation(double mv),
-        ZEKASetSTSegment(double ms);
-    int ZEKASetTDuration(double ms), ZEKASetDCOffset(int channel, int mv),
-        ZEKASetDCOffsetVariableMode(int channel, bool on);
-    int SetDCOffsetCommonMode(bool on);
-    int ZEKASetPacingPulseMode(int mode), ZEKASetPacingAmplitude(double mv), ZEKASetPacingDuration(double ms);
-    int ZEKASetPacingRate(unsigned ppm), ZEKASetPacingRateSynchronized(),
-        ZEKASetOvershootTimeConstant(unsigned ms);
-    int ZEKASetOvershootAmplitude(double mv);
-    int SetRespiration(int variation, int frequency, int ratio, int baseline, int apnea_s), SetApnea(bool on);
-    int EnableRespiration(bool on), EnableExternalRespireModule(bool on);
-    int SetRespireAlgorithmParam(int bpm, int ratio, int apnea_s, int baseline, int amplitude, int rate);
-    int ZEKASetFrequencyScan(bool on, int seconds, double start, double stop), SetFreqScanECG(bool on);
-    int ZEKASetDynamicRangeTest(bool on, bool triangle, double mv, double hz),
-        SetECG2_27_Noise(int type, double mv);
-    int SetECG2_27_AAMIDriftTest(bool on), SetECG2_27_AAMIDriftTestAmp(double mv),
-        SetECG2_27_AAMIDriftTestFreq(double hz);
-    int SetBaselineResetTest(int state);
-    int SetSpecialWave227(int index), SetSpecialWave251(int index), SetSpecialWave247(int index),
-        SetANE20000Lead(int lead);
-    void SetStandardWaveformLoop(bool on), ZEKAEnableLoop(bool on);
-    int ZEKAOutputSignal(int function), ZEKASaveToStandaloneMode(int function), ZEKASaveDefaultWaveform();
-    int ZEKASetOutputLead(int channel, int lead), ZEKASetInputImpedanceMode(int channel, int mode);
-    int ZEKAGetInputImpedanceMode(int channel), ZEKASetSignalGroundToGNDGround(int channel, bool on);
-    int ZEKAGetSignalGroundToGNDGround(int channel), SetAllOutputState(unsigned);
-    bool SetSelectedChannelEnabled(unsigned char mask, bool on),
-        SetSelectedChannelLeads(unsigned char mask, int lead);
-    int ZEKASetCalibrationMode(bool on), ZEKASetOutputDac(int first, int second);
-    int ZEKALoadRawData(double hz, const std::vector<double>& ac, const std::vector<double>& dc);
-    /// A recording file as its loader found it. A refused head leaves the former recording, a refused line
-    /// none.
+    void Register(char kind, bool on) { callbacks[static_cast<std::size_t>(kind)] = on; }
+    /// A recording file as its loader found it. A refused head leaves the former recording, a refused line none.
     enum class Found { kNothing, kRefusedHead, kRefusedLine, kSamples };
     int Load(Found found, double hz, const std::vector<double>& mv, int result);
+
+    // --- exported calls: output function and waveform parameters
+    int ZEKASetOutputFunction(int function);
+    void ZEKAReset();
+    int ZEKASetAmplitude(double mv)
+    {
+        return device && overload != 0 && In(mv, -10, 10) ? -3 : Set(__func__, amplitude, mv, -10, 10);
+    }
+    int ZEKASetFrequency(double hz)
+    {
+        const bool fits = In(hz, 0.017, 500) && !((main_output == 4 || main_output == 5) && hz > 5.0);
+        return device && fits && scan_on         ? -3
+               : device && fits && overload != 0 ? -4
+                                                 : Set(__func__, fits, [&] { F = hz; });
+    }
+    int ZEKASetPulseWidth(double ms) { return Set(__func__, pulse_width, ms, 1, 300); }
+    int ZEKASetQRSDuration(double ms) { return Set(__func__, qrs, ms, 5, 200); }
+    int ZEKASetTWave(double mv) { return Set(__func__, cus_t, mv, 0, 5); }
+    int ZEKASetPDuration(double ms) { return Set(__func__, p_duration, ms, 50, 100); }
+    int ZEKASetPRInterval(double ms)
+    {
+        return Set(__func__, In(ms, 0, 200), [&] {
+            pr = ms;
+            if (pr < 50.0)
+                p_duration = pr;
+            else if (p_duration < 50.0)
+                p_duration = 50.0;
+        });
+    }
+    int ZEKASetQTInterval(double ms) { return Set(__func__, qt, ms, 100, 900); }
+    int ZEKASetPWave(double mv) { return Set(__func__, cus_p, mv, 0, 2); }
+    int ZEKASetSTDeviation(double mv) { return Set(__func__, cus_st, mv, -2, 2); }
+    int ZEKASetSTSegment(double ms) { return Set(__func__, st_segment, ms, 100, 900); }
+    int ZEKASetTDuration(double ms) { return Set(__func__, t_duration, ms, 100, 900); }
+    int ZEKASetDCOffset(int channel, int mv)
+    {
+        return Set(__func__, In(channel, 0, 3) && In(mv, -1000, 1000), [&] {
+            dc_setting = mv;
+            SetRelays();
+            SetDcOffset(channel);
+        });
+    }
+    int ZEKASetDCOffsetVariableMode(int channel, bool on)
+    {
+        return Set(__func__, In(channel, 0, 3), [&] {
+            variable_dc = test_variable_dc[channel] = on;
+            SetRelays();
+            SetDcOffset(channel);
+        });
+    }
+    int SetDCOffsetCommonMode(bool on)
+    {
+        return Set(__func__, true, [&] {
+            common_mode = on;
+            SetRelays();
+        });
+    }
+
+    // pacing
+    int ZEKASetPacingPulseMode(int mode)
+    {
+        return Set(__func__, true, [&] { pacing_pulse = mode; });
+    }
+    int ZEKASetPacingAmplitude(double mv)
+    {
+        return Set(__func__, In(mv, -700, 700), [&] {
+            PA = mv;
+            for (int channel = 0; channel < 4 && PA != 0; ++channel)
+                ZEKASetDCOffsetVariableMode(channel, true);
+        });
+    }
+    int ZEKASetPacingDuration(double ms) { return Set(__func__, pacing_duration, ms, 0.1, 3); }
+    int ZEKASetPacingRate(unsigned ppm)
+    {
+        return Set(__func__, In(ppm, 10, 360), [&] {
+            pacing_rate = ppm;
+            synchronized = false;
+        });
+    }
+    int ZEKASetPacingRateSynchronized()
+    {
+        return Set(__func__, In(F * 60, 10, 360), [&] { synchronized = true; });
+    }
+    int ZEKASetOvershootTimeConstant(unsigned ms)
+    {
+        return Set(__func__, ms <= 100, [&] { overshoot_tc = ms; });
+    }
+    int ZEKASetOvershootAmplitude(double mv) { return Set(__func__, POA, std::fabs(mv), 0, 5); }
+
+    // respiration, test modes, standard waveforms
+    int SetRespiration(int variation, int frequency, int ratio, int baseline, int apnea_s);
+    int SetApnea(bool on);
+    int EnableRespiration(bool on);
+    int EnableExternalRespireModule(bool)
+    {
+        return Set(__func__, true, [&] { SetRelays(); }) == 0 ? 0 : 1;
+    }
+    int SetRespireAlgorithmParam(int bpm, int ratio, int apnea_s, int baseline, int amp, int rate);
+    int ZEKASetFrequencyScan(bool on, int seconds, double start, double stop);
+    int SetFreqScanECG(bool on);
+    int ZEKASetDynamicRangeTest(bool on, bool triangle, double mv, double hz);
+    int SetECG2_27_Noise(int type, double mv)
+    {
+        return Set(__func__, In(mv, 0.01, 5), [&] {
+            main_noise = type;
+            noise_amp = mv;
+        });
+    }
+    int SetECG2_27_AAMIDriftTest(bool on)
+    {
+        return Set(__func__, true, [&] { drift = on; });
+    }
+    int SetECG2_27_AAMIDriftTestAmp(double mv);
+    int SetECG2_27_AAMIDriftTestFreq(double hz);
+    int SetBaselineResetTest(int state);
+    int SetSpecialWave227(int index)
+    {
+        wave = index;
+        Land(__func__);
+        return 0;
+    }
+    int SetSpecialWave251(int index) { return SetSpecialWave227(index); }
+    int SetSpecialWave247(int index) { return SetSpecialWave227(index); }
+    int SetANE20000Lead(int index)
+    {
+        if (!In(index, 0, 8))
+            return -1;
+        lead = index;
+        Land(__func__);
+        return 0;
+    }
+    void SetStandardWaveformLoop(bool on) { loop_play = on; }
+    void ZEKAEnableLoop(bool on) { loop_file = on; }
+
+    // playback from the instrument's memory, output stage, recordings
+    int ZEKAOutputSignal(int function);
+    int ZEKASaveToStandaloneMode(int function);
+    int ZEKASaveDefaultWaveform();
+    int ZEKASetOutputLead(int channel, int selection)
+    {
+        return Set(__func__, In(channel, 0, 3), [&] {
+            SetRelays();
+            ChangeBlock("lead", [&](Message& block) { block[GroupAt(channel) + 3] = Flag(selection == 0); });
+        });
+    }
+    int ZEKASetInputImpedanceMode(int channel, int mode)
+    {
+        return Set(__func__, In(channel, 0, 3) && In(mode, 0, 3), [&] {
+            ChangeBlock("impedance", [&](Message& block) {
+                block[GroupAt(channel)] = Flag(mode == 1);
+                block[GroupAt(channel) + 1] = Flag(mode == 2);
+                block[GroupAt(channel) + 4] = Flag(mode == 3);
+            });
+        });
+    }
+    int ZEKAGetInputImpedanceMode(int channel)
+    {
+        Message block;
+        const std::size_t at = GroupAt(channel);
+        return !Exchange(Message(64), &block)                   ? 0
+               : block[at] == 0xFF                              ? 1
+               : block[at + 1] == 0xFF || block[at + 4] == 0xFF ? 2
+                                                                : 0;
+    }
+    int ZEKASetSignalGroundToGNDGround(int channel, bool on)
+    {
+        return Set(__func__, In(channel, 0, 3), [&] {
+            ChangeBlock("ground", [&](Message& block) { block[GroupAt(channel) + 5] = Flag(on); });
+        });
+    }
+    int ZEKAGetSignalGroundToGNDGround(int channel)
+    {
+        Message block;
+        return !Exchange(Message(64), &block) || block[GroupAt(channel) + 5] == 0xFF ? 1 : 0;
+    }
+    int SetAllOutputState(unsigned)
+    {
+        return Set(__func__, true, [&] { SetRelays(); });
+    }
+    bool SetSelectedChannelEnabled(unsigned char mask, bool on);
+    bool SetSelectedChannelLeads(unsigned char mask, int selection);
+    int ZEKASetCalibrationMode(bool);
+    int ZEKASetOutputDac(int first, int second);
+    int ZEKALoadRawData(double hz, const std::vector<double>& ac, const std::vector<double>& dc);
     bool EnableRecordRaw(int length);
-    void DisableRecordRaw();
-    void Register(char kind, bool on);
+    void DisableRecordRaw() { recording = false; }
 
-    /// What the getters return, by name.
-    [[nodiscard]] std::map<std::string, double> Values() const;
+    [[nodiscard]] double DriftHz() const { return 1 / drift_len; }
 
-private:
+    // --- the frame of the setters, the apply step
+    static bool In(double x, double low, double high) { return !(x < low || x > high); }
     void Land(const char* call);
+    template <typename Store> int Set(const char* call, bool in_range, Store store)
+    {
+        if (!device || !in_range)
+            return device ? -2 : -1;
+        store();
+        Land(call);
+        return 0;
+    }
+    int Set(const char* call, double& value, double argument, double low, double high)
+    {
+        return Set(call, In(argument, low, high), [&] { value = argument; });
+    }
     void Change(), ChangeRequested(), CheckIfChangeRequired(double t), Apply(), CheckEcgTime();
     void Tell(char kind, double a, double b = 0.0);
-    int Stored(const char* call, double& value, double argument, double low, double high);
 
-    // the wire
-    void Write(Message message);
+    // --- the wire
+    static std::size_t GroupAt(int channel) { return 32 + 8 * static_cast<std::size_t>(channel); }
+    static std::uint8_t Flag(bool on) { return on ? 0xFF : 0x00; }
     bool Exchange(const Message& request, Message* reply = nullptr);
     bool ChangeBlock(const char* name, const std::function<void(Message&)>& change);
-    void SetRelays();
-    bool SetDcOffset(int channel), ChannelState(const std::function<void(Message&)>&change);
-    bool SendRespiration(const std::array<int, 4>& codes, bool apnea);
-    void EnableApneaByTime(int seconds);
-    bool ControlSetting(Message&record), WriteWaveformInfo(), WriteRawData();
+    void SetRelays(), SetDcOffset(int channel), EnableApneaByTime(int seconds), Named(const char*command);
+    bool ChannelState(const std::function<void(Message&)>& change);
+    bool SendRespiration(const std::array<int, 4>& four, bool on);
+    bool ControlSetting(Message&setting), WriteWaveformInfo(), WriteRawData();
 
-    // the signal
-    void SendNextPacket(), UpdateFreqScan();
-    double MainVoltage(double t), Ecg(double t), Noise(),
-        Table(const int*table, int entries, int size, int index, double at);
-    double PacingV5(double&acc), InputRangeDc(), RespireVoltage(double t) const, RespireV() const;
-    double RespireAt(double time) const;
-    void CheckPulse(double offset, bool&latch), CheckStandardLoop(), StopCallback();
-    [[nodiscard]] bool IsEndOfFile() const;
-    [[nodiscard]] double InPeriod() const, Attenuation() const;
-    [[nodiscard]] static int Dac(double mv), RateOf(double hz), PixelsOf(double hz);
-    [[nodiscard]] int AcWord(double mv, double* counts = nullptr) const;
-    int Rand();
+    // --- the signal
+    void SendNextPacket(), UpdateFreqScan(), CheckPulse(double offset, bool&latch), CheckStandardLoop();
+    double MainVoltage(double t), Ecg(double t), Beat7(double t, double a), Beat8(double t, double a),
+        Noise();
+    double Table(const int* table, int entries, int size, int index, double at);
+    double PacingV5(double&acc), InputRangeDc(), RespireVoltage(double t), RespireAt(double time);
+    bool IsEndOfFile();
+    double InPeriod(), Attenuation();
+    int Dac(double mv), RateOf(double hz), PixelsOf(double hz), AcWord(double mv, double*counts = nullptr);
 
-    random_data random_{};
-    std::array<char, 128> random_state_{};
+    random_data random{}; // the C library's rand(), a sequence of the model's own
+    std::array<char, 128> random_state{};
 
-    // settings and working values, start-up values as the library has them
-    int main_output = 0, sample_rate = 40000, graph_counter = 0, sequence = 0;
+    // --- settings and working values, with their values at load; s, Hz, mV, settings in ms
+    int main_output = 0, sample_rate = 40000, graph_counter = 0, sequence = 0, dc_setting = 0;
+    bool going = false, change_on_next = false, in_change = false, stop_event = false;
     double F = 1.0, amplitude = 1.0, pulse_width = 100.0, qrs = 100.0, p_duration = 100.0, pr = 160.0,
-           qt = 350.0, st_segment = 70.0, t_duration = 180.0, cus_p = 0.2, cus_t = 0.2, cus_st = 0.0;
-    double period = 0.0, tau = 0.0, tau_graph = 0.0, range = 0.0, A = 0.0, PW = 0.0, pac_delay = 0.0,
-           noise = 0.0;
-    bool change_on_next = false, in_change = false, stop_event = false;
-    int dc_setting = 0;
-    bool variable_dc = true, test_variable_dc[4] = {true, true, true, true}, common_mode = false,
-         raw_variable_dc = false;
-    bool callbacks[128] = {};
+           qt = 350.0;
+    double st_segment = 70.0, t_duration = 180.0, cus_p = 0.2, cus_t = 0.2, cus_st = 0.0;
+    double period = 0, tau = 0, tau_graph = 0, range = 0, A = 0, PW = 0, pac_delay = 0, noise = 0;
     double t1 = 0, t2 = 0, t3 = 0, t4 = 0, t5 = 0, c1 = 0, c2 = 0, c3 = 0, c4 = 0, c5 = 0, c6 = 0, c7 = 0;
+    bool variable_dc = true, test_variable_dc[4] = {true, true, true, true}, common_mode = false;
+    bool raw_variable_dc = false;
+    std::array<bool, 128> callbacks{};
     // pacing
     double PA = 0.0, pacing_duration = 2.0, POA = 0.0, leading = 0.03, pp = 0.0, OTC = 0.0;
     unsigned pacing_rate = 60, overshoot_tc = 0;
     bool synchronized = true, raised = false, indication = false, latch0 = false, latch1 = false,
          latch2 = false;
     int pacing_pulse = 0, pulses_required = 0, ppc = 1000;
-    // respiration
-    bool respiration = false, apnea = false, external = false;
-    std::array<int, 4> codes{}; // frequency, variation, ratio, baseline
+    // respiration; the codes: frequency, variation, ratio, baseline
+    bool respiration = false, apnea = false;
+    std::array<int, 4> codes{};
     int resistance = 0, apnea_time = 0;
-    double one_respire = 0, inhale = 0, exhale = 0, one_apnea = 0, baseline_mod = 0, amp_mod = 0,
-           freq_mod = 0, pre_end = 0, end = 0;
+    double one_respire = 0, inhale = 0, exhale = 0, one_apnea = 0;
+    double baseline_mod = 0, amp_mod = 0, freq_mod = 0, pre_end = 0, end = 0;
     // test modes
     bool scan_on = false, scan1 = false, scan3 = false, dynamic = false, drift = false;
     double f_start = 0.67, f_final = 150.0, Fd = 0.0, a_dynamic = 1.0, f_dynamic = 40.0, noise_amp = 0.1;
@@ -158,12 +312,10 @@ private:
     double current_amp = 1.0, current_freq = 1.0, range_dc = 0.0, range_ac = 0.0, stair_time = -1.0;
     std::int64_t stair_tick = -1;
     // waveforms, recordings
-    int wave = 0, lead = 0;
-    bool loop_play = true, loop_file = true, recording = false;
+    int wave = 0, lead = 0, file_size = 0;
+    bool loop_play = true, loop_file = true, recording = false, file_mv = false;
     std::vector<double> file, dc_raw;
-    int file_size = 0;
     double file_hz = 0.0;
-    bool file_mv = false;
     std::size_t record_length = 0;
 };
 

@@ -1,7 +1,5 @@
-// model_calls.cpp - the exported calls of the model: ranges, results, what is stored, what goes over the
-// wire.
+// model_calls.cpp - the model's longer calls and what goes over the wire.
 #include <algorithm>
-#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -10,8 +8,6 @@
 
 namespace zeka::test {
 namespace {
-
-const std::array<int, 4> kAllChannels{0, 1, 2, 3};
 
 void PutBe16(Message& m, std::size_t at, int value)
 {
@@ -27,10 +23,6 @@ Message Block(std::initializer_list<int> head, std::size_t size = 64)
     return m;
 }
 
-bool IsChannel(int channel) { return channel >= 0 && channel <= 3; }
-std::size_t GroupAt(int channel) { return 32 + 8 * static_cast<std::size_t>(channel); }
-bool Outside(double x, double low, double high) { return x < low || x > high; }
-
 } // namespace
 
 const std::map<std::string, SetterRow>& SetterTable()
@@ -39,22 +31,15 @@ const std::map<std::string, SetterRow>& SetterTable()
         std::map<std::string, SetterRow> rows;
         std::ifstream file(SETTERS_TSV);
         for (std::string line, call, lands, sends; std::getline(file, line);) {
-            if (line.empty() || line[0] == '#' || line.starts_with("call\t"))
-                continue;
             std::istringstream fields(line);
-            std::getline(fields, call, '\t');
-            std::getline(fields, lands, '\t');
-            std::getline(fields, sends);
-            rows[call] = {lands, sends == "-" ? "" : sends};
+            if (std::getline(fields, call, '\t') && std::getline(fields, lands, '\t') &&
+                std::getline(fields, sends) && call != "call")
+                rows[call] = {lands, sends == "-" ? "" : sends};
         }
         return rows;
     }();
     return table;
 }
-
-Model::Model(unsigned seed) { ::initstate_r(seed, random_state_.data(), random_state_.size(), &random_); }
-
-void Model::Register(char kind, bool on) { callbacks[static_cast<int>(kind)] = on; }
 
 void Model::Land(const char* call)
 {
@@ -69,12 +54,6 @@ void Model::Land(const char* call)
 
 // --- the wire
 
-void Model::Write(Message message)
-{
-    if (device)
-        sent.push_back(std::move(message));
-}
-
 bool Model::Exchange(const Message& request, Message* reply)
 {
     if (!device)
@@ -86,12 +65,14 @@ bool Model::Exchange(const Message& request, Message* reply)
     return true;
 }
 
+void Model::Named(const char* command) { sends += std::string(sends.empty() ? "" : " ") + command; }
+
 bool Model::ChangeBlock(const char* name, const std::function<void(Message&)>& change)
 {
     Message block;
     if (!Exchange(Message(64), &block))
         return false;
-    sends += std::string(sends.empty() ? "" : " ") + name;
+    Named(name);
     block[1] = 0xFF;
     change(block);
     return Exchange(block);
@@ -105,15 +86,14 @@ void Model::SetRelays()
     });
 }
 
-bool Model::SetDcOffset(int channel)
+void Model::SetDcOffset(int channel)
 {
-    int source = 0x00;
+    std::uint8_t source = 0x00;
     if (!raw_variable_dc)
         source = dc_setting == 300 ? 0x01 : dc_setting == -300 ? 0x02 : 0x00;
     if (test_variable_dc[channel])
         source = 0x10;
-    return ChangeBlock(
-        "dc", [&](Message& block) { block[GroupAt(channel) + 2] = static_cast<std::uint8_t>(source); });
+    ChangeBlock("dc", [&](Message& block) { block[GroupAt(channel) + 2] = source; });
 }
 
 // --- output function and reset
@@ -129,46 +109,39 @@ int Model::ZEKASetOutputFunction(int function)
     if (function == 13)
         Change();
     else
-        Land("ZEKASetOutputFunction");
+        Land(__func__);
     return 0;
 }
 
 void Model::ZEKAReset()
 {
+    const auto restore = [this]<typename V>(V now, auto start, int (Model::*set)(V)) {
+        if (now != start)
+            (this->*set)(start);
+    };
+    const auto each_channel = [](auto set) {
+        for (int channel = 0; channel < 4; ++channel)
+            set(channel);
+    };
     Exchange(Block({0xCC, 0xFF, 0x0F}));
-    if (main_output != 0)
-        ZEKASetOutputFunction(0);
-    if (amplitude != 1.0)
-        ZEKASetAmplitude(1.0);
-    if (F != 1.0)
-        ZEKASetFrequency(1.0);
+    restore(main_output, 0, &Model::ZEKASetOutputFunction);
+    restore(amplitude, 1.0, &Model::ZEKASetAmplitude);
+    restore(F, 1.0, &Model::ZEKASetFrequency);
     if (dc_setting != 0)
-        for (const int channel : kAllChannels)
-            ZEKASetDCOffset(channel, 0);
+        each_channel([this](int c) { ZEKASetDCOffset(c, 0); });
     if (variable_dc)
-        for (const int channel : kAllChannels)
-            ZEKASetDCOffsetVariableMode(channel, false);
-    if (common_mode)
-        SetDCOffsetCommonMode(false);
-    if (pulse_width != 100.0)
-        ZEKASetPulseWidth(100.0);
-    for (const int channel : kAllChannels)
-        ZEKASetInputImpedanceMode(channel, 0);
-    if (pacing_pulse != 0)
-        ZEKASetPacingPulseMode(0);
-    if (qrs != 100.0)
-        ZEKASetQRSDuration(100.0);
-    if (cus_t != 0.2)
-        ZEKASetTWave(0.2);
-    if (PA != 0.0)
-        ZEKASetPacingAmplitude(0.0);
-    if (pacing_duration != 2.0)
-        ZEKASetPacingDuration(2.0);
-    if (pacing_rate != 60)
-        ZEKASetPacingRate(60);
+        each_channel([this](int c) { ZEKASetDCOffsetVariableMode(c, false); });
+    restore(common_mode, false, &Model::SetDCOffsetCommonMode);
+    restore(pulse_width, 100.0, &Model::ZEKASetPulseWidth);
+    each_channel([this](int c) { ZEKASetInputImpedanceMode(c, 0); });
+    restore(pacing_pulse, 0, &Model::ZEKASetPacingPulseMode);
+    restore(qrs, 100.0, &Model::ZEKASetQRSDuration);
+    restore(cus_t, 0.2, &Model::ZEKASetTWave);
+    restore(PA, 0.0, &Model::ZEKASetPacingAmplitude);
+    restore(pacing_duration, 2.0, &Model::ZEKASetPacingDuration);
+    restore(pacing_rate, 60u, &Model::ZEKASetPacingRate);
     ZEKASetPacingRateSynchronized();
-    if (overshoot_tc != 0)
-        ZEKASetOvershootTimeConstant(0);
+    restore(overshoot_tc, 0u, &Model::ZEKASetOvershootTimeConstant);
     if (noise_amp != 0.1 || main_noise != 0)
         SetECG2_27_Noise(0, 0.1);
     if (drift || drift_amp != 4.0 || 1 / drift_len != 0.1) {
@@ -180,161 +153,15 @@ void Model::ZEKAReset()
         ZEKASetDynamicRangeTest(false, true, 1.0, 40.0);
     if (scan1 || f_start != 0.67 || f_final != 150.0 || f_duration != 30)
         ZEKASetFrequencyScan(false, 30, 0.67, 150.0);
-    if (p_duration != 100.0)
-        ZEKASetPDuration(100.0);
-    if (pr != 160.0)
-        ZEKASetPRInterval(160.0);
-    if (qt != 350.0)
-        ZEKASetQTInterval(350.0);
-    if (cus_p != 0.2)
-        ZEKASetPWave(0.2);
-    if (cus_st != 0.0)
-        ZEKASetSTDeviation(0.0);
+    restore(p_duration, 100.0, &Model::ZEKASetPDuration);
+    restore(pr, 160.0, &Model::ZEKASetPRInterval);
+    restore(qt, 350.0, &Model::ZEKASetQTInterval);
+    restore(cus_p, 0.2, &Model::ZEKASetPWave);
+    restore(cus_st, 0.0, &Model::ZEKASetSTDeviation);
     SetAllOutputState(0);
     SetStandardWaveformLoop(true);
     raw_variable_dc = false;
 }
-
-// --- waveform parameters
-
-int Model::Stored(const char* call, double& value, double argument, double low, double high)
-{
-    if (!device)
-        return -1;
-    if (Outside(argument, low, high))
-        return -2;
-    value = argument;
-    Land(call);
-    return 0;
-}
-
-int Model::ZEKASetAmplitude(double mv)
-{
-    return device && !Outside(mv, -10.0, 10.0) && overload != 0
-               ? -3
-               : Stored(__func__, amplitude, mv, -10.0, 10.0);
-}
-
-int Model::ZEKASetFrequency(double hz)
-{
-    if (!device)
-        return -1;
-    if (Outside(hz, 0.017, 500.0) || ((main_output == 4 || main_output == 5) && hz > 5.0))
-        return -2;
-    return scan_on ? -3 : overload != 0 ? -4 : Stored(__func__, F, hz, 0.017, 500.0);
-}
-
-int Model::ZEKASetPulseWidth(double ms) { return Stored(__func__, pulse_width, ms, 1.0, 300.0); }
-int Model::ZEKASetQRSDuration(double ms) { return Stored(__func__, qrs, ms, 5.0, 200.0); }
-int Model::ZEKASetTWave(double mv) { return Stored(__func__, cus_t, mv, 0.0, 5.0); }
-int Model::ZEKASetPDuration(double ms) { return Stored(__func__, p_duration, ms, 50.0, 100.0); }
-int Model::ZEKASetQTInterval(double ms) { return Stored(__func__, qt, ms, 100.0, 900.0); }
-int Model::ZEKASetPWave(double mv) { return Stored(__func__, cus_p, mv, 0.0, 2.0); }
-int Model::ZEKASetSTDeviation(double mv) { return Stored(__func__, cus_st, mv, -2.0, 2.0); }
-int Model::ZEKASetSTSegment(double ms) { return Stored(__func__, st_segment, ms, 100.0, 900.0); }
-int Model::ZEKASetTDuration(double ms) { return Stored(__func__, t_duration, ms, 100.0, 900.0); }
-
-int Model::ZEKASetPRInterval(double ms)
-{
-    if (device && !Outside(ms, 0.0, 200.0) && (ms < 50.0 || p_duration < 50.0))
-        p_duration = ms < 50.0 ? ms : 50.0;
-    return Stored(__func__, pr, ms, 0.0, 200.0);
-}
-
-int Model::ZEKASetDCOffset(int channel, int mv)
-{
-    if (!device)
-        return -1;
-    if (!IsChannel(channel) || Outside(mv, -1000, 1000))
-        return -2;
-    dc_setting = mv;
-    SetRelays();
-    SetDcOffset(channel);
-    return 0;
-}
-
-int Model::ZEKASetDCOffsetVariableMode(int channel, bool on)
-{
-    if (!device)
-        return -1;
-    if (!IsChannel(channel))
-        return -2;
-    variable_dc = test_variable_dc[channel] = on;
-    SetRelays();
-    SetDcOffset(channel);
-    return 0;
-}
-
-int Model::SetDCOffsetCommonMode(bool on)
-{
-    if (!device)
-        return -1;
-    common_mode = on;
-    SetRelays();
-    return 0;
-}
-
-// --- pacing
-
-int Model::ZEKASetPacingPulseMode(int mode)
-{
-    if (!device)
-        return -1;
-    pacing_pulse = mode;
-    Land(__func__);
-    return 0;
-}
-
-int Model::ZEKASetPacingAmplitude(double mv)
-{
-    if (!device)
-        return -1;
-    if (Outside(mv, -700.0, 700.0))
-        return -2;
-    PA = mv;
-    if (PA != 0)
-        for (const int channel : kAllChannels)
-            ZEKASetDCOffsetVariableMode(channel, true);
-    Land(__func__);
-    return 0;
-}
-
-int Model::ZEKASetPacingDuration(double ms) { return Stored(__func__, pacing_duration, ms, 0.1, 3.0); }
-
-int Model::ZEKASetPacingRate(unsigned ppm)
-{
-    if (!device)
-        return -1;
-    if (ppm < 10 || ppm > 360)
-        return -2;
-    pacing_rate = ppm;
-    synchronized = false;
-    Land(__func__);
-    return 0;
-}
-
-int Model::ZEKASetPacingRateSynchronized()
-{
-    if (!device)
-        return -1;
-    if (Outside(F * 60, 10, 360))
-        return -2;
-    synchronized = true;
-    return 0;
-}
-
-int Model::ZEKASetOvershootTimeConstant(unsigned ms)
-{
-    if (!device)
-        return -1;
-    if (ms > 100)
-        return -2;
-    overshoot_tc = ms;
-    Land(__func__);
-    return 0;
-}
-
-int Model::ZEKASetOvershootAmplitude(double mv) { return Stored(__func__, POA, std::fabs(mv), 0.0, 5.0); }
 
 // --- respiration
 
@@ -344,15 +171,15 @@ bool Model::SendRespiration(const std::array<int, 4>& four, bool on)
     for (std::size_t n = 0; n < 4; ++n)
         request[8 + n] = static_cast<std::uint8_t>(four[n]);
     request[12] = on ? 0x01 : 0x00;
-    sends += std::string(sends.empty() ? "" : " ") + "respiration";
+    Named("respiration");
     return Exchange(request, &reply) && reply[3] == 0xFF;
 }
 
 int Model::SetRespiration(int variation, int frequency, int ratio, int baseline, int apnea_s)
 {
-    if (!device || !SendRespiration({frequency, variation, ratio, baseline}, false))
+    if (!SendRespiration({frequency, variation, ratio, baseline}, false))
         return 0;
-    codes = {frequency & 0xFF, variation & 0xFF, ratio & 0xFF, baseline & 0xFF};
+    codes = {frequency, variation, ratio, baseline};
     resistance = (baseline + 1) * 500;
     apnea_time = apnea_s;
     return 1;
@@ -360,7 +187,7 @@ int Model::SetRespiration(int variation, int frequency, int ratio, int baseline,
 
 int Model::SetApnea(bool on)
 {
-    if (!device || !SendRespiration(codes, on))
+    if (!SendRespiration(codes, on))
         return 0;
     apnea = on;
     return 1;
@@ -390,15 +217,6 @@ int Model::EnableRespiration(bool on)
     return 1;
 }
 
-int Model::EnableExternalRespireModule(bool on)
-{
-    if (!device)
-        return 1;
-    external = on;
-    SetRelays();
-    return 0;
-}
-
 int Model::SetRespireAlgorithmParam(int bpm, int ratio, int apnea_s, int baseline, int amp, int rate)
 {
     if (!device)
@@ -425,12 +243,8 @@ int Model::ZEKASetFrequencyScan(bool on, int seconds, double start, double stop)
     ZEKASetOutputFunction(1);
     if (!device)
         return -1;
-    if (Outside(start, 0.67, 500.0))
-        return -2;
-    if (Outside(stop, 0.67, 500.0))
-        return -3;
-    if (Outside(seconds, 10, 180))
-        return -4;
+    if (!In(start, 0.67, 500) || !In(stop, 0.67, 500) || !In(seconds, 10, 180))
+        return !In(start, 0.67, 500) ? -2 : !In(stop, 0.67, 500) ? -3 : -4;
     f_start = start;
     f_final = stop;
     f_duration = seconds;
@@ -438,14 +252,12 @@ int Model::ZEKASetFrequencyScan(bool on, int seconds, double start, double stop)
         scan1 = scan_on = true;
         F = start;
         Fd = (stop - start) / seconds / sample_rate;
-        main_output = 1;
-        Tell('m', 1);
-        Land(__func__);
-    } else if (main_output != 0) {
-        main_output = 0;
-        Tell('m', 0);
-        Land(__func__);
+    } else if (main_output == 0) {
+        return 0;
     }
+    main_output = on ? 1 : 0;
+    Tell('m', main_output);
+    Land(__func__);
     return 0;
 }
 
@@ -468,42 +280,20 @@ int Model::SetFreqScanECG(bool on)
 
 int Model::ZEKASetDynamicRangeTest(bool on, bool triangle, double mv, double hz)
 {
-    if (!device)
-        return -1;
-    if (Outside(mv, 0.0, 10.0))
-        return -2;
-    if (Outside(hz, 1.0, 60.0))
+    if (device && In(mv, 0, 10) && !In(hz, 1, 60))
         return -3;
-    main_output = !on ? 0 : triangle ? 2 : 3;
-    dynamic = on;
-    a_dynamic = mv;
-    f_dynamic = hz;
-    Land(__func__);
-    return 0;
-}
-
-int Model::SetECG2_27_Noise(int type, double mv)
-{
-    if (device && !Outside(mv, 0.01, 5.0))
-        main_noise = type;
-    return Stored(__func__, noise_amp, mv, 0.01, 5.0);
-}
-
-int Model::SetECG2_27_AAMIDriftTest(bool on)
-{
-    if (!device)
-        return -1;
-    drift = on;
-    Land(__func__);
-    return 0;
+    return Set(__func__, In(mv, 0, 10), [&] {
+        main_output = !on ? 0 : triangle ? 2 : 3;
+        dynamic = on;
+        a_dynamic = mv;
+        f_dynamic = hz;
+    });
 }
 
 int Model::SetECG2_27_AAMIDriftTestAmp(double mv)
 {
-    if (!device)
-        return -1;
-    if (Outside(mv, 1.0, 8.0))
-        return -2;
+    if (!device || !In(mv, 1, 8))
+        return device ? -2 : -1;
     drift_amp = mv;
     drift_slope = 2 * drift_amp / drift_len;
     if (drift)
@@ -513,10 +303,8 @@ int Model::SetECG2_27_AAMIDriftTestAmp(double mv)
 
 int Model::SetECG2_27_AAMIDriftTestFreq(double hz)
 {
-    if (!device)
-        return -1;
-    if (Outside(hz, 0.05, 2.0))
-        return -2;
+    if (!device || !In(hz, 0.05, 2))
+        return device ? -2 : -1;
     drift_len = 1 / hz;
     drift_quad = 0.25 / hz;
     drift_quad3 = 0.75 / hz;
@@ -530,13 +318,13 @@ int Model::SetBaselineResetTest(int state)
 {
     if (!device)
         return -1;
-    if (state != 0) {
+    if (state != 0)
         main_output = 1;
-        if (overload == 0) {
-            current_amp = amplitude;
-            current_freq = F;
-        }
-    } else if (overload != 0) {
+    if (state != 0 && overload == 0) {
+        current_amp = amplitude;
+        current_freq = F;
+    }
+    if (state == 0 && overload != 0) {
         amplitude = current_amp;
         F = current_freq;
     }
@@ -544,44 +332,19 @@ int Model::SetBaselineResetTest(int state)
     if (changed)
         Tell('b', state);
     overload = state;
-    if (!changed)
-        return 0;
-    if (state != 0 && main_output == 1) {
+    if (changed && state != 0 && main_output == 1) {
         F = state == 1 ? 50.0 : state == 2 ? 60.0 : state == 3 ? 80.0 : state == 4 ? 100.0 : F;
         Tell('f', F);
         period = 1.0 / F;
         amplitude = 1000.0;
         Land(__func__);
-    } else if (state == 0) {
+    } else if (changed && state == 0) {
         F = 1.0;
         amplitude = 0.0;
         Land(__func__);
     }
     return 0;
 }
-
-// --- standard waveforms
-
-int Model::SetSpecialWave227(int index)
-{
-    wave = index;
-    Land(__func__);
-    return 0;
-}
-int Model::SetSpecialWave251(int index) { return SetSpecialWave227(index); }
-int Model::SetSpecialWave247(int index) { return SetSpecialWave227(index); }
-
-int Model::SetANE20000Lead(int index)
-{
-    if (index < 0 || index > 8)
-        return -1;
-    lead = index;
-    Land(__func__);
-    return 0;
-}
-
-void Model::SetStandardWaveformLoop(bool on) { loop_play = on; }
-void Model::ZEKAEnableLoop(bool on) { loop_file = on; }
 
 // --- playback from the instrument's memory
 
@@ -595,18 +358,18 @@ int Model::RateOf(double hz)
 
 int Model::PixelsOf(double hz) { return static_cast<int>(RateOf(hz) * (1.0 / hz)); }
 
-bool Model::ControlSetting(Message& record)
+bool Model::ControlSetting(Message& setting)
 {
     Message block;
     if (!Exchange(Message(64), &block))
         return false;
     const int rate = RateOf(F);
     const double per_period = rate / F;
-    record = Block({0xEA, 0xFF, 0x00, 0x00, 0x01});
-    PutBe16(record, 8, rate);
-    PutBe16(record, 10, static_cast<int>((per_period - static_cast<int>(per_period)) * 1000));
-    record[12] = 0x04;
-    std::copy(block.begin() + 32, block.end(), record.begin() + 32);
+    setting = Block({0xEA, 0xFF, 0x00, 0x00, 0x01});
+    PutBe16(setting, 8, rate);
+    PutBe16(setting, 10, static_cast<int>((per_period - static_cast<int>(per_period)) * 1000));
+    setting[12] = 0x04;
+    std::copy(block.begin() + 32, block.end(), setting.begin() + 32);
     return true;
 }
 
@@ -659,7 +422,7 @@ bool Model::WriteRawData()
 
 int Model::ZEKAOutputSignal(int function)
 {
-    if (function < 1 || function > 8) {
+    if (!In(function, 1, 8)) {
         Exchange(Block({0xEA, 0xFF}, 5));
         return 0;
     }
@@ -668,10 +431,10 @@ int Model::ZEKAOutputSignal(int function)
     stop_event = false;
     main_output = function;
     range = 5.0;
-    Message record;
-    if (WriteWaveformInfo() && WriteRawData() && ControlSetting(record)) {
-        record[4] = 1;
-        Exchange(record);
+    Message setting;
+    if (WriteWaveformInfo() && WriteRawData() && ControlSetting(setting)) {
+        setting[4] = 1;
+        Exchange(setting);
     }
     return 0;
 }
@@ -684,11 +447,11 @@ int Model::ZEKASaveToStandaloneMode(int function)
     if (!WriteWaveformInfo() || !WriteRawData())
         return 0;
     main_output = 0;
-    Message record, reply;
-    if (!ControlSetting(record))
+    Message setting, reply;
+    if (!ControlSetting(setting))
         return 0;
-    record[4] = 0;
-    Exchange(record);
+    setting[4] = 0;
+    Exchange(setting);
     Exchange(Block({0xEA, 0xFF, 0x07, 0x00, 0x01}, 5));
     for (int poll = 0; poll < 80; ++poll) {
         Exchange(Block({0xEA, 0x00, 0x07, 0x00, 0x01, 0x00}, 6), &reply);
@@ -703,7 +466,7 @@ int Model::ZEKASaveDefaultWaveform()
     ZEKAReset();
     ZEKASetFrequency(1.0);
     ZEKASetAmplitude(2.0);
-    for (const int channel : kAllChannels) {
+    for (int channel = 0; channel < 4; ++channel) {
         ZEKASetOutputLead(channel, 0);
         ZEKASetInputImpedanceMode(channel, 0);
     }
@@ -713,70 +476,12 @@ int Model::ZEKASaveDefaultWaveform()
 
 // --- output stage
 
-int Model::ZEKASetOutputLead(int channel, int selection)
-{
-    if (!device)
-        return -1;
-    if (!IsChannel(channel))
-        return -2;
-    SetRelays();
-    ChangeBlock("lead", [&](Message& block) { block[GroupAt(channel) + 3] = selection == 0 ? 0xFF : 0x00; });
-    return 0;
-}
-
-int Model::ZEKASetInputImpedanceMode(int channel, int mode)
-{
-    if (!device)
-        return -1;
-    if (!IsChannel(channel) || mode < 0 || mode > 3)
-        return -2;
-    ChangeBlock("impedance", [&](Message& block) {
-        block[GroupAt(channel)] = mode == 1 ? 0xFF : 0x00;
-        block[GroupAt(channel) + 1] = mode == 2 ? 0xFF : 0x00;
-        block[GroupAt(channel) + 4] = mode == 3 ? 0xFF : 0x00;
-    });
-    return 0;
-}
-
-int Model::ZEKAGetInputImpedanceMode(int channel)
-{
-    Message block;
-    if (!Exchange(Message(64), &block))
-        return 0;
-    const std::size_t at = GroupAt(channel);
-    return block[at] == 0xFF ? 1 : block[at + 1] == 0xFF || block[at + 4] == 0xFF ? 2 : 0;
-}
-
-int Model::ZEKASetSignalGroundToGNDGround(int channel, bool on)
-{
-    if (!device)
-        return -1;
-    if (!IsChannel(channel))
-        return -2;
-    ChangeBlock("ground", [&](Message& block) { block[GroupAt(channel) + 5] = on ? 0xFF : 0x00; });
-    return 0;
-}
-
-int Model::ZEKAGetSignalGroundToGNDGround(int channel)
-{
-    Message block;
-    return !Exchange(Message(64), &block) || block[GroupAt(channel) + 5] == 0xFF ? 1 : 0;
-}
-
-int Model::SetAllOutputState(unsigned)
-{
-    if (!device)
-        return -1;
-    SetRelays();
-    return 0;
-}
-
 bool Model::ChannelState(const std::function<void(Message&)>& change)
 {
     Message reply, request = Block({0xCC, 0x00, 0x0D}, 6);
+    Named("channels");
     if (!Exchange(request, &reply) || reply[3] != 0xFF)
         return false;
-    sends += "channels";
     request[1] = 0xFF;
     request[4] = reply[4];
     request[5] = reply[5];
@@ -800,16 +505,16 @@ bool Model::SetSelectedChannelLeads(unsigned char mask, int selection)
 
 int Model::ZEKASetCalibrationMode(bool)
 {
-    sends += "calibration";
+    Named("calibration");
     return Exchange(Block({0xCC, 0xFF, 0x06, 0x00, 0x01})) ? 1 : 0;
 }
 
 int Model::ZEKASetOutputDac(int first, int second)
 {
+    Named("dac");
     Message request = Block({0xCC, 0xFF, 0x07});
     PutBe16(request, 4, first);
     PutBe16(request, 6, second);
-    sends += "dac";
     return Exchange(request) ? 1 : 0;
 }
 
@@ -824,15 +529,14 @@ int Model::ZEKALoadRawData(double hz, const std::vector<double>& ac, const std::
         mv = std::clamp(mv, -5.0, 5.0);
     for (double& mv : dc_raw) {
         mv = std::clamp(mv, -1000.0, 1000.0);
-        if (mv != 0)
-            raw_variable_dc = true;
+        raw_variable_dc = raw_variable_dc || mv != 0;
     }
     if (!raw_variable_dc)
         variable_dc = false;
     SetRelays();
     file_mv = true;
     file_hz = hz;
-    return hz < 100.0 || hz > 40000.0 ? -2 : file_size;
+    return In(hz, 100, 40000) ? file_size : -2;
 }
 
 int Model::Load(Found found, double hz, const std::vector<double>& mv, int result)
@@ -858,57 +562,6 @@ bool Model::EnableRecordRaw(int length)
     recorded_ac.clear();
     recorded_dc.clear();
     return true;
-}
-
-void Model::DisableRecordRaw()
-{
-    recording = false;
-    record_length = 0;
-}
-
-std::map<std::string, double> Model::Values() const
-{
-    return {{"ZEKAGetOutputFunction", main_output},
-            {"ZEKAIsPlaying", going},
-            {"ZEKAGetAmplitude", amplitude},
-            {"ZEKAGetFrequency", F},
-            {"ZEKAGetPulseWidth", pulse_width},
-            {"ZEKAGetQRSDuration", qrs},
-            {"ZEKAGetTWave", cus_t},
-            {"ZEKAGetPDuration", p_duration},
-            {"ZEKAGetPRInterval", pr},
-            {"ZEKAGetQTInterval", qt},
-            {"ZEKAGetPWave", cus_p},
-            {"ZEKAGetSTDeviation", cus_st},
-            {"ZEKAGetSTSegment", st_segment},
-            {"ZEKAGetTDuration", t_duration},
-            {"ZEKAGetDCOffset", dc_setting},
-            {"ZEKAGetDCOffsetVariableMode", variable_dc},
-            {"GetDCOffsetCommonMode", common_mode},
-            {"ZEKAGetPacingPulseMode", pacing_pulse},
-            {"ZEKAGetPacingAmplitude", PA},
-            {"ZEKAGetPacingDuration", pacing_duration},
-            {"ZEKAGetPacingRate", pacing_rate},
-            {"ZEKAGetOvershootTimeConstant", overshoot_tc},
-            {"ZEKAGetOvershootAmplitude", POA},
-            {"ZEKAGetFrequencyScan", scan1},
-            {"GetFreqScanSineStartFreq", f_start},
-            {"GetFreqScanSineStopFreq", f_final},
-            {"GetFreqScanSineDuration", f_duration},
-            {"GetFreqScanECG", scan_on},
-            {"ZEKAGetDynamicRangeTest", dynamic},
-            {"GetDynamicRangeTestAmp", a_dynamic},
-            {"GetDynamicRangeTestFreq", f_dynamic},
-            {"GetECG2_27_NoiseFreq", main_noise},
-            {"GetECG2_27_NoiseAmp", noise_amp},
-            {"GetECG2_27_AAMIDriftTest", drift},
-            {"GetECG2_27_AAMIDriftTestAmp", drift_amp},
-            {"GetECG2_27_AAMIDriftTestFreq", 1 / drift_len},
-            {"GetBaselineResetTest", overload},
-            {"GetSpecialWave227", wave},
-            {"GetSpecialWave251", wave},
-            {"GetSpecialWave247", wave},
-            {"GetANE20000Lead", lead}};
 }
 
 } // namespace zeka::test

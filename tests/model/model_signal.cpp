@@ -1,8 +1,10 @@
 // model_signal.cpp - apply step, burst and every formula of the signal, one sample at a time.
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "model/model.h"
+#include "zeka/zeka.h"
 
 namespace zeka::test {
 namespace {
@@ -29,16 +31,9 @@ const std::vector<double>* Pattern247(int index)
 
 } // namespace
 
-int Model::Rand()
-{
-    std::int32_t value = 0;
-    ::random_r(&random_, &value);
-    return value;
-}
-
 void Model::Tell(char kind, double a, double b)
 {
-    if (!callbacks[static_cast<int>(kind)])
+    if (!callbacks[static_cast<std::size_t>(kind)])
         return;
     events.push_back({kind, a, b});
     if (in_callback)
@@ -184,41 +179,23 @@ void Model::CheckEcgTime()
 
 // --- the burst
 
-double Model::InPeriod() const { return tau - period * Trunc32(tau / period); }
+double Model::InPeriod() { return tau - period * Trunc32(tau / period); }
 
-bool Model::IsEndOfFile() const
-{
-    return (main_output == 14 || main_output == 18) && !loop_file && tau > period;
-}
-
-void Model::StopCallback() { Tell('g', -1.0, 0.0); }
+bool Model::IsEndOfFile() { return (main_output == 14 || main_output == 18) && !loop_file && tau > period; }
 
 void Model::CheckStandardLoop()
 {
     if (loop_play || !(tau > period))
         return;
-    StopCallback();
+    Tell('g', -1.0, 0.0);
     ZEKASetOutputFunction(0);
 }
 
-double Model::Attenuation() const
+double Model::Attenuation()
 {
-    if (!respiration)
-        return 1.0;
-    switch (resistance) {
-    case 500:
-        return 2.873;
-    case 1000:
-        return 7.827;
-    case 1500:
-        return 13.134;
-    case 2000:
-        return 17.92;
-    case 2500:
-        return 22.9;
-    default:
-        return 1.0;
-    }
+    constexpr double kBySteps[] = {1.0, 2.873, 7.827, 13.134, 17.92, 22.9}; // of 500 ohms
+    const bool tabled = resistance > 0 && resistance <= 2500 && resistance % 500 == 0;
+    return respiration && tabled ? kBySteps[resistance / 500] : 1.0;
 }
 
 int Model::Dac(double mv)
@@ -227,7 +204,7 @@ int Model::Dac(double mv)
     return static_cast<int>(0.5 + (mv + 1000.0) / 2000.0 * 65535.0);
 }
 
-int Model::AcWord(double mv, double* counts) const
+int Model::AcWord(double mv, double* counts)
 {
     double ac = mv * 4.0 * (1600.0 / Attenuation());
     ac = ac > 32767.0 ? 32767.0 : ac < -32768.0 ? -32768.0 : ac;
@@ -250,7 +227,7 @@ void Model::SendNextPacket()
 {
     if (IsEndOfFile()) {
         ZEKASetOutputFunction(0);
-        StopCallback();
+        Tell('g', -1.0, 0.0);
         return;
     }
     Message burst(3200);
@@ -317,7 +294,8 @@ void Model::SendNextPacket()
         }
         CheckIfChangeRequired(t);
     }
-    Write(burst);
+    if (device)
+        sent.push_back(burst);
     if (respiration)
         EnableApneaByTime(static_cast<int>(tau_graph));
     UpdateFreqScan();
@@ -418,16 +396,13 @@ double Model::Table(const int* table, int entries, int size, int index, double a
 
 double Model::Noise()
 {
-    switch (main_noise) {
-    case 0:
+    if (main_noise == 0)
         return 0.0;
-    case 3:
-        return noise * (2.0 * Rand() / 2147483647.0 - 1.0);
-    case 1:
-        return noise * std::sin(50.0 * kTwoPi * tau);
-    default:
-        return noise * std::sin(60.0 * kTwoPi * tau);
-    }
+    if (main_noise != 3)
+        return noise * std::sin((main_noise == 1 ? 50.0 : 60.0) * kTwoPi * tau);
+    std::int32_t r = 0;
+    ::random_r(&random, &r);
+    return noise * (2.0 * r / 2147483647.0 - 1.0);
 }
 
 double Model::Ecg(double t)
@@ -445,45 +420,15 @@ double Model::Ecg(double t)
     }
     if (amp_mod != 0) {
         if (!have_r)
-            r = RespireV();
+            r = RespireAt(tau);
         have_r = true;
         if (r != 0)
             amp = amp + amp_mod * r;
     }
-    if (main_output == 7) {
-        if (t < 0.01)
-            v = 0.0;
-        else if (t < t1)
-            v = 0.875 * amp * (t - 0.01) / (t1 - 0.01);
-        else if (t < t2)
-            v = amp * (0.875 - (t - t1) / (t2 - t1));
-        else if (t < t3)
-            v = amp * (0.125 * (t - t2) / (t3 - t2) - 0.125);
-        else if (t < t4)
-            v = 0.0;
-        else if (t < t5)
-            v = cus_t * std::sin(kTwoPi * (t - t4) / 0.36);
-    } else {
-        if (t < c1)
-            v = cus_p * std::sin(kTwoPi * t / (0.002 * p_duration));
-        else if (t < c2)
-            v = 0.0;
-        else if (t < c3)
-            v = 0.875 * amp * (t - c2) / (c3 - c2);
-        else if (t < c4)
-            v = amp * (0.875 - (t - c3) / (c4 - c3));
-        else if (t < c5)
-            v = (t - c4) * (amp / 8 + cus_st) / (c5 - c4) - amp / 8;
-        else if (t < c6)
-            v = cus_st;
-        else if (t < c7 && cus_st != 0 && t < c7 - 0.09)
-            v = cus_st + (cus_t - cus_st) * std::sin(kTwoPi * (t - c6) / (2 * (c7 - c6)));
-        else if (t < c7)
-            v = cus_t * std::sin(kTwoPi * (t - c6) / (2 * (c7 - c6)));
-    }
+    v = main_output == 7 ? Beat7(t, amp) : Beat8(t, amp);
     if (baseline_mod != 0) {
         if (!have_r)
-            r = RespireV();
+            r = RespireAt(tau);
         v = v + baseline_mod * r;
     }
     v = v + Noise();
@@ -499,7 +444,32 @@ double Model::Ecg(double t)
     return v > range ? range : v < -range ? -range : v;
 }
 
-double Model::RespireVoltage(double t) const
+double Model::Beat7(double t, double a)
+{
+    return t < 0.01 ? 0.0
+           : t < t1 ? 0.875 * a * (t - 0.01) / (t1 - 0.01)
+           : t < t2 ? a * (0.875 - (t - t1) / (t2 - t1))
+           : t < t3 ? a * (0.125 * (t - t2) / (t3 - t2) - 0.125)
+           : t < t4 ? 0.0
+           : t < t5 ? cus_t * std::sin(kTwoPi * (t - t4) / 0.36)
+                    : 0.0;
+}
+
+double Model::Beat8(double t, double a)
+{
+    const auto hump = [&] { return std::sin(kTwoPi * (t - c6) / (2 * (c7 - c6))); };
+    return t < c1                                   ? cus_p * std::sin(kTwoPi * t / (0.002 * p_duration))
+           : t < c2                                 ? 0.0
+           : t < c3                                 ? 0.875 * a * (t - c2) / (c3 - c2)
+           : t < c4                                 ? a * (0.875 - (t - c3) / (c4 - c3))
+           : t < c5                                 ? (t - c4) * (a / 8 + cus_st) / (c5 - c4) - a / 8
+           : t < c6                                 ? cus_st
+           : t < c7 && cus_st != 0 && t < c7 - 0.09 ? cus_st + (cus_t - cus_st) * hump()
+           : t < c7                                 ? cus_t * hump()
+                                                    : 0.0;
+}
+
+double Model::RespireVoltage(double t)
 {
     if (t <= inhale)
         return std::sin(t * kTwoPi / (2 * inhale));
@@ -507,9 +477,7 @@ double Model::RespireVoltage(double t) const
     return u <= exhale ? -std::sin(u * kTwoPi / (2 * exhale)) : 0.0;
 }
 
-double Model::RespireV() const { return RespireAt(tau); }
-
-double Model::RespireAt(double time) const
+double Model::RespireAt(double time)
 {
     if (one_apnea == 0)
         return RespireVoltage(time - one_respire * Trunc32(time / one_respire));

@@ -136,6 +136,7 @@ void Model::Apply()
             going = true;
             sequence = 0;
             change_on_next = false;
+            stop_event = false; // a stop that was not answered belongs to the stream before
             SetRelays();
             SendNextPacket();
         }

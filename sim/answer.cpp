@@ -29,7 +29,7 @@ std::vector<Sample> Period(const InstrumentState& state)
 
 void Worker::UnplugByFault(const FaultRule& rule)
 {
-    PowerDown();
+    PowerDown(rule.removal);
     if (rule.replug_port) {
         replug_port_ = rule.replug_port;
         replug_at_ = Clock::now() + rule.replug_after;
@@ -72,6 +72,7 @@ bool Worker::UnplugWhileReceiving(std::optional<Command> command, Bytes so_far, 
 void Worker::Answer(const Frame& frame, TimePoint now)
 {
     ++stats_.commands;
+    faults_.CommandArrived(frame.command);
     if (frame.command == Command::kRomStatus)
         firmware_.SetRomNeverDone(
             faults_.Take(Fault::kRomNeverDone, frame.command, frame.bytes[0]).has_value());

@@ -36,6 +36,8 @@ const char* NameOf(Fault fault)
         return "flood";
     case Fault::kStopAsking:
         return "stop-asking";
+    case Fault::kDeaf:
+        return "deaf";
     case Fault::kRomNeverDone:
         return "rom-never-done";
     }
@@ -56,8 +58,8 @@ void FaultBoard::Remove(int id)
 bool FaultBoard::Applies(const FaultRule& rule, Fault fault, std::optional<Command> command,
                          std::uint8_t group)
 {
-    return rule.fault == fault && rule.limit != 0 && (!rule.command || rule.command == command) &&
-           (!rule.group || rule.group == group);
+    return rule.fault == fault && rule.limit != 0 && !rule.from &&
+           (!rule.command || rule.command == command) && (!rule.group || rule.group == group);
 }
 
 std::optional<FaultRule> FaultBoard::Take(Fault fault, Command command, std::uint8_t group)
@@ -83,11 +85,18 @@ bool FaultBoard::Strikes(FaultRule& rule)
     return rule.chance >= 1.0 || std::bernoulli_distribution(rule.chance)(random_);
 }
 
+void FaultBoard::CommandArrived(Command command)
+{
+    for (Entry& entry : rules_)
+        if (entry.rule.from == command)
+            entry.rule.from.reset();
+}
+
 void FaultBoard::BurstArrived()
 {
     for (Entry& entry : rules_) {
         FaultRule& rule = entry.rule;
-        if (rule.skip == 0 || (!Lasts(rule.fault) && rule.fault != Fault::kUnplugAtByte))
+        if (rule.skip == 0 || rule.from || (!Lasts(rule.fault) && rule.fault != Fault::kUnplugAtByte))
             continue;
         if (--rule.skip == 0 && Lasts(rule.fault))
             ++fired_[rule.fault];
@@ -106,7 +115,7 @@ std::optional<FaultRule> FaultBoard::Find(Fault fault, std::optional<Command> co
 std::optional<FaultRule> FaultBoard::Active(Fault fault) const
 {
     for (const Entry& entry : rules_)
-        if (entry.rule.fault == fault && entry.rule.skip == 0)
+        if (entry.rule.fault == fault && entry.rule.skip == 0 && !entry.rule.from)
             return entry.rule;
     return std::nullopt;
 }

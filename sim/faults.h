@@ -3,7 +3,7 @@
 // board.
 #pragma once
 
-#include "sim/wire.h"
+#include "sim/medium.h"
 
 #include <map>
 #include <optional>
@@ -27,6 +27,7 @@ enum class Fault {
     kStopReading,  // while set: takes nothing from the host
     kFlood,        // while set: sends this many sample requests every millisecond; 0 means 8
     kStopAsking,   // while set: plays on, but asks for no burst
+    kDeaf,         // while set: USB requests for line settings stay unanswered; a terminal has none
     kRomNeverDone, // a ROM store is not reported as done, however often it is asked for
 };
 
@@ -36,7 +37,8 @@ const char* NameOf(Fault fault);
 /// Faults of the stream, which go on once they have begun.
 constexpr bool Lasts(Fault fault)
 {
-    return fault == Fault::kStopReading || fault == Fault::kFlood || fault == Fault::kStopAsking;
+    return fault == Fault::kStopReading || fault == Fault::kFlood || fault == Fault::kStopAsking ||
+           fault == Fault::kDeaf;
 }
 
 struct FaultRule {
@@ -45,7 +47,10 @@ struct FaultRule {
     int limit = -1;                         // for the next so many replies or commands; -1: until cleared
     std::optional<Command> command = {};    // only for this kind of command
     std::optional<std::uint8_t> group = {}; // only for commands with this first byte
-    std::optional<int> replug_port = {};    // kUnplugAtByte: comes back on this port ...
+    /// Sleeps until such a command comes, then strikes like any other, from that command on.
+    std::optional<Command> from = {};
+    Removal removal = Removal::kUnplug;          // kUnplugAtByte: how the cable goes
+    std::optional<int> replug_port = {};         // kUnplugAtByte: comes back on this port ...
     std::chrono::milliseconds replug_after{100}; // ... so much later
     /// Lets so many occasions pass first: replies for the faults of a reply, whole bursts for those that last
     /// and for the one that unplugs.
@@ -70,6 +75,9 @@ public:
     [[nodiscard]] std::optional<FaultRule> Active(Fault fault) const;
 
     [[nodiscard]] int Fired(Fault fault) const;
+
+    /// Tells that a command has arrived: wakes the rules that sleep until then.
+    void CommandArrived(Command command);
 
     /// Tells that a whole burst has arrived: an occasion for the faults of the stream.
     void BurstArrived();

@@ -2,6 +2,7 @@
 // mutex.
 #include "sim/instrument.h"
 
+#include "sim/vhci.h"
 #include "sim/worker.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ namespace zeka::sim {
 namespace {
 
 constexpr std::chrono::milliseconds kLookAgain{5};
+constexpr std::chrono::seconds kNodeWait{10};
 
 } // namespace
 
@@ -36,11 +38,15 @@ Instrument::~Instrument() = default;
 void Instrument::Plug(int port)
 {
     worker_->Do([this, port] { worker_->PowerUp(port); });
+    (void)WaitFor([this] { return worker_->Locked([this] { return worker_->HasNode(); }); }, kNodeWait);
 }
 
-void Instrument::Unplug()
+void Instrument::Unplug(Removal how)
 {
-    worker_->Do([this] { worker_->PowerDown(); });
+    const int port = State().port;
+    worker_->Do([this, how] { worker_->PowerDown(how); });
+    if (config_.medium == MediumKind::kUsb) // the kernel takes some milliseconds
+        (void)WaitFor([port] { return vhci::NodeOf(port).empty(); }, kNodeWait);
 }
 
 void Instrument::Replug(int port)

@@ -1,5 +1,5 @@
-// instrument.h - the virtual instrument: the instrument's side of the wire on a pseudo-terminal, in a thread
-// of its own.
+// instrument.h - the virtual instrument: the instrument's side of the wire, on a pseudo-terminal or behind
+// the kernel's own USB drivers, in a thread of its own.
 //
 //     zeka::sim::Instrument instrument;
 //     instrument.Plug(0);                                  // /dev/ttyACM0 is there
@@ -13,6 +13,7 @@
 
 #include "sim/faults.h"
 #include "sim/firmware.h"
+#include "sim/medium.h"
 #include "sim/player.h"
 
 #include <condition_variable>
@@ -25,7 +26,8 @@ namespace zeka::sim {
 struct InstrumentConfig {
     Identity identity;
     Block control_block = PowerUpControlBlock(); // at power-up
-    int port = 0;
+    int port = 0; // on USB the port of the virtual hub; the kernel then gives the node its number
+    MediumKind medium = DefaultMedium();
     PlayerConfig player;
     bool cooked = false; // the terminal starts in canonical mode with echo, as the real driver's does
     bool guard_node =
@@ -73,7 +75,7 @@ public:
     void Plug(int port);
     void Plug() { Plug(config_.port); }
     /// As a pulled cable: the host sees a hang-up, then the node goes.
-    void Unplug();
+    void Unplug(Removal how = Removal::kUnplug);
     void Replug(int port);
     void Replug(); // same port
 

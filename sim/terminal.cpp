@@ -116,7 +116,7 @@ void Terminal::AddTo(std::vector<pollfd>& set, bool reading, bool writing) const
         set.push_back({master_.Get(), static_cast<short>(writing ? POLLIN | POLLOUT : POLLIN), 0});
 }
 
-void Terminal::NoteOpens()
+void Terminal::NoteEvents()
 {
     if (!opens_.IsOpen()) {
         host_gone_ = false; // the next read tells

@@ -6,11 +6,7 @@
 // (inotify).
 #pragma once
 
-#include "sim/wire.h"
-
-#include <poll.h>
-#include <string>
-#include <vector>
+#include "sim/medium.h"
 
 namespace zeka::sim {
 
@@ -34,33 +30,28 @@ private:
     int fd_ = -1;
 };
 
-class Terminal {
+class Terminal final : public Medium {
 public:
     /// Makes the pair; `cooked` leaves the host's end as a driver would: canonical mode with echo. Throws
     /// std::system_error.
     explicit Terminal(bool cooked);
 
     /// The path of the host's end.
-    [[nodiscard]] const std::string& Path() const { return path_; }
+    [[nodiscard]] std::string Path() const override { return path_; }
 
     /// Appends what is to be waited for. Without `reading` our end stays out of the set: a hang-up that
     /// nobody takes by reading would be reported for ever. Who waits for room to write without reading looks
     /// again after a while.
-    void AddTo(std::vector<pollfd>& set, bool reading, bool writing) const;
+    void AddTo(std::vector<pollfd>& set, bool reading, bool writing) const override;
 
-    /// To be called after every wait, before reading: has a host opened the terminal since?
-    void NoteOpens();
-
-    /// Appends what has arrived; at most `limit` bytes.
-    std::size_t Read(std::vector<std::uint8_t>& into, std::size_t limit);
-
-    /// How many bytes were taken; 0 when there is no room.
-    std::size_t Write(Bytes bytes);
+    /// Has a host opened the terminal since?
+    void NoteEvents() override;
+    std::size_t Read(std::vector<std::uint8_t>& into, std::size_t limit) override;
+    std::size_t Write(Bytes bytes) override;
 
     /// No host has the terminal open, as far as we have noticed.
     [[nodiscard]] bool HostGone() const { return host_gone_; }
-    /// Nothing tells when a host comes: look again soon.
-    [[nodiscard]] bool MustLookAgain() const { return host_gone_ && !opens_.IsOpen(); }
+    [[nodiscard]] bool MustLookAgain() const override { return host_gone_ && !opens_.IsOpen(); }
 
 private:
     Descriptor master_;

@@ -4,6 +4,7 @@
 #include "sim/worker.h"
 
 #include "sim/private_dev.h"
+#include "sim/usb_device.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +26,7 @@ constexpr std::chrono::milliseconds kLookAgain{5};
 
 Worker::Worker(const InstrumentConfig& config)
     : firmware_(config.identity, config.control_block, config.rom_busy_polls), player_(config.player),
-      cooked_(config.cooked), guard_node_(config.guard_node || !InPrivateDev()),
+      kind_(config.medium), cooked_(config.cooked), guard_node_(config.guard_node || !InPrivateDev()),
       wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (!wake_.IsOpen())
@@ -106,10 +107,10 @@ void Worker::Round(TimePoint now)
             // the port is taken: then it stays unplugged, as State() shows
         }
     }
-    if (!terminal_)
+    if (!medium_)
         return;
     TakeInput(now);
-    if (!terminal_)
+    if (!medium_)
         return;         // a fault has pulled the cable
     now = Clock::now(); // what has come in carries later times than the round's beginning
     player_.Advance(now);
@@ -137,32 +138,50 @@ void Worker::Deliver()
     changed_.notify_all();
 }
 
+void Worker::PublishTerminal(int port)
+{
+    medium_ = std::make_unique<Terminal>(cooked_);
+    try {
+        node_.Publish(port, medium_->Path(), guard_node_);
+    } catch (...) {
+        medium_.reset();
+        throw;
+    }
+}
+
 void Worker::PowerUp(int port)
 {
     PowerDown();
     firmware_.PowerUp();
-    terminal_.emplace(cooked_);
-    try {
-        node_.Publish(port, terminal_->Path(), guard_node_);
-    } catch (...) {
-        terminal_.reset();
-        throw;
-    }
+    if (kind_ == MediumKind::kUsb)
+        medium_ = UsbDevice::PlugIn(port); // the kernel makes the node
+    else
+        PublishTerminal(port);
     InstrumentState& state = firmware_.State();
     state.plugged = true;
     state.port = port;
     state.node = node_.Path();
-    state.terminal = terminal_->Path();
+    state.terminal = medium_->Path();
     player_.OutputStateWritten(state.output_on, Clock::now());
     ++stats_.plugs;
 }
 
-void Worker::PowerDown()
+bool Worker::HasNode()
+{
+    InstrumentState& state = firmware_.State();
+    if (medium_ && kind_ == MediumKind::kUsb)
+        state.node = medium_->KernelNode();
+    return !state.node.empty();
+}
+
+void Worker::PowerDown(Removal how)
 {
     replug_port_.reset();
     unplug_.reset();
     stalled_until_ = backlog_reply_at_ = {};
-    terminal_.reset(); // the hang-up comes first, then the node goes, as with the real driver
+    if (medium_)
+        medium_->Remove(how);
+    medium_.reset(); // the hang-up comes first, then the node goes, as with the real driver
     node_.Remove();
     outgoing_.clear();
     write_blocked_ = false;
@@ -206,12 +225,12 @@ void Worker::Queue(Bytes bytes, TimePoint due, bool is_request)
 void Worker::Flush(TimePoint now)
 {
     write_blocked_ = false;
-    while (terminal_ && !outgoing_.empty() && outgoing_.front().due <= now && stalled_until_ <= now) {
+    while (medium_ && !outgoing_.empty() && outgoing_.front().due <= now && stalled_until_ <= now) {
         std::vector<std::uint8_t>& bytes = outgoing_.front().bytes;
         std::size_t count = bytes.size();
         if (unplug_ && !outgoing_.front().is_request)
             count = std::min(count, unplug_->sent_bytes_left);
-        const std::size_t written = terminal_->Write(Bytes(bytes).first(count));
+        const std::size_t written = medium_->Write(Bytes(bytes).first(count));
         stats_.bytes_sent += written;
         if (unplug_ && !outgoing_.front().is_request) {
             unplug_->sent_bytes_left -= written;
@@ -237,10 +256,11 @@ bool Worker::Reads(TimePoint now) const
 
 void Worker::TakeInput(TimePoint now)
 {
-    terminal_->NoteOpens();
-    while (terminal_ && Reads(now)) {
+    medium_->SetDeaf(faults_.Active(Fault::kDeaf).has_value());
+    medium_->NoteEvents();
+    while (medium_ && Reads(now)) {
         input_.clear();
-        const std::size_t count = terminal_->Read(input_, kReadBytes);
+        const std::size_t count = medium_->Read(input_, kReadBytes);
         if (count == 0)
             break;
         stats_.bytes_received += count;
@@ -248,7 +268,7 @@ void Worker::TakeInput(TimePoint now)
         framer_.Feed(input_, now);
         TakeFrames(now);
     }
-    if (terminal_ && stalled_until_ <= now)
+    if (medium_ && stalled_until_ <= now)
         TakeFrames(now); // silence may have decided
 }
 
@@ -261,7 +281,7 @@ std::optional<TimePoint> Worker::Deadline(TimePoint now) const
     };
     if (replug_port_)
         at(replug_at_);
-    if (!terminal_)
+    if (!medium_)
         return next;
     if (!faults_.Active(Fault::kStopAsking) || !player_.WantsRequest(now))
         at(player_.Deadline());
@@ -276,7 +296,7 @@ std::optional<TimePoint> Worker::Deadline(TimePoint now) const
     if (faults_.Active(Fault::kFlood))
         at(std::max(next_flood_, now + kFloodTick));
     const bool blind = faults_.Active(Fault::kStopReading) && write_blocked_;
-    if (terminal_->MustLookAgain() || blind)
+    if (medium_->MustLookAgain() || blind)
         at(now + kLookAgain);
     return next;
 }
@@ -287,8 +307,8 @@ void Worker::WaitForSomething()
     std::optional<TimePoint> deadline;
     {
         const std::lock_guard lock(mutex_);
-        if (terminal_)
-            terminal_->AddTo(poll_set_, Reads(Clock::now()), write_blocked_);
+        if (medium_)
+            medium_->AddTo(poll_set_, Reads(Clock::now()), write_blocked_);
         deadline = Deadline(Clock::now());
     }
     timespec timeout{};

@@ -29,7 +29,9 @@ public:
     }
 
     void PowerUp(int port);
-    void PowerDown();
+    void PowerDown(Removal how = Removal::kUnplug);
+    /// The host has a node for the instrument; State() names it from then on.
+    [[nodiscard]] bool HasNode();
     void SendRequest(TimePoint now);
     void Queue(Bytes bytes, TimePoint due, bool is_request = false);
     void StartCapture(std::size_t samples);
@@ -67,6 +69,7 @@ private:
 
     void Run();
     void RunTasks();
+    void PublishTerminal(int port);
     void Round(TimePoint now);
     void Flood(TimePoint now);
     [[nodiscard]] TimePoint HeldUpByStall(const Frame& frame, TimePoint now);
@@ -84,13 +87,14 @@ private:
     [[nodiscard]] std::optional<TimePoint> Deadline(TimePoint now) const;
     void WaitForSomething();
 
+    const MediumKind kind_;
     const bool cooked_;
     const bool guard_node_;
 
     // Guarded by mutex_.
     std::deque<Task> tasks_;
     bool stop_ = false;
-    std::optional<Terminal> terminal_;
+    std::unique_ptr<Medium> medium_;
     Node node_;
     std::deque<Outgoing> outgoing_;
     bool write_blocked_ = false;

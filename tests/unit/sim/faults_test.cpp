@@ -24,6 +24,19 @@ TEST_F(TwinFaults, NoReply)
     EXPECT_EQ(host->Exchange(kChannelRead, 64).size(), 64u);
 }
 
+TEST_F(TwinFaults, OneThatSleepsStrikesFromTheCommandOnThatWakesIt)
+{
+    const int mute = instrument.Inject({.fault = Fault::kNoReply, .from = sim::Command::kChannelRead});
+    instrument.Inject({.fault = Fault::kStopReading, .from = sim::Command::kStatusReset});
+    ExpectHealthy(); // both sleep
+    host->Write(kChannelRead);
+    host->Write(kPing);
+    EXPECT_TRUE(host->Read(64, kShortSilence).empty());
+    EXPECT_EQ(instrument.FaultsFired(Fault::kNoReply), 2);
+    instrument.Clear(mute);
+    ExpectHealthy(); // and still takes what comes
+}
+
 TEST_F(TwinFaults, ShortReply)
 {
     instrument.Inject({.fault = Fault::kShortReply, .value = 7, .limit = 1});

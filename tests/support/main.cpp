@@ -1,6 +1,7 @@
 // main.cpp - main() of the test programs. Every run gets a private /dev and /var/lock, so that tests may use
 // any port and any lock file, also several at a time and as an ordinary user. Where root may not have a
 // private world, the programs share the machine's own /dev and take turns.
+#include "sim/medium.h"
 #include "sim/private_dev.h"
 
 #include <cstdio>
@@ -27,7 +28,8 @@ int main(int argc, char** argv)
     const std::vector<char*> as_given(arguments,
                                       arguments + argc + 1); // InitGoogleTest takes its own ones away
     testing::InitGoogleTest(&argc, argv);
-    if (!testing::GTEST_FLAG(list_tests)) {
+    // On USB the nodes are the kernel's, in the machine's own /dev; that machine is there for one test alone.
+    if (!testing::GTEST_FLAG(list_tests) && zeka::sim::DefaultMedium() == zeka::sim::MediumKind::kTerminal) {
         zeka::sim::EnterPrivateDev(as_given.data());
         if (!zeka::sim::InPrivateDev())
             TakeTurns();

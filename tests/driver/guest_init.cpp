@@ -28,8 +28,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLimit{300}; // for one test, in the machine's own time
-constexpr useconds_t kLookAgainUs = 2000;
-constexpr std::size_t kShownBytes = 6000; // of what a failed test wrote
+constexpr std::size_t kShownBytes = 6000;   // of what a failed test wrote
 constexpr const char* kOutput = "/tmp/output";
 constexpr const char* kLockFolder = "/var/lock";
 
@@ -67,8 +66,17 @@ void LoadDrivers()
     }
 }
 
+void SetChildSignal(int how)
+{
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGCHLD);
+    (void)::sigprocmask(how, &ends, nullptr);
+}
+
 [[noreturn]] void RunTest(const std::string& program, const std::string& name)
 {
+    SetChildSignal(SIG_UNBLOCK);
     const int output = ::open(kOutput, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);
@@ -80,18 +88,23 @@ void LoadDrivers()
     ::_exit(127);
 }
 
-/// The status of wait(2); -1 when the test was ended because it took too long.
+/// The status of wait(2); -1 when the test was ended because it took too long. SIGCHLD is blocked.
 int WaitFor(pid_t child)
 {
     const Clock::time_point deadline = Clock::now() + kLimit;
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGCHLD);
     int status = 0;
     while (::waitpid(child, &status, WNOHANG) == 0) {
-        if (Clock::now() >= deadline) {
+        const auto left = std::chrono::duration_cast<std::chrono::seconds>(deadline - Clock::now());
+        if (left.count() <= 0) {
             ::kill(-child, SIGKILL);
             ::waitpid(child, &status, 0);
             return -1;
         }
-        ::usleep(kLookAgainUs);
+        const timespec timeout{left.count(), 0};
+        (void)::sigtimedwait(&ends, nullptr, &timeout);
     }
     while (::waitpid(-1, nullptr, WNOHANG) > 0) { // what the test has left to its first process
     }
@@ -174,6 +187,7 @@ int main()
     ::setenv("ZEKA_SIM_MEDIUM", "usb", 1);
     OpenResults();
     LoadDrivers();
+    SetChildSignal(SIG_BLOCK);
     std::ifstream plan("/driver/plan");
     for (std::string program, name; plan >> program >> name;) {
         const Clock::time_point start = Clock::now();

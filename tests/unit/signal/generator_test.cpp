@@ -1,6 +1,7 @@
-// generator_test.cpp - the voltage of every function but the ECGs at telling instants.
+// generator_test.cpp - the voltage of every function but the ECGs at telling instants; the ECGs' limits.
 #include <cmath>
 #include <gtest/gtest.h>
+#include <random>
 #include <vector>
 
 #include "signal/apply.h"
@@ -187,6 +188,43 @@ TEST_F(Generator, UnknownFunctionsAreSilent)
     for (const int function : {-1, 0, 11, 12, 19, 1 << 30}) {
         g_MainOutput = function;
         EXPECT_EQ(_GetMainFunctionVoltage(0.3), 0.0) << function;
+    }
+}
+
+TEST(Ecg, StaysANumberWithinTheLimitsForAllSettings)
+{
+    std::mt19937 random(227);
+    const auto between = [&](double low, double high) {
+        return std::uniform_real_distribution(low, high)(random);
+    };
+    const auto one_of = [&](std::initializer_list<double> values) {
+        return *(values.begin() + random() % values.size());
+    };
+    for (int round = 0; round < 300; ++round) {
+        g_F = between(0.017, 6.0);
+        g_Amplitude = between(-10.0, 10.0);
+        g_QRSDuration = one_of({5.0, 200.0, between(5.0, 200.0)});
+        g_PRInterval = one_of({0.0, 200.0, between(0.0, 200.0)});
+        g_PDuration = one_of({g_PRInterval, 50.0, 100.0});
+        g_QTInterval = one_of({100.0, 900.0, between(100.0, 900.0)});
+        g_CusST = one_of({0.0, between(-2.0, 2.0)});
+        g_MainNoise = static_cast<int>(random() % 5);
+        g_AAMIDriftTest = random() % 2 != 0;
+        s_OneRespireS = one_of({0.25, 4.0, HUGE_VAL});
+        s_InhaleS = one_of({0.1, std::nan("")});
+        s_ExhaleS = one_of({0.15, std::nan("")});
+        s_OneApneaS = one_of({0.0, 10.0, 1e9});
+        s_AmpModV = one_of({0.0, between(-5.0, 5.0)});
+        s_BaselineModV = one_of({0.0, between(-5.0, 5.0)});
+        s_FreqModHz = one_of({0.0, -g_F, g_F, 2.5 * g_F, -3.0 * g_F});
+        s_FreqModPreEndT = s_FreqModEndT = 0.0;
+        g_bECGGoing = true;
+        g_MainOutput = 7 + round % 2;
+        _Change();
+        for (g_fOutputTime = 0.0; g_fOutputTime < 70.0; g_fOutputTime += between(0.0, 0.5)) {
+            const double v = _GetMainFunctionVoltage(std::fmod(g_fOutputTime, g_fTimePeriod));
+            ASSERT_TRUE(std::fabs(v) <= 5.0) << "round " << round << ", " << g_fOutputTime << " s: " << v;
+        }
     }
 }
 

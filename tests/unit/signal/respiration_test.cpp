@@ -1,4 +1,4 @@
-// respiration_test.cpp - the breathing curve, the respiration command on the wire and the apnea cycle.
+// respiration_test.cpp - arguments of any kind to the breathing curve, and whom the respiration command waits for.
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -14,41 +14,10 @@
 
 namespace {
 
-using Command = zeka::test::ScriptedPeer::Message;
-
 double BreathAt(double time)
 {
     g_fOutputTime = time;
     return _solveRespireV();
-}
-
-TEST(BreathingCurve, InspirationAndExpirationStandAsOneToRatio)
-{
-    const zeka::test::ScriptedPeer device;
-    ASSERT_EQ(SetRespireAlgorithmParam(20, 2, 0, 10, 5, 0), 1);
-    EXPECT_DOUBLE_EQ(s_BaselineModV, 0.1);
-    EXPECT_DOUBLE_EQ(s_AmpModV, 0.05);
-    for (const double breath : {0.0, 3.0, 42 * 3.0}) {
-        EXPECT_NEAR(BreathAt(breath + 0.5), 1.0, 1e-9);
-        EXPECT_NEAR(BreathAt(breath + 1.0), 0.0, 1e-7);
-        EXPECT_NEAR(BreathAt(breath + 2.0), -1.0, 1e-9);
-        EXPECT_NEAR(BreathAt(breath + 1.25), -std::sin(0.125 * 3.14159265), 1e-7);
-    }
-}
-
-TEST(BreathingCurve, ApneaEndsEveryMinuteAndTheNextOneStartsABreath)
-{
-    const zeka::test::ScriptedPeer device;
-    ASSERT_EQ(SetRespireAlgorithmParam(8, 1, 12, 0, 0, 0),
-              1); // breaths of 7.5 s: the apnea cuts into the seventh
-    for (const double minute : {0.0, 60.0, 600.0}) {
-        EXPECT_GT(BreathAt(minute + 47.999), 0.5);
-        EXPECT_EQ(BreathAt(minute + 48.0), 0.0);
-        EXPECT_EQ(BreathAt(minute + 59.999), 0.0);
-        EXPECT_NEAR(BreathAt(minute + 1.875), 1.0, 1e-9);
-    }
-    ASSERT_EQ(SetRespireAlgorithmParam(8, 1, -5, 0, 0, 0), 1);
-    EXPECT_NE(BreathAt(59.0), 0.0) << "negative apnea is none";
 }
 
 TEST(BreathingCurve, StaysFlatWhereThereIsNoBreath)
@@ -85,48 +54,7 @@ TEST(BreathingCurve, LiesBetweenMinusOneAndOneForAnyArguments)
     }
 }
 
-TEST(BreathingCurve, RateModulationBeginsWithTheNextPeriod)
-{
-    EXPECT_EQ(SetRespireAlgorithmParam(20, 2, 0, 1, 1, 10), 0) << "no device";
-    const zeka::test::ScriptedPeer device;
-    g_F = 2.0;
-    g_fOutputTime = 12.25;
-    g_fTimePeriod = 0.5;
-    ASSERT_EQ(SetRespireAlgorithmParam(20, 2, 0, 0, 0, 10), 1);
-    EXPECT_DOUBLE_EQ(s_FreqModHz, 0.2);
-    EXPECT_EQ(s_FreqModPreEndT, 12.25);
-    EXPECT_EQ(s_FreqModEndT, 12.75);
-    ASSERT_EQ(SetRespireAlgorithmParam(20, 2, 0, 0, 0, 0), 1);
-    EXPECT_EQ(s_FreqModHz, 0.0);
-    EXPECT_EQ(s_FreqModEndT, 12.75);
-}
-
 // --- the instrument's own respiration
-
-TEST(RespirationCommand, CarriesTheCodesAndStoresThemOnceConfirmed)
-{
-    zeka::test::ScriptedPeer device;
-    EXPECT_EQ(SetRespiration(2, 20, 1, 3, 10), 1);
-    const Command expected{0xEA, 0xFF, 0x01, 0, 0, 0, 0, 0, 0x14, 0x02, 0x01, 0x03, 0x00, 0, 0, 0, 0, 0, 0};
-    ASSERT_EQ(device.Requests(0xEA), std::vector<Command>{expected});
-    EXPECT_EQ(g_nRespirationResistance, 2000);
-    EXPECT_EQ(g_nRespirationApneaTime, 10);
-
-    device.AnswerWith(0xFE);
-    EXPECT_EQ(SetRespiration(1, 300, 1, 0, 20), 0);
-    EXPECT_EQ(device.Requests(0xEA).back()[8], 0x2C) << "the low 8 bits of 300";
-    EXPECT_EQ(g_nRespirationResistance, 2000);
-    EXPECT_EQ(g_nRespirationApneaTime, 10);
-    EXPECT_EQ(SetApnea(true), 0);
-    EXPECT_FALSE(g_bRespirationApneaEnabled);
-
-    device.AnswerWith(0xFF);
-    EXPECT_EQ(SetApnea(true), 1);
-    Command with_apnea = expected;
-    with_apnea[12] = 0x01;
-    EXPECT_EQ(device.Requests(0xEA).back(), with_apnea) << "the codes confirmed last, not those refused";
-    EXPECT_TRUE(g_bRespirationApneaEnabled);
-}
 
 TEST(RespirationCommand, WaitsForTheRequestWhileAFunctionStreams)
 {
@@ -147,68 +75,6 @@ TEST(RespirationCommand, WaitsForTheRequestWhileAFunctionStreams)
     EnableApneaByTime(55);
     EXPECT_EQ(device.Requests(0xEA).size(), 2u);
     EXPECT_EQ(g_hProcessRequestEvent.WaitTimeout(0), 110u);
-}
-
-TEST(ApneaCycle, SwitchesOncePerEdge)
-{
-    zeka::test::ScriptedPeer device;
-    const auto seconds_on = [](int apnea_s) {
-        g_nRespirationApneaTime = apnea_s;
-        std::vector<int> on;
-        for (int second = 0; second < 120; ++second) {
-            EnableApneaByTime(second);
-            if (g_bRespirationApneaEnabled)
-                on.push_back(second);
-        }
-        EnableApneaByTime(120);
-        return on;
-    };
-    const std::vector<int> nine_of_each_minute{51,  52,  53,  54,  55,  56,  57,  58,  59,
-                                               111, 112, 113, 114, 115, 116, 117, 118, 119};
-    EXPECT_EQ(seconds_on(10), nine_of_each_minute);
-    EXPECT_EQ(device.Requests(0xEA).size(), 4u);
-    EXPECT_TRUE(seconds_on(0).empty());
-    EXPECT_EQ(seconds_on(60).size(), 118u) << "all but seconds 0 and 60";
-    EXPECT_TRUE(seconds_on(std::numeric_limits<int>::min()).empty());
-}
-
-TEST(ApneaCycle, DoesNotRepeatACommandThatFailed)
-{
-    zeka::test::ScriptedPeer device;
-    device.AnswerWith(0x00);
-    g_nRespirationApneaTime = 10;
-    for (int burst = 0; burst < 20; ++burst)
-        EnableApneaByTime(51);
-    EXPECT_EQ(device.Requests(0xEA).size(), 1u);
-    EXPECT_TRUE(g_bRespirationApneaEnabled);
-}
-
-TEST(RespirationSwitch, OffForgetsEverythingEvenWithoutADevice)
-{
-    {
-        const zeka::test::ScriptedPeer device;
-        ASSERT_EQ(EnableRespiration(true), 1);
-        ASSERT_EQ(SetRespiration(2, 20, 1, 3, 10), 1);
-        ASSERT_EQ(SetRespireAlgorithmParam(20, 2, 0, 10, 5, 7), 1);
-    }
-    g_bRespirationApneaEnabled = true;
-    EXPECT_EQ(EnableRespiration(false), 0);
-    EXPECT_FALSE(g_RespirationEnabled);
-    EXPECT_EQ(g_nRespirationResistance, 0);
-    EXPECT_EQ(g_nRespirationApneaTime, 0);
-    EXPECT_EQ(
-        g_nRespirationFrequency + g_nRespirationVariation + g_nRespirationRatio + g_nRespirationBaseline, 0);
-    EXPECT_EQ(s_BaselineModV, 0.0);
-    EXPECT_EQ(s_AmpModV, 0.0);
-    EXPECT_EQ(s_FreqModHz, 0.0);
-    EXPECT_TRUE(g_bRespirationApneaEnabled) << "what the instrument was told last still holds";
-    EXPECT_EQ(SetRespiration(1, 1, 1, 1, 1), 0);
-    EXPECT_EQ(SetApnea(true), 0);
-    EXPECT_EQ(EnableExternalRespireModule(true), 1);
-    EXPECT_FALSE(g_ExternalRespireModule);
-    const zeka::test::ScriptedPeer device;
-    EXPECT_EQ(EnableExternalRespireModule(true), 0);
-    EXPECT_TRUE(g_ExternalRespireModule);
 }
 
 } // namespace

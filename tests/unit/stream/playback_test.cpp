@@ -51,55 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 const Message kStop = {0xEA, 0xFF, 0x00, 0x00, 0x00};
 
-TEST(OutputSignal, EveryNumberOutside1To8SendsTheFiveStopBytes)
-{
-    ScriptedPeer peer;
-    for (const int function : {0, 9, -1, std::numeric_limits<int>::min(), kIntMax})
-        EXPECT_EQ(ZEKAOutputSignal(function), 0);
-    EXPECT_EQ(peer.Requests(), std::vector<Message>(5, kStop));
-    EXPECT_EQ(ZEKAGetOutputFunction(), 0);
-}
-
-TEST(OutputSignal, WithoutADeviceStoppingSucceedsAndStartingDoesNot)
-{
-    EXPECT_EQ(ZEKAOutputSignal(0), 0);
-    EXPECT_EQ(ZEKAOutputSignal(9), 0);
-    EXPECT_EQ(ZEKAOutputSignal(3), -1);
-    EXPECT_EQ(ZEKAGetOutputFunction(), 0);
-}
-
-TEST(OutputSignal, UploadsTheFunctionAndStartsItWithTheControlRecord)
-{
-    // The control block that the instrument answers with carries 1, 2, 3 ... in its channel groups.
-    ScriptedPeer peer([](std::size_t, const Message& request) {
-        Message reply = ScriptedPeer::Acknowledge(request);
-        if (request[0] == 0x00)
-            for (std::size_t i = 32; i < 64; ++i)
-                reply[i] = static_cast<std::uint8_t>(i - 31);
-        return reply;
-    });
-    g_hStopPlayEvent.SetEvent();
-    ASSERT_EQ(ZEKASetFrequency(60.0), 0);
-    const std::size_t before = peer.Requests().size();
-    EXPECT_EQ(ZEKAOutputSignal(3), 0);
-
-    const auto requests = peer.Requests();
-    ASSERT_EQ(requests.size(), before + 1 + 48 + 2); // information, data, control block, start
-    EXPECT_EQ(requests[before][2], 0x01);
-    EXPECT_EQ(requests[before + 1][2], 0x04);
-    EXPECT_EQ(requests[before + 48][2], 0x04);
-    EXPECT_EQ(requests[before + 49], Message(64, 0));
-    Message start = {0xEA, 0xFF, 0x00, 0x00, 0x01, 0,   0,
-                     0,    0x9C, 0x40, 0x02, 0x9A, 0x04}; // 40000/s, 666.666 samples
-    start.resize(32);
-    for (std::uint8_t i = 1; i <= 32; ++i)
-        start.push_back(i);
-    EXPECT_EQ(requests[before + 50], start);
-    EXPECT_EQ(ZEKAGetOutputFunction(), 3);
-    EXPECT_EQ(g_fVoltageRange, 5.0);
-    EXPECT_EQ(g_hStopPlayEvent.WaitTimeout(0), ZEKA_WAIT_TIMEOUT) << "a pending stop is taken back";
-}
-
 TEST(OutputSignal, AFailedUploadIsNotFollowedByAStart)
 {
     ScriptedPeer peer([](std::size_t number, const Message& request) {
@@ -149,19 +100,6 @@ TEST(SilentBurst, Is3200BytesOfZeroMillivoltsWithFixedSequenceBytes)
         burst.insert(burst.end(), packet.begin(), packet.end());
     EXPECT_EQ(peer.Requests(), std::vector<Message>{burst});
     EXPECT_EQ(g_nSequenceCheck, 7);
-}
-
-TEST(LoopSwitches, AreOnUntilSwitchedOff)
-{
-    EXPECT_TRUE(s_loopPlay);
-    EXPECT_TRUE(s_loopFile);
-    SetStandardWaveformLoop(false);
-    EXPECT_FALSE(s_loopPlay);
-    EXPECT_TRUE(s_loopFile);
-    ZEKAEnableLoop(false);
-    SetStandardWaveformLoop(true);
-    EXPECT_TRUE(s_loopPlay);
-    EXPECT_FALSE(s_loopFile);
 }
 
 } // namespace

@@ -145,7 +145,18 @@ Call RawData(Rng& rng)
     static constexpr double kRates[] = {50.0, 100.0, 250.0, 1000.0, 40000.0};
     const double hz = kRates[rng() % 5];
     const auto count = static_cast<std::size_t>(Int(rng, 10, 900));
-    const bool with_dc = Flag(rng);
+    return LoadRaw(hz, count, Flag(rng));
+}
+
+// --- recording into buffers
+
+std::array<double, 10000> recorded_ac, recorded_dc;
+bool recording = false;
+
+} // namespace
+
+Call LoadRaw(double hz, std::size_t count, bool with_dc)
+{
     std::vector<double> ac(count), dc(count);
     for (std::size_t n = 0; n < count; ++n) {
         ac[n] = 6.0 * std::sin(0.02 * static_cast<double>(n));
@@ -159,13 +170,6 @@ Call RawData(Rng& rng)
             },
             [=](Model& m) { return m.ZEKALoadRawData(hz, ac, dc); }};
 }
-
-// --- recording into buffers
-
-std::array<double, 10000> recorded_ac, recorded_dc;
-bool recording = false;
-
-} // namespace
 
 Call Register(char kind, bool on)
 {

@@ -55,6 +55,8 @@ Call Both(const char* name, Library library, ModelCall model, std::tuple<A...> a
 }
 
 Call Register(char kind, bool on);
+/// Whether there are DC samples other than 0 among them.
+Call LoadRaw(double hz, std::size_t count, bool with_dc);
 Call StartRecording(int length);
 Call StopRecording();
 

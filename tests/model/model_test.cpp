@@ -182,6 +182,10 @@ TEST(SignalModel, AResetLibraryPlaysAsAFreshOne)
             if (bursts != BurstsOf(fresh.sent) && function != 0)
                 duel.Differ("function " + std::to_string(function) + " is not that of a fresh library");
         }
+        duel.Do({LoadRaw(250.0, 500,
+                         true)}); // its DC channel, too, is forgotten: 300 mV are a fixed source again
+        duel.Do({CALL(ZEKAReset)});
+        duel.Do({CALL(ZEKASetDCOffset, 1, 300)});
     });
 }
 

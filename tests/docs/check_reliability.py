@@ -46,7 +46,7 @@ def complaints(page, build, programs):
     tests = tests_of(build) | driven
     named = set()
     for row in rows(page):
-        names = re.findall(r"`([A-Z]\w*\.[\w*/]+)`", row[-1])
+        names = re.findall(r"`(\w+[./][\w*/]+)`", row[-1])
         if len(row) != 4 or not names:
             yield f"a row that names no test: {row[0]}"
         named.update(names)

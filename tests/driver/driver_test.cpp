@@ -134,7 +134,8 @@ constexpr std::array kPhases{
     PhaseRow{Phase::kStreaming, "Streaming", {}, milliseconds{6000}},
     PhaseRow{Phase::kUpload, "Upload", Command::kWaveformData, milliseconds{30000}}, // up to 150 exchanges
     PhaseRow{Phase::kStore, "Store", Command::kRomStore, milliseconds{20000}},
-    PhaseRow{Phase::kFree, "Free", Command::kControlRead, milliseconds{13000}},
+    PhaseRow{Phase::kFree, "Free", Command::kControlRead,
+             milliseconds{6000}}, // without the bound of close() 10 s
 };
 
 struct HarmRow {

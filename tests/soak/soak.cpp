@@ -71,7 +71,11 @@ public:
     int Run();
 
 private:
-    using Action = void (Soak::*)();
+    struct Action {
+        int weight;
+        void (Soak::*act)();
+        bool delays; // answers come late meanwhile, and are not counted
+    };
 
     static sim::InstrumentConfig Configured(const Options& options)
     {
@@ -120,9 +124,11 @@ private:
     void Pull();
     void Upload();
     void Reset();
+    void Do(const Action& action);
     void Rest();
     void Look(const char* after);
     void Connect();
+    void CountAnswers();
     void PrintLine();
     int PrintEnd();
 
@@ -135,7 +141,7 @@ private:
     double worst_answer_ms_ = 0.0;
     long long slowest_ms_ = 0;
     unsigned complaints_ = 0;
-    Resources settled_; // after the first tenth, connected
+    Resources settled_; // in the middle, connected
 };
 
 void Soak::Set()
@@ -297,6 +303,15 @@ void Soak::Reset()
     Play();
 }
 
+void Soak::Do(const Action& action)
+{
+    if (action.delays)
+        CountAnswers();
+    (this->*action.act)();
+    if (action.delays)
+        instrument_.ResetStats();
+}
+
 void Soak::Rest() { std::this_thread::sleep_for(milliseconds{20 + Below(150)}); }
 
 /// After faults the instrument may have been given up: it is found again by itself.
@@ -312,12 +327,16 @@ void Soak::Connect()
     Play();
 }
 
+void Soak::CountAnswers()
+{
+    for (const double us : instrument_.Stats().stream.last_byte_us)
+        worst_answer_ms_ = std::max(worst_answer_ms_, us / 1000.0);
+    instrument_.ResetStats(); // their list grows with each
+}
+
 void Soak::PrintLine()
 {
-    const auto stats = instrument_.Stats().stream;
-    for (const double us : stats.last_byte_us)
-        worst_answer_ms_ = std::max(worst_answer_ms_, us / 1000.0);
-    instrument_.ResetStats(); // their list of answers grows with each
+    CountAnswers();
     const ShadowCounts bursts = Counts();
     const Resources now = Now();
     std::printf("%5.0f s: %.3f h of signal, %llu bursts, %llu found again, %llu setters, %llu commands, %llu "
@@ -374,31 +393,29 @@ int Soak::Run()
     if (Call("ZEKAInit", kReconnectLimit, [] { return ZEKAInit(nullptr) ? 0 : 1; }) != 0)
         return 1;
     Connect();
+    for (int pattern = 0; pattern < 5; ++pattern)
+        (void)getIEC47RawArray(pattern); // computed at their first use, 30 MB: they are no growth
     Play();
 
-    struct Weighted {
-        int weight;
-        Action act;
-    };
     constexpr std::array kActions{
-        Weighted{40, &Soak::Set},      Weighted{10, &Soak::Command}, Weighted{6, &Soak::Play},
-        Weighted{5, &Soak::Misbehave}, Weighted{1, &Soak::Pull},     Weighted{1, &Soak::Upload},
-        Weighted{1, &Soak::Reset},
+        Action{40, &Soak::Set, false},     Action{10, &Soak::Command, false}, Action{6, &Soak::Play, false},
+        Action{5, &Soak::Misbehave, true}, Action{1, &Soak::Pull, true},      Action{1, &Soak::Upload, true},
+        Action{1, &Soak::Reset, true},
     };
     int all = 0;
-    for (const Weighted& action : kActions)
+    for (const Action& action : kActions)
         all += action.weight;
     auto next_line = Clock::now() + std::chrono::minutes{1};
     while (Clock::now() - start_ < options_.length && Difference().empty()) {
         int at = Below(all);
-        for (const Weighted& action : kActions)
+        for (const Action& action : kActions)
             if ((at -= action.weight) < 0) {
-                (this->*action.act)();
+                Do(action);
                 break;
             }
         Connect();
         Rest();
-        if (settled_.threads == 0 && Clock::now() - start_ > options_.length / 10) {
+        if (settled_.threads == 0 && Clock::now() - start_ > options_.length / 2) {
             Connect();
             settled_ = Now();
         }
@@ -408,7 +425,7 @@ int Soak::Run()
         }
     }
     Connect();
-    PrintLine();
+    CountAnswers();
     const int result = PrintEnd();
     ZEKAFree();
     EndShadow();

@@ -375,8 +375,8 @@ int Soak::PrintEnd()
         std::printf(" %s %u", name.c_str(), count);
     std::printf("\nmemory %zu to %zu kB, descriptors %zu to %zu, threads %zu to %zu\n", settled_.memory_kb,
                 now.memory_kb, settled_.descriptors, now.descriptors, settled_.threads, now.threads);
-    if (now.memory_kb > settled_.memory_kb + kMemorySlackKb || now.descriptors > settled_.descriptors ||
-        now.threads > settled_.threads)
+    if (settled_.threads != 0 && (now.memory_kb > settled_.memory_kb + kMemorySlackKb ||
+                                  now.descriptors > settled_.descriptors || now.threads > settled_.threads))
         Complain("memory, descriptors or threads grow");
     if (bursts.arrivals * 4 < bursts.bursts)
         Complain("too few bursts could be looked for at the instrument");

@@ -5,7 +5,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <sys/wait.h>
 
@@ -67,6 +70,15 @@ std::string Joined(const std::vector<std::string>& texts)
 }
 
 std::string LockFile(int port) { return "/var/lock/kestrava.ACM" + std::to_string(port) + ".lock"; }
+
+/// Of a process that is no more: the first connection replaces it.
+void LeaveStaleLock(int port)
+{
+    constexpr std::int32_t kNobody = 0x7FFFFFF0;
+    std::array<char, sizeof kNobody> record{};
+    std::memcpy(record.data(), &kNobody, sizeof kNobody);
+    std::ofstream(LockFile(port), std::ios::binary).write(record.data(), record.size());
+}
 
 bool NoChildIsLeft() { return ::waitpid(-1, nullptr, WNOHANG | __WALL) == -1 && errno == ECHILD; }
 
@@ -176,6 +188,7 @@ void RunConnection(const Plan& plan, int slot, Report& report)
     config.port = slot;
     sim::Instrument instrument(config);
     instrument.Plug();
+    LeaveStaleLock(slot);
     const Surroundings before;
     const auto used_before = test::ProcessorTime();
 

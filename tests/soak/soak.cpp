@@ -255,6 +255,8 @@ void Soak::Misbehave()
     Set();
     if (Lasts(fault))
         std::this_thread::sleep_for(kStallLength);
+    if (fault == Fault::kLateReply || fault == Fault::kStall)
+        std::this_thread::sleep_for(milliseconds{rule.value}); // until it is over
     instrument_.Clear(id);
     Command(); // the one that brings both sides into step again
     BurstsMayBeLost(false);

@@ -22,6 +22,7 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -405,8 +406,27 @@ std::FILE* popen(const char* command, const char* mode)
     return Strikes(Call::kProcess) ? nullptr : NEXT(popen)(command, mode);
 }
 pid_t fork() noexcept { return Strikes(Call::kProcess) ? -1 : NEXT(fork)(); }
-// A function that returns twice cannot be handed on; a child with a copy of the memory does as well.
-pid_t vfork() noexcept { return Strikes(Call::kProcess) ? -1 : NEXT(fork)(); }
+long syscall(long number, ...) noexcept
+{
+    va_list rest;
+    va_start(rest, number);
+    std::array<long, 6> arguments{};
+    for (long& argument : arguments)
+        argument = va_arg(rest, long);
+    va_end(rest);
+    const bool makes_process = number == SYS_clone || number == SYS_clone3 || number == SYS_fork;
+    if (makes_process && Strikes(Call::kProcess))
+        return -1;
+    return NEXT(syscall)(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
+                         arguments[5]);
+}
+// A function that returns twice cannot be handed on. A child with a copy of the memory does as well; like the original it
+// runs nothing that was registered for a fork.
+pid_t vfork() noexcept
+{
+    return Strikes(Call::kProcess) ? -1
+                                   : static_cast<pid_t>(NEXT(syscall)(SYS_clone, SIGCHLD, 0L, 0L, 0L, 0L));
+}
 int clone(int (*body)(void*), void* stack, int flags, void* argument, ...) noexcept
 {
     va_list rest;

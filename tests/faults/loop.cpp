@@ -238,7 +238,9 @@ std::vector<Job> Plans(const Options& options)
     return jobs;
 }
 
-void Judge(const Running& run, int status, const Options& options, Totals& totals)
+/// The jobs whose complaint may be the busy machine's: they have another go when nothing else runs. A crash and a hang
+/// have none.
+void Judge(const Running& run, int status, const Options& options, Totals& totals, std::vector<Job>* again)
 {
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.start);
     totals.longest = std::max(totals.longest, took);
@@ -247,12 +249,16 @@ void Judge(const Running& run, int status, const Options& options, Totals& total
     totals.struck += code == kStruck ? 1 : 0;
     const bool good = code == kStruck || code == kNotStruck;
     if (!good) {
-        ++totals.failed;
+        const bool another_go = again != nullptr && code == kComplained;
+        if (another_go)
+            again->push_back(run.job);
+        else
+            ++totals.failed;
         const std::string end = WIFSIGNALED(status)
                                     ? std::string("ended by SIG") + ::sigabbrev_np(WTERMSIG(status)) + " "
                                     : std::string();
-        std::printf("FAILED %s: %s%s (%lld ms)\n", Described(run.job).c_str(), end.c_str(),
-                    Contents(run.output).c_str(), static_cast<long long>(took.count()));
+        std::printf("%s %s: %s%s (%lld ms)\n", another_go ? "again:" : "FAILED", Described(run.job).c_str(),
+                    end.c_str(), Contents(run.output).c_str(), static_cast<long long>(took.count()));
     } else if (options.verbose) {
         std::printf("%s: %s, %lld ms\n", Described(run.job).c_str(),
                     code == kStruck ? "struck" : "not reached", static_cast<long long>(took.count()));
@@ -261,16 +267,14 @@ void Judge(const Running& run, int status, const Options& options, Totals& total
     std::fclose(run.output);
 }
 
-int Loop(const Options& options)
+/// So many at a time; returns those that want another go.
+std::vector<Job> RunJobs(const std::vector<Job>& jobs, int at_a_time, const Options& options, Totals& totals)
 {
-    const auto start = Clock::now();
-    const std::vector<Job> jobs = Plans(options);
-    std::printf("%zu runs, seed %u\n", jobs.size(), options.seed);
+    std::vector<Job> again;
     std::map<pid_t, std::pair<Running, int>> running;
     std::vector<int> slots;
-    for (int slot = kFirstSlot; slot < kFirstSlot + options.jobs; ++slot)
+    for (int slot = kFirstSlot; slot < kFirstSlot + at_a_time; ++slot)
         slots.push_back(slot);
-    Totals totals;
     for (auto next = jobs.begin(); next != jobs.end() || !running.empty();) {
         if (next != jobs.end() && !slots.empty()) {
             std::FILE* const output = TemporaryFile();
@@ -284,14 +288,26 @@ int Loop(const Options& options)
         const auto ended = running.find(::waitpid(-1, &status, 0));
         if (ended == running.end())
             continue;
-        Judge(ended->second.first, status, options, totals);
+        Judge(ended->second.first, status, options, totals, at_a_time > 1 ? &again : nullptr);
         slots.push_back(ended->second.second);
         running.erase(ended);
     }
+    return again;
+}
+
+int Loop(const Options& options)
+{
+    const auto start = Clock::now();
+    const std::vector<Job> jobs = Plans(options);
+    std::printf("%zu runs, seed %u\n", jobs.size(), options.seed);
+    Totals totals;
+    const std::vector<Job> again = RunJobs(jobs, std::max(2, options.jobs), options, totals);
+    (void)RunJobs(again, 1, options, totals);
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    std::printf("%u runs, a fault struck in %u, %u failed; the longest took %.1f s, all %.0f s\n",
-                totals.runs, totals.struck, totals.failed,
-                static_cast<double>(totals.longest.count()) / 1000.0, seconds);
+    std::printf(
+        "%u runs, %zu of them again, a fault struck in %u, %u failed; the longest took %.1f s, all %.0f s\n",
+        totals.runs, again.size(), totals.struck, totals.failed,
+        static_cast<double>(totals.longest.count()) / 1000.0, seconds);
     // A loop in which hardly a fault strikes shows nothing.
     return totals.failed == 0 && totals.struck * 2 > totals.runs ? kStruck : kComplained;
 }

@@ -149,6 +149,7 @@ void Duel::Connect()
     near_ = ends.near;
     far_ = ends.far;
     far_end_ = std::thread([this] { ServeFarEnd(); });
+    SetDeviceTimeoutSetting(kPatienceMs, kPatienceMs); // a far end that waits for a processor is not silent
     OpenPort(near_);
     model.device = true;
     if (!StartPollThread())

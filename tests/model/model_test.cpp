@@ -99,8 +99,10 @@ int FunctionFor(const std::string& call)
 
 TEST(SignalModel, EverySetterLandsAsTheTableSays)
 {
-    for (const auto& [call, row] : SetterTable())
-        Expect(1, [&](Duel& duel) {
+    for (const auto& line : SetterTable())
+        Expect(1, [&line](Duel& duel) {
+            const std::string& call = line.first;
+            const SetterRow& row = line.second;
             Rng rng(1);
             StreamEverything(duel, FunctionFor(call));
             bool seen = false;

@@ -18,6 +18,7 @@
 #include "link/serial_link.h"
 #include "model/calls.h"
 #include "platform/global_objects.h"
+#include "signal/frame.h"
 #include "signal/tables/tables.h"
 #include "tests/support/socket_pair.h"
 #include "zeka/zeka.h"
@@ -214,6 +215,8 @@ void Duel::Do(const std::vector<Call>& calls)
         if (model.going)
             Ask();
         model.sends.clear();
+        // The answer is held up for as long as the calls last; they need not let it pass.
+        const WithoutRequestWait the_request_is_here;
         const double theirs = call.library();
         const double ours = call.model(model);
         call_sent_ = model.sends;

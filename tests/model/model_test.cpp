@@ -10,7 +10,7 @@
 namespace zeka::test {
 namespace {
 
-constexpr unsigned kSeeds = 24;
+constexpr unsigned kSeeds = 60;
 constexpr int kSteps = 120;
 
 unsigned FromEnvironment(const char* name, unsigned otherwise)

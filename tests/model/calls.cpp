@@ -115,19 +115,28 @@ const std::vector<RecordingFile>& Files()
     return files;
 }
 
-/// Written once; the processes of the sequences find them.
-const std::filesystem::path& Folder()
-{
-    static const std::filesystem::path folder = [] {
-        const auto path =
-            std::filesystem::temp_directory_path() / ("zeka-model-" + std::to_string(::getpid()));
+/// Written once and removed at the end; the processes of the sequences find them, and leave without a word.
+class FolderOfFiles {
+public:
+    FolderOfFiles()
+    {
         std::filesystem::create_directories(path);
         for (const RecordingFile& file : Files())
             if (file.found != Model::Found::kNothing)
                 std::ofstream(path / file.name, std::ios::binary) << file.text;
-        return path;
-    }();
-    return folder;
+    }
+    ~FolderOfFiles() { std::filesystem::remove_all(path); }
+    FolderOfFiles(const FolderOfFiles&) = delete;
+    FolderOfFiles& operator=(const FolderOfFiles&) = delete;
+
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("zeka-model-" + std::to_string(::getpid()));
+};
+
+const std::filesystem::path& Folder()
+{
+    static const FolderOfFiles folder;
+    return folder.path;
 }
 
 Call LoadFile(const char* name, std::size_t n, const std::function<double(const std::string&)>& load)

@@ -29,7 +29,8 @@ struct InstrumentConfig {
     int port = 0; // on USB the port of the virtual hub; the kernel then gives the node its number
     MediumKind medium = DefaultMedium();
     PlayerConfig player;
-    bool cooked = false; // the terminal starts in canonical mode with echo, as the real driver's does
+    bool cooked = false;      // the terminal starts in canonical mode with echo, as the real driver's does
+    bool keeps_power = false; // over a pulled cable: settings and output state stay
     bool guard_node =
         false; // the node goes also when this process is killed; outside of a private world always
     std::uint32_t fault_seed = 1; // for faults that strike by chance

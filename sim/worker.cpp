@@ -26,8 +26,8 @@ constexpr std::chrono::milliseconds kLookAgain{5};
 
 Worker::Worker(const InstrumentConfig& config)
     : firmware_(config.identity, config.control_block, config.rom_busy_polls), player_(config.player),
-      kind_(config.medium), cooked_(config.cooked), guard_node_(config.guard_node || !InPrivateDev()),
-      wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+      kind_(config.medium), cooked_(config.cooked), keeps_power_(config.keeps_power),
+      guard_node_(config.guard_node || !InPrivateDev()), wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (!wake_.IsOpen())
         throw std::system_error(errno, std::generic_category(), "virtual instrument: eventfd");
@@ -152,7 +152,8 @@ void Worker::PublishTerminal(int port)
 void Worker::PowerUp(int port)
 {
     PowerDown();
-    firmware_.PowerUp();
+    if (!keeps_power_)
+        firmware_.PowerUp();
     if (kind_ == MediumKind::kUsb)
         medium_ = UsbDevice::PlugIn(port); // the kernel makes the node
     else
@@ -192,6 +193,8 @@ void Worker::PowerDown(Removal how)
     state.plugged = false;
     state.node.clear();
     state.terminal.clear();
+    if (keeps_power_)
+        return;
     state.output_on = false;
     state.memory_playing = false;
 }

@@ -89,6 +89,7 @@ private:
 
     const MediumKind kind_;
     const bool cooked_;
+    const bool keeps_power_;
     const bool guard_node_;
 
     // Guarded by mutex_.

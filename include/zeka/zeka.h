@@ -151,8 +151,9 @@ typedef void (*ZEKA_NOTIFY_CALLBACK)(unsigned int message, unsigned int wParam, 
  * once.
  *
  * The listener hears of every connection and of every loss; after a loss the search goes on, about once a
- * second. Setting up an instrument puts leads and impedance of its four channels to 0. The DC offset stays
- * as it was set when the cable is pulled, and goes to 0 with ZEKAFree. Called again, it only replaces the
+ * second. Setting up an instrument switches its output off and puts leads and impedance of its four channels
+ * to 0. The DC offset goes to 0 and variable DC off with every loss and with ZEKAFree, in the instrument as far as it
+ * can still be told. Called again, it only replaces the
  * listener; it waits for a ZEKAFree of another thread that has not finished yet.
  *
  * @param callback  the listener, or null

@@ -3,6 +3,7 @@
 // g_CriticalSection.
 #include "connection/supervisor.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -40,14 +41,36 @@ void ForgetStream()
     g_hProcessRequestEvent.ResetEvent();
 }
 
-// Leads and impedance of all channels to 0; nothing streams yet, and no request is waited for.
+bool dc_settings_are_stale =
+    false; // the supervisor's alone: a poll thread that hangs with the lock kept them
+
+// The DC settings end with the connection, also when the instrument could no longer be told.
+void ForgetDcSettings()
+{
+    const CAutoCriticalSection lock(g_CriticalSection);
+    g_DCSetting = 0;
+    g_bVariableDC = false;
+    std::ranges::fill(g_bTestVariableDC, false);
+}
+
+void ForgetStaleDcSettings()
+{
+    if (std::exchange(dc_settings_are_stale, false))
+        ForgetDcSettings();
+}
+
+// Output off, leads and impedance of all channels to 0; nothing streams yet, and no request is waited for. An
+// instrument that went on playing through the loss has asked meanwhile: its requests are the lost stream's.
 void ResetOutputStage()
 {
     const WithoutRequestWait no_wait;
     for (int channel = 0; channel < kChannels; ++channel) {
+        const CAutoCriticalSection lock(g_CriticalSection);
+        HoldOutputOff(); // each time: without a device, too, a standard waveform can be selected
         (void)ZEKASetOutputLead(channel, 0);
         (void)ZEKASetInputImpedanceMode(channel, 0);
     }
+    DropStaleInput();
 }
 
 // A poll thread of the former connection may still be inside a callback of the application, with the lock.
@@ -67,6 +90,7 @@ bool Connect()
     // that was pulled would come back under another number.
     if (!FormerPollThreadEnded())
         return false;
+    ForgetStaleDcSettings();
     std::optional<PrivateDevice> while_setting_up(std::in_place);
     if (!DeviceConnect(Peek(g_nPortNumber), 1))
         return false;
@@ -81,6 +105,7 @@ bool Connect()
     // device.
     const CAutoCriticalSection lock(g_CriticalSection);
     ForgetStream();
+    HoldOutputOff();
     ForgetStall(); // several calls may have reported it, and the last report wakes us once more
     while_setting_up.reset();
     return true;
@@ -141,6 +166,9 @@ void TearDown()
         if (StopRequested() && DeviceUsable())
             StopStream();
         ResetDcOffsets();
+        ForgetDcSettings();
+    } else {
+        dc_settings_are_stale = true;
     }
     DeviceClose();
     g_hProcessRequestEvent.ResetEvent(); // a loss signals it to wake the setters
@@ -184,8 +212,10 @@ void* ConnectDeviceThread(void* /*unused*/)
     }
     // A loss leaves its stream to the next connection. When ZEKAFree waited for an instrument that no longer
     // asks, the connection was given up as lost before the stop was requested, and no next one comes.
-    if (poll_thread_ended.WaitTimeout(0) == 0)
+    if (poll_thread_ended.WaitTimeout(0) == 0) {
         ForgetStream();
+        ForgetStaleDcSettings();
+    }
     NoteSupervisorEnded();
     return nullptr;
 }

@@ -15,6 +15,8 @@ namespace {
 
 namespace cb = control_block;
 
+bool output_held_off ZEKA_LOCKED = false;
+
 using ChannelGroup = std::span<std::uint8_t, cb::kChannelBytes>;
 
 ChannelGroup GroupOf(Block& block, int channel)
@@ -60,12 +62,16 @@ std::uint8_t DcSourceOf(int channel) ZEKA_NEEDS_LOCK
 }
 
 } // namespace
+
+void HoldOutputOff() { output_held_off = g_MainOutput != 0; }
+void ReleaseOutput() { output_held_off = false; }
+
 } // namespace zeka
 
 void SetRelays(bool /*unused*/)
 {
     using namespace zeka;
-    const bool selected = g_MainOutput != 0;
+    const bool selected = g_MainOutput != 0 && !output_held_off;
     const auto rate = static_cast<unsigned>(g_nSampleRate);
     (void)ChangeControlBlock([selected, rate](Block& block) {
         block[cb::kOutputStateAt] = selected ? cb::kFunctionSelected : cb::kNoFunction;

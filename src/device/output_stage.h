@@ -14,6 +14,12 @@ struct _DEVICE_CONTROL_SETTING {
 
 /// Tells the instrument whether a function is selected and the sample rate. The argument does not matter.
 void SetRelays(bool unused) ZEKA_NEEDS_LOCK;
+namespace zeka {
+/// A lost connection leaves its function selected, and nothing plays it: the instrument is told that its output is off
+/// until a stream or a playback starts.
+void HoldOutputOff() ZEKA_NEEDS_LOCK;
+void ReleaseOutput() ZEKA_NEEDS_LOCK;
+} // namespace zeka
 bool SetInputImpedanceMode(int c, int mode) ZEKA_NEEDS_LOCK;
 int GetInputImpedanceMode(int c) ZEKA_NEEDS_LOCK;
 bool SetSignalGroundToGNDGround(int c, bool on) ZEKA_NEEDS_LOCK;

@@ -137,6 +137,7 @@ void StartStream() ZEKA_NEEDS_LOCK
     g_nSequenceCheck = 0;
     s_ChangeOnNextCycle = false;
     g_hStopPlayEvent.ResetEvent(); // a stop that no request has met yet belongs to the stream before
+    zeka::ReleaseOutput();
     SetRelays(true);
     const zeka::WithoutRequestWait nothing_asked; // a setter in a callback of this burst would wait in vain
     _SendNextPacket();                            // the instrument asks only once it has something to play

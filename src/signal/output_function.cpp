@@ -25,6 +25,7 @@ int ZEKASetOutputFunction(int function)
     zeka::Publish(g_MainOutput, function);
     if (!zeka::Peek(g_bECGGoing))
         zeka::DropStaleInput(); // a request from an earlier stream would get a burst that nobody waits for
+    zeka::ReleaseOutput();
     SetRelays(false);
     if (function == 13)
         _Change(); // it forces frequency and width, which must not wait for the old period

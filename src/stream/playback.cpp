@@ -43,6 +43,7 @@ void StartPlayback(int function) ZEKA_NEEDS_LOCK
 {
     g_hStopPlayEvent.ResetEvent(); // a stop that is still pending belongs to what played before
     Publish(g_MainOutput, function);
+    ReleaseOutput();
     g_fVoltageRange = kPlaybackRangeMv;
     if (WriteWaveformInfo() && WriteRawData())
         (void)OutputSignal();

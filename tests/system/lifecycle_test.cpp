@@ -44,7 +44,10 @@ TEST_F(Free, WhileStreamingStopsTheOutputAndTellsNobody)
     EXPECT_FALSE(ZEKAIsConnected());
     EXPECT_FALSE(Locked());
     EXPECT_EQ(Listener::Get().Heard(), std::vector<bool>{true});
-    EXPECT_FALSE(instrument.State().output_on);
+    const auto left = instrument.State();
+    EXPECT_FALSE(left.output_on);
+    for (std::size_t channel = 0; channel < 4; ++channel)
+        EXPECT_EQ(left.control_block[32 + 8 * channel + 2], 0x00) << channel; // DC source: none
     EXPECT_EQ(ZEKAGetDCOffset(), 0);
     ZEKAFree();
     ASSERT_TRUE(ZEKAInit(Listener::Hear)); // and again

@@ -192,6 +192,72 @@ TEST_F(Loss, HundredReplugsLeaveNoThreadAndNoDescriptorBehind)
     EXPECT_TRUE(zeka::test::WaitUntil([&] { return settled() == after_first; }));
 }
 
+class PoweredInstrument : public Connected {
+protected:
+    static zeka::sim::InstrumentConfig WithPowerOfItsOwn()
+    {
+        auto config = zeka::test::PatientInstrument();
+        config.keeps_power = true;
+        return config;
+    }
+    PoweredInstrument() : Connected(WithPowerOfItsOwn()) {}
+
+    std::uint8_t OutputState() { return instrument.State().control_block[2]; }
+    std::uint8_t DcSource(std::size_t channel)
+    {
+        return instrument.State().control_block[32 + 8 * channel + 2];
+    }
+};
+
+TEST_F(PoweredInstrument, IsSwitchedOffByTheNextConnectionUntilASettingStartsTheStreamAgain)
+{
+    ASSERT_EQ(ZEKASetDCOffset(1, 250), 0);
+    ASSERT_EQ(ZEKASetOutputFunction(3), 0);
+    ASSERT_TRUE(Streams(5));
+    instrument.Replug();
+    ASSERT_TRUE(Listener::Get().WaitForCount(2));
+    EXPECT_EQ(ZEKAGetDCOffset(), 0); // although it could not be told
+    EXPECT_FALSE(ZEKAGetDCOffsetVariableMode());
+    ASSERT_TRUE(Listener::Get().WaitForCount(3));
+    EXPECT_EQ(DcSource(1), 0x10); // it keeps what it was told last
+    ASSERT_EQ(ZEKASetDCOffset(1, 300), 0);
+    EXPECT_EQ(DcSource(1), 0x01); // fixed +300 mV: variable DC is off
+
+    EXPECT_EQ(OutputState(), 0x08);
+    EXPECT_FALSE(ZEKAIsPlaying());
+    EXPECT_EQ(ZEKAGetOutputFunction(), 3);
+    ASSERT_EQ(ZEKASetOutputLead(1, 1), 0); // no setting of the signal
+    EXPECT_EQ(OutputState(), 0x08);
+    instrument.ResetStats();
+    ASSERT_EQ(ZEKASetAmplitude(2.0), 0);
+    EXPECT_EQ(OutputState(), 0x01);
+    EXPECT_TRUE(Streams(10));
+    const auto stats = instrument.Stats().stream;
+    EXPECT_EQ(stats.sequence_gaps + stats.repeated_requests, 0u);
+    EXPECT_EQ(stats.unasked_bursts, 1u); // the first one: no request of the lost stream was answered
+}
+
+TEST_F(Loss, WhileACallbackHangsResetsTheDcSettingsToo)
+{
+    static std::atomic<bool> hang{true};
+    static std::atomic<bool> inside{false};
+    ASSERT_EQ(ZEKASetDCOffset(1, 250), 0);
+    ZEKARegisterSignalOutputCallback([](double seconds, double) {
+        if (seconds < 0.02)
+            return; // the first burst is the setter's
+        inside = true;
+        (void)zeka::test::WaitUntil([] { return !hang.load(); });
+    });
+    ASSERT_EQ(ZEKASetOutputFunction(1), 0);
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return inside.load(); }));
+    instrument.Unplug();
+    ASSERT_TRUE(Listener::Get().WaitForCount(2));
+    hang = false;
+    EXPECT_TRUE(
+        zeka::test::WaitUntil([] { return ZEKAGetDCOffset() == 0 && !ZEKAGetDCOffsetVariableMode(); }));
+    ZEKARegisterSignalOutputCallback(nullptr);
+}
+
 class SparseInstrument : public Connected {
 protected:
     static zeka::sim::InstrumentConfig AsksOncePerBurst()

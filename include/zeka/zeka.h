@@ -45,7 +45,8 @@
  *
  * Threads. Any thread may call any function at any time, where nothing else is said. Signal handlers may
  * call none. A process may fork first and connect then, as a daemon does; a child of a connected process may
- * not (ZEKAInit returns false, ZEKAConnect 0), and leaves the parent's connection alone.
+ * not (ZEKAInit returns false, ZEKAConnect 0): its calls answer as with no instrument open, and the parent's
+ * connection is left alone.
  *
  * Callbacks. They run on threads of the library; what each type says about its thread and lock is binding.
  * One that runs under the lock must return well within the 17.5 ms of a burst, or the signal has gaps. An
@@ -151,7 +152,8 @@ typedef void (*ZEKA_NOTIFY_CALLBACK)(unsigned int message, unsigned int wParam, 
  * once.
  *
  * The listener hears of every connection and of every loss; after a loss the search goes on, about once a
- * second. Setting up an instrument switches its output off and puts leads and impedance of its four channels
+ * second. A port whose device did not answer three times is asked less often, every 10 s at last, until something
+ * is plugged in anew. Setting up an instrument switches its output off and puts leads and impedance of its four channels
  * to 0. The DC offset goes to 0 and variable DC off with every loss and with ZEKAFree, in the instrument as far as it
  * can still be told. Called again, it only replaces the
  * listener; it waits for a ZEKAFree of another thread that has not finished yet.

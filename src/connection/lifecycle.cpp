@@ -4,10 +4,12 @@
 // the end it needs.
 #include <atomic>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <pthread.h>
 #include <utility>
 
+#include "connection/fork.h"
 #include "connection/library_thread.h"
 #include "connection/monitor.h"
 #include "connection/supervisor.h"
@@ -15,6 +17,7 @@
 #include "link/port.h"
 #include "link/serial_link.h"
 #include "platform/deadline.h"
+#include "platform/renewed_in_child.h"
 #include "signal/frame.h"
 #include "signal/state.h"
 #include "util/immortal.h"
@@ -72,6 +75,9 @@ bool WaitForRunToEnd(std::uint64_t run, unsigned ms)
     return runs.changed.wait_for(hold, std::chrono::milliseconds{ms}, [&] { return runs.ended >= run; });
 }
 
+[[maybe_unused]] const Runs& made_at_load = SupervisorRuns(); // a fork does not meet its first use
+const RenewedInChild runs_in_child([] { std::construct_at(&SupervisorRuns()); });
+
 // Asks the supervisor to end; the application hears nothing of it.
 void RequestStop() ZEKA_NEEDS_LOCK
 {
@@ -125,10 +131,9 @@ bool AdoptProcess()
 {
     if (InOwnProcess())
         return true;
-    if (Peek(g_hConnectDeviceThread) != 0 || Peek(g_hDevice) != -1)
+    if (!MayConnect())
         return false;
     BecomeOwnProcess();
-    ReleaseWakeDescriptor(); // the parent's: a close of one would wake the other's users
     g_AutoMonitor.Start();
     return true;
 }

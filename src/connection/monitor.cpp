@@ -4,15 +4,18 @@
 #include "connection/monitor.h"
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <pthread.h>
 
+#include "connection/fork.h"
 #include "connection/library_thread.h"
 #include "connection/supervisor.h"
 #include "link/port.h"
 #include "link/serial_link.h"
 #include "platform/deadline.h"
+#include "platform/renewed_in_child.h"
 #include "util/immortal.h"
 #include "util/peek.h"
 
@@ -27,14 +30,6 @@ constexpr unsigned kSliceMs = 50;              // an unload is noticed this soon
 constexpr unsigned kDeviceChangeMessage = 537; // 0x219
 
 constinit std::int32_t g_bStopMonitor = 0; // set once, by the destructor
-
-// Held while the monitor looks at the library's state, and by a fork. A child of a process that is not
-// connected may take the library over; it must not find a lock, or the first use of one, in the hands of a
-// thread that it does not have. Outermost; nothing is waited for under it.
-constinit std::mutex look_or_fork;
-
-void BeforeFork() { look_or_fork.lock(); }
-void AfterFork() { look_or_fork.unlock(); }
 
 bool StopRequested() { return zeka::Peek(g_bStopMonitor) != 0; }
 
@@ -83,11 +78,14 @@ NotifyRegistry& Registry()
     return registry.Get();
 }
 
+[[maybe_unused]] const NotifyRegistry& made_at_load = Registry(); // a fork does not meet its first use
+const zeka::RenewedInChild registry_in_child([] { std::construct_at(&Registry().lock); });
+
 } // namespace
 
 CAutoMonitor::CAutoMonitor(const char* /*name*/) : monitoring_(false)
 {
-    ::pthread_atfork(BeforeFork, AfterFork, AfterFork);
+    zeka::WatchForks();
     Start();
 }
 
@@ -106,6 +104,13 @@ CAutoMonitor::~CAutoMonitor()
     ::pthread_join(thread_, nullptr);
 }
 
+void CAutoMonitor::ForgetThread()
+{
+    thread_ = 0;
+    std::construct_at(&monitoring_, false);
+    zeka::Publish(g_bStopMonitor, 0);
+}
+
 void CAutoMonitor::StartMonitor() { monitoring_.SetEvent(); }
 void CAutoMonitor::PauseMonitor() { monitoring_.ResetEvent(); }
 bool CAutoMonitor::IsMonitored() { return monitoring_.WaitTimeout(0) == 0; }
@@ -115,12 +120,9 @@ std::string CInstance::GetWorkingDirectory() { return directory_; }
 void* MonitorDeviceThread(void* /*unused*/)
 {
     while (!StopRequested()) {
-        std::unique_lock look(look_or_fork);
         // Only the opening that was checked is closed: the supervisor may have another one by then.
         const std::uint64_t checked = zeka::PortGeneration();
-        const bool monitored = g_AutoMonitor.IsMonitored();
-        look.unlock();
-        if (!monitored) {
+        if (!g_AutoMonitor.IsMonitored()) {
             Pause(kIdlePauseMs);
             continue;
         }

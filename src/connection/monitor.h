@@ -13,7 +13,8 @@ public:
     CAutoMonitor(const CAutoMonitor&) = delete;
     CAutoMonitor& operator=(const CAutoMonitor&) = delete;
 
-    void Start(); // the thread; at load, and again in a forked process that takes the library over
+    void Start();        // the thread; at load, and again in a forked process that takes the library over
+    void ForgetThread(); // in a forked process: it has none
     void StartMonitor();
     void PauseMonitor();
     bool IsMonitored();

@@ -3,11 +3,13 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <mutex>
 
 #include "device/identity.h"
 #include "device/identity_store.h"
 #include "link/serial_link.h"
+#include "platform/renewed_in_child.h"
 #include "signal/frame.h"
 #include "util/peek.h"
 #include "util/text.h"
@@ -23,6 +25,7 @@ constexpr int kDone = 1;
 constexpr int kNotDone = 0;
 
 constinit std::mutex text_lock; // guards the serial text; a leaf
+const RenewedInChild in_child([] { std::construct_at(&text_lock); });
 
 std::array<char, kSerialTextBytes> FormatSerialNumber(const MODEL_INFORMATION& model)
 {

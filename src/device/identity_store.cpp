@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+
+#include "platform/renewed_in_child.h"
 
 #include "device/identity.h"
 
@@ -15,6 +18,7 @@ namespace zeka {
 namespace {
 
 constinit std::mutex store_lock; // a leaf: nothing is locked inside
+const RenewedInChild in_child([] { std::construct_at(&store_lock); });
 
 } // namespace
 

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 
 #include "link/serial_link.h"
+#include "platform/renewed_in_child.h"
 #include "util/peek.h"
 #include "zeka/zeka.h"
 
@@ -14,6 +16,8 @@ namespace zeka {
 constinit Wire wire; // trivially destroyed: a late caller at process exit finds it whole
 
 namespace {
+
+const RenewedInChild in_child([] { std::construct_at(&wire); });
 
 // More than any buffer asks for at once: older requests are history.
 constexpr std::size_t kMostWaitingRequests = 8;

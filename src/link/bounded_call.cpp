@@ -3,11 +3,13 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <memory>
 #include <mutex>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/deadline.h"
+#include "platform/renewed_in_child.h"
 #include "zeka/platform.hpp"
 
 namespace zeka {
@@ -19,6 +21,7 @@ constexpr unsigned kRetryPauseMs = 20;
 // One bounded call at a time: two of them would put back each other's signal action. Held for at most the
 // limit of the call in front (300 ms); a leaf, nothing is locked inside.
 constinit std::mutex signal_lock;
+const RenewedInChild in_child([] { std::construct_at(&signal_lock); });
 
 void Ignore(int /*signal*/) {} // its delivery is what matters: the sleeping system call returns EINTR
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <sys/eventfd.h>
 #include <termios.h>
@@ -16,6 +17,7 @@
 #include "link/bounded_call.h"
 #include "link/serial_link.h"
 #include "platform/global_objects.h"
+#include "platform/renewed_in_child.h"
 #include "util/immortal.h"
 #include "util/peek.h"
 
@@ -76,6 +78,13 @@ void StopWaking() noexcept
     if (const int fd = wake_descriptor.load(std::memory_order_relaxed); fd >= 0)
         (void)!::read(fd, &count, sizeof count);
 }
+
+[[maybe_unused]] const PortState& made_at_load = State(); // a fork does not meet its first use
+const RenewedInChild in_child([] {
+    std::construct_at(&State());
+    lost_descriptor = -1;
+    private_owner = nullptr;
+});
 
 void LeavePort() noexcept
 {
@@ -236,6 +245,17 @@ void CloseDevice(std::uint64_t generation) noexcept
     CloseNode(fd, kCloseLimitMs);
     UnlockDeviceFile(); // last: whoever takes the lock finds the port closed
     FinishClose();
+}
+
+void ForgetDevice() noexcept
+{
+    const int fd = static_cast<int>(Peek(g_hDevice));
+    Publish(g_hDevice, -1);
+    SetDevicePath("");
+    UnlockDeviceFile();      // closes our copy; the file is the holder's
+    ReleaseWakeDescriptor(); // a close of one would wake the other's users
+    if (fd >= 0)
+        CloseNode(fd, kCloseLimitMs); // the port must not stay open when the holder closes it
 }
 
 void SetDevicePath(const char* path) noexcept

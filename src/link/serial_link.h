@@ -55,6 +55,9 @@ private:
     bool owner_; // false when this thread had it already
 };
 
+/// In a child of fork(), behind RenewedInChild: the open device is the parent's.
+void ForgetDevice() noexcept;
+
 /// Ends a search that is under way soon, and every later one at once, until AllowSearch.
 void CancelSearch() noexcept;
 void AllowSearch() noexcept;

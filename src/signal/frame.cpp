@@ -8,6 +8,7 @@
 
 #include "link/serial_link.h"
 #include "platform/deadline.h"
+#include "platform/renewed_in_child.h"
 #include "signal/state.h"
 #include "util/peek.h"
 
@@ -38,6 +39,11 @@ constexpr std::chrono::milliseconds kStallMs{2000};
 
 constinit std::atomic<std::int64_t> stall_seen{0}; // steady clock, ns; 0 = never, or a request came since
 constinit std::atomic<std::int64_t> answer_due_since{0}; // steady clock, ns; 0 = none is due
+
+const RenewedInChild in_child([] {
+    stall_seen = 0;
+    answer_due_since = 0; // the parent's poll thread gives that answer
+});
 
 std::int64_t NowNs()
 {

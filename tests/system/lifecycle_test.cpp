@@ -1,4 +1,5 @@
 // lifecycle_test.cpp - start and end in every order, from many threads, from callbacks, and beside fork.
+#include <algorithm>
 #include <filesystem>
 #include <sys/wait.h>
 #include <thread>
@@ -148,25 +149,78 @@ TEST_F(Free, FromTheListenerReturnsAndTheEndFollows)
     EXPECT_EQ(ZEKAConnect(0, 20000), 1);
 }
 
-TEST_F(Free, AChildOfForkThatEndsDisturbsNothing)
+// In a child of fork(): the status bit of everything that is not as with no device open.
+int CallsOfAChild()
 {
+    ::alarm(20); // ends a child that hangs, and says so by its status
+    const int wrong = (ZEKAIsConnected() || ZEKAIsPlaying() ? 1 : 0) | (ZEKAGetDeviceHandle() != -1 ? 2 : 0) |
+                      (ZEKASetAmplitude(3.0) != -1 || SetApnea(true) != 0 ? 4 : 0) |
+                      (ZEKASetOutputFunction(0) != -1 || ZEKASetOutputLead(0, 1) != -1 ? 8 : 0) |
+                      (ZEKAGetInputImpedanceMode(0) != 0 || ZEKAGetSignalGroundToGNDGround(0) != 1 ? 16 : 0) |
+                      (ZEKAGetAmplitude() != 2.0 || ZEKAGetPulseWidth() != 100.0 ? 32 : 0) |
+                      (ZEKAInit(nullptr) || ZEKAConnect(-1, 100) != 0 ? 64 : 0);
+    ZEKAFree();
+    return wrong;
+}
+
+void ExpectGoodEnd(pid_t child)
+{
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(Free, AChildOfForkFindsNoDeviceAndFreeLocksAndDisturbsNothing)
+{
+    static std::atomic<pid_t> born_in_callback{0};
+    ASSERT_EQ(ZEKASetAmplitude(2.0), 0);
+    EXPECT_GE(ZEKAGetDeviceHandle(), 3);
     ASSERT_EQ(ZEKASetOutputFunction(1), 0);
     ASSERT_TRUE(Streams(5));
-    for (int round = 0; round < 5; ++round) {
+    std::atomic<bool> stop{false};
+    std::thread setter([&stop] { // holds every lock in turn
+        while (!stop)
+            EXPECT_EQ(ZEKASetInputImpedanceMode(0, 1), 0);
+    });
+    for (int round = 0; round < 20; ++round) {
+        std::this_thread::sleep_for(milliseconds{3});
         const pid_t child = ::fork();
-        if (child == 0) {
-            ::alarm(5); // ends a child that hangs, and says so by its status
-            ZEKAFree();
-            std::exit(0); // runs the library's unloading in the child
-        }
-        int status = -1;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        if (child == 0)
+            std::exit(CallsOfAChild()); // runs the library's unloading in the child
+        ExpectGoodEnd(child);
     }
+    stop = true;
+    setter.join();
+    ZEKARegisterSignalOutputCallback([](double, double) {
+        if (born_in_callback != 0)
+            return;
+        const pid_t child = ::fork(); // on the poll thread, with the lock
+        if (child == 0)
+            ::_exit(CallsOfAChild());
+        born_in_callback = child;
+    });
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return born_in_callback != 0; }));
+    ZEKARegisterSignalOutputCallback(nullptr);
+    ExpectGoodEnd(born_in_callback);
     EXPECT_TRUE(Locked());
     EXPECT_TRUE(ZEKAIsConnected());
-    EXPECT_EQ(ZEKASetAmplitude(2.0), 0);
-    EXPECT_EQ(instrument.Stats().stream.sequence_gaps, 0u);
+    EXPECT_EQ(ZEKASetAmplitude(2.5), 0);
+    const auto stats = instrument.Stats();
+    EXPECT_EQ(stats.stream.sequence_gaps + stats.unknown_bytes, 0u);
+}
+
+TEST_F(Free, AChildThatLivesOnDoesNotKeepThePortOpen)
+{
+    const auto holds_port = [this] {
+        const auto open = zeka::test::OpenDescriptors();
+        return std::ranges::find(open, instrument.State().terminal) != open.end();
+    };
+    EXPECT_TRUE(holds_port());
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(holds_port() ? 1 : 0);
+    ExpectGoodEnd(child);
 }
 
 } // namespace

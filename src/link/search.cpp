@@ -8,9 +8,11 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <optional>
 #include <termios.h>
 
 #include "link/bounded_call.h"
+#include "link/foreign_ports.h"
 #include "link/identity_probe.h"
 #include "link/port.h"
 #include "platform/deadline.h"
@@ -28,6 +30,13 @@ constexpr cc_t kEndOfFile = 4;
 constexpr unsigned kCancelLookMs = 50;
 
 constinit std::atomic<bool> cancelled{false};
+constinit ForeignPorts foreign_ports; // the searching thread's alone
+
+// The ids that the build was given for the instrument; without them every port may be the instrument's.
+#ifndef ZEKA_USB_VENDOR
+#define ZEKA_USB_VENDOR ""
+#define ZEKA_USB_PRODUCT ""
+#endif
 
 // The pause behind a failed attempt; a cancelled search does not sit it out.
 void PauseBetweenAttempts()
@@ -55,6 +64,70 @@ void ConfigureTerminal(int fd)
     ::tcsetattr(fd, TCSANOW, &attributes);
 }
 
+std::array<char, sizeof g_szDevicePath> PathOf(int port)
+{
+    std::array<char, sizeof g_szDevicePath> path{};
+    std::snprintf(path.data(), path.size(), kNodeFormat, port);
+    return path;
+}
+
+bool IsKnownStranger(int port, const NodeId& node)
+{
+    return IsAnotherUsbDevice("/sys", port, node, {ZEKA_USB_VENDOR, ZEKA_USB_PRODUCT});
+}
+
+enum class Asked {
+    kNothing, // the port could not be opened, belongs to another process, or is another device's by its ids
+    kNoInstrument, // what is there did not answer as the instrument
+    kInstrument,   // it is open now
+};
+
+Asked AskPort(int port, const NodeId& node)
+{
+    const PrivateDevice while_searching;
+    DeviceClose(); // also waits a while for a close that another thread has begun
+    if (CloseUnderWay() || IsKnownStranger(port, node))
+        return Asked::kNothing;
+
+    const auto path = PathOf(port);
+    const int fd = OpenNode(path.data(), kOpenLimitMs);
+    if (fd < 0)
+        return Asked::kNothing;
+    OpenPort(fd);
+
+    Asked asked = Asked::kNothing;
+    if (LockDeviceFile(port)) {
+        DeviceCancelIO();
+        ConfigureTerminal(fd);
+        if (IsTargetDevice()) {
+            SetDevicePath(path.data());
+            return Asked::kInstrument;
+        }
+        asked = Asked::kNoInstrument;
+    }
+    DeviceClose();
+    return asked;
+}
+
+// One of the many ports of a search; a port that the application names is asked every time.
+bool FindOnPort(int port)
+{
+    const std::optional<NodeId> node = IdentifyNode(PathOf(port).data());
+    if (!node || !foreign_ports.MayAsk(port, *node, Deadline::Clock::now()))
+        return false;
+    switch (AskPort(port, *node)) {
+    case Asked::kInstrument:
+        foreign_ports.NoteAnswer(port, *node);
+        return true;
+    case Asked::kNoInstrument:
+        foreign_ports.NoteSilence(port, *node, Deadline::Clock::now());
+        return false;
+    case Asked::kNothing:
+        return false;
+    }
+    return false;
+}
+
 } // namespace
 
 void CancelSearch() noexcept { cancelled = true; }
@@ -65,28 +138,8 @@ bool SearchCancelled() noexcept { return cancelled; }
 
 bool DoFindDevice(int port)
 {
-    const zeka::PrivateDevice while_searching;
-    DeviceClose(); // also waits a while for a close that another thread has begun
-    if (zeka::CloseUnderWay())
-        return false;
-
-    std::array<char, sizeof g_szDevicePath> path{};
-    std::snprintf(path.data(), path.size(), zeka::kNodeFormat, port);
-    const int fd = zeka::OpenNode(path.data(), zeka::kOpenLimitMs);
-    if (fd < 0)
-        return false;
-    zeka::OpenPort(fd);
-
-    if (LockDeviceFile(port)) {
-        DeviceCancelIO();
-        zeka::ConfigureTerminal(fd);
-        if (IsTargetDevice()) {
-            zeka::SetDevicePath(path.data());
-            return true;
-        }
-    }
-    DeviceClose();
-    return false;
+    const std::optional<zeka::NodeId> node = zeka::IdentifyNode(zeka::PathOf(port).data());
+    return zeka::AskPort(port, node.value_or(zeka::NodeId{})) == zeka::Asked::kInstrument;
 }
 
 bool FindDevice(int port)
@@ -94,7 +147,7 @@ bool FindDevice(int port)
     if (port != -1)
         return DoFindDevice(port);
     for (int candidate = 0; candidate < zeka::kPorts && !zeka::cancelled; ++candidate)
-        if (DoFindDevice(candidate))
+        if (zeka::FindOnPort(candidate))
             return true;
     return false;
 }

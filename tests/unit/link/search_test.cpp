@@ -1,5 +1,7 @@
 // search_test.cpp - which port is taken, what a failed search leaves behind, and a presence check that cannot
 // be made.
+#include "link/bounded_call.h"
+#include "link/foreign_ports.h"
 #include "link/serial_link.h"
 #include "link/unseen_shell.h"
 
@@ -7,9 +9,15 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -27,6 +35,18 @@ using zeka::sim::InstrumentConfig;
 bool Locked(int port)
 {
     return std::filesystem::exists("/var/lock/kestrava.ACM" + std::to_string(port) + ".lock");
+}
+
+// What exists and cannot be opened: ENXIO.
+bool MakeSocketFile(const char* path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    const int end = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool made = ::bind(end, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(end);
+    return made;
 }
 
 class Search : public zeka::test::InstrumentTest {
@@ -110,6 +130,39 @@ TEST_F(Search, OfAnEmptyPortLeavesNothingBehindAndPausesAfterEachAttempt)
     EXPECT_EQ(g_hDevice, -1);
 }
 
+TEST_F(Search, OfANodeThatHasJustAppearedTriesAgainAndTakesItsTime)
+{
+    instrument.Plug(0);
+    const std::string terminal = instrument.State().terminal;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path();
+    const std::filesystem::path node = folder / ("node." + std::to_string(::getpid()));
+    const std::filesystem::path ready = folder / ("ready." + std::to_string(::getpid()));
+    for (const int error : {ENXIO, ENODEV}) {
+        if (error == ENODEV ? ::mknod(node.c_str(), S_IFCHR | 0600, makedev(10, 254)) != 0
+                            : !MakeSocketFile(node.c_str()))
+            continue; // not everyone may make a device node
+        const int direct = ::open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        if (direct >= 0)
+            ::close(direct);
+        else if (errno == error) {
+            std::thread driver([&] {
+                std::this_thread::sleep_for(std::chrono::milliseconds{100});
+                std::filesystem::create_symlink(terminal, ready);
+                std::filesystem::rename(ready, node);
+            });
+            const int fd = zeka::OpenNode(node.c_str(), 20000);
+            EXPECT_GE(fd, 0) << error;
+            ::close(fd);
+            driver.join();
+        }
+        std::filesystem::remove(node);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(DoFindDevice(0));
+    // Between request and reply of the information page 20 ms, of the module query 40 ms.
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{60});
+}
+
 TEST_F(Search, APresenceCheckThatCannotBeMadeIsNoLoss)
 {
     instrument.Plug(0);
@@ -178,6 +231,79 @@ TEST(UnseenShell, OfAnyLengthIsBoundedAndSaysHowItEnded)
         EXPECT_TRUE(zeka::test::WaitUntil([shell] { return ::kill(shell, 0) == -1; }));
     }
     EXPECT_EQ(zeka::test::OpenDescriptors(), descriptors);
+}
+
+TEST(ForeignPorts, AreLeftAloneForTenSecondsAtMostUntilTheyAnswerOrAreReplaced)
+{
+    using std::chrono::seconds;
+    zeka::ForeignPorts ports;
+    const zeka::NodeId modem{1, 2, 3, 4};
+    const zeka::NodeId plugged_again{1, 2, 3, 5};
+    zeka::ForeignPorts::Time now{};
+    const zeka::ForeignPorts::Time begin = now;
+    const auto ask_until = [&](seconds end) {
+        int asked = 0;
+        for (; now < begin + end; now += seconds{1})
+            if (ports.MayAsk(5, modem, now)) {
+                ports.NoteSilence(5, modem, now);
+                ++asked;
+            }
+        return asked;
+    };
+    EXPECT_EQ(ask_until(seconds{3}), 3);  // at 0, 1 and 2 s: as often as the search comes by
+    EXPECT_EQ(ask_until(seconds{20}), 4); // at 3, 5, 9 and 17 s
+    EXPECT_EQ(ask_until(seconds{120}), 10);
+    EXPECT_FALSE(ports.MayAsk(5, modem, now));
+    EXPECT_TRUE(ports.MayAsk(6, modem, now));
+    EXPECT_TRUE(ports.MayAsk(5, plugged_again, now));
+    EXPECT_TRUE(ports.MayAsk(5, modem, now + seconds{10}));
+    ports.NoteAnswer(5, plugged_again);
+    for (int round = 0; round < 9; ++round)
+        ports.NoteSilence(5, plugged_again, now);
+    EXPECT_TRUE(ports.MayAsk(5, plugged_again, now)); // it has answered before: it is only mute
+}
+
+TEST(UsbIds, TellAnotherDeviceOnlyWhereTheNodeIsCertainlyIts)
+{
+    const std::filesystem::path sysfs =
+        std::filesystem::temp_directory_path() / ("usb-ids." + std::to_string(::getpid()));
+    const std::filesystem::path device = sysfs / "devices/usb1/1-2";
+    std::filesystem::create_directories(device / "1-2:1.0/tty/ttyACM3");
+    std::filesystem::create_directories(sysfs / "class/tty");
+    std::filesystem::create_directory_symlink(device / "1-2:1.0/tty/ttyACM3", sysfs / "class/tty/ttyACM3");
+    std::filesystem::create_directory_symlink("../..", device / "1-2:1.0/tty/ttyACM3/device");
+    const auto write = [](const std::filesystem::path& path, const char* text) {
+        std::ofstream(path) << text << '\n';
+    };
+    write(device / "1-2:1.0/tty/ttyACM3/dev", "166:3");
+    write(device / "idVendor", "2341");
+    write(device / "idProduct", "0043");
+    const auto is_another = [&](int port, unsigned minor, const char* vendor, const char* product) {
+        zeka::NodeId node;
+        node.device = makedev(166, minor);
+        return zeka::IsAnotherUsbDevice(sysfs.string(), port, node, {vendor, product});
+    };
+    EXPECT_TRUE(is_another(3, 3, "1209", "abcd"));
+    EXPECT_TRUE(is_another(3, 3, "2341", "abcd"));
+    EXPECT_FALSE(is_another(3, 3, "2341", "0043"));
+    EXPECT_FALSE(is_another(3, 3, "", "")); // not configured
+    EXPECT_FALSE(is_another(4, 4, "1209", "abcd"));
+    EXPECT_FALSE(is_another(3, 7, "1209", "abcd")); // the node is another one's: a virtual instrument, say
+    std::filesystem::remove_all(sysfs);
+}
+
+TEST_F(Search, AsksAMutePortLessAndLessAndFindsWhatIsPluggedInsteadAtOnce)
+{
+    instrument.Plug(0);
+    const int mute = instrument.Inject({.fault = Fault::kNoReply});
+    for (int round = 0; round < 8; ++round)
+        EXPECT_FALSE(FindDevice(-1));
+    EXPECT_EQ(instrument.Commands().size(), 4u); // pings
+    EXPECT_FALSE(FindDevice(0));                 // named: asked all the same
+    EXPECT_EQ(instrument.Commands().size(), 5u);
+    instrument.Clear(mute);
+    instrument.Replug();
+    EXPECT_TRUE(FindDevice(-1));
 }
 
 } // namespace

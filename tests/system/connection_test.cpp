@@ -17,7 +17,14 @@ using zeka::test::Since;
 
 class Connection : public zeka::test::InstrumentTest {
 protected:
-    Connection() : InstrumentTest({}, Start::kUnplugged) {}
+    Connection() : InstrumentTest(AsTheDriverLeavesIt(), Start::kUnplugged) {}
+    // Line editing and echo: whoever forgets the terminal settings gets no reply, or his own command.
+    static zeka::sim::InstrumentConfig AsTheDriverLeavesIt()
+    {
+        zeka::sim::InstrumentConfig config;
+        config.cooked = true;
+        return config;
+    }
     void TearDown() override
     {
         ZEKAFree();
@@ -64,6 +71,24 @@ TEST_F(Connection, ByPortAndTimeAnswersOneOrZero)
     EXPECT_EQ(ZEKAConnect(2, 200), 0); // no new connection is announced: documented to shut down
     EXPECT_FALSE(ZEKAIsConnected());
     EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM2.lock"));
+}
+
+TEST_F(Connection, OfAnEarlierTimeDoesNotCountForALaterCall)
+{
+    instrument.Plug(0);
+    EXPECT_EQ(ZEKAGetDeviceHandle(), -1);
+    ASSERT_EQ(ZEKAConnect(0, 20000), 1);
+    EXPECT_GE(ZEKAGetDeviceHandle(), 3);
+    const auto plugs = instrument.Stats().plugs;
+    instrument.Replug(); // its listener hears of it, and nobody waits
+    ASSERT_TRUE(zeka::test::WaitUntil([&] { return instrument.Commands().size() >= 2 * 27; }));
+    ASSERT_EQ(instrument.Stats().plugs, plugs + 1);
+    ASSERT_TRUE(zeka::test::WaitUntil([] { return ZEKAIsConnected(); }));
+    std::this_thread::sleep_for(milliseconds{100});
+    ZEKAFree();
+    instrument.Unplug();
+    EXPECT_EQ(ZEKAConnect(0, 200), 0);
+    EXPECT_EQ(ZEKAGetDeviceHandle(), -1);
 }
 
 TEST_F(Connection, ASetterBeforeTheAnnouncementGetsNoAnswerAndPutsNoByteOnTheWire)

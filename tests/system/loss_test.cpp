@@ -141,6 +141,19 @@ TEST_F(Loss, AnInstrumentThatFallsSilentIsGivenUpAfterOnePing)
     EXPECT_TRUE(Listener::Get().WaitForCount(3));
 }
 
+TEST_F(Loss, IsFoundByThePingOfEveryHalfMinuteWhenNothingElseTellsOfIt)
+{
+    const auto start = Clock::now();
+    EXPECT_TRUE(instrument.WaitFor(
+        [&] {
+            const auto commands = instrument.Commands();
+            return !commands.empty() && commands.back().bytes[0] == 0x55;
+        },
+        milliseconds{60000}));
+    EXPECT_GE(Since(start), milliseconds{25000});
+    EXPECT_EQ(Listener::Get().Heard().size(), 1u);
+}
+
 TEST_F(Loss, InTheMiddleOfAnExchangeEndsThatExchange)
 {
     for (const int byte : {0, 1, 40, 63, 65, 100, 127}) {

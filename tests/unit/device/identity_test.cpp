@@ -62,9 +62,14 @@ TEST_F(Identity, RewritingFailsAfterThePageWasReadAndChangesNothing)
 {
     ASSERT_TRUE(DoFindDevice(0));
     instrument.ClearCommands();
+    const auto now = [] { return std::chrono::steady_clock::now(); };
+    const auto start = now();
     EXPECT_EQ(ZEKASetHWInformation(1, 2), 0);
+    EXPECT_GE(now() - start, zeka::test::milliseconds{80}); // 40 ms ahead of the reply, 40 ms behind it
     MODEL_INFORMATION other{{'Z', 'X', 0, 0}, 1, 2};
+    const auto second = now();
     EXPECT_EQ(ZEKASetDeviceInformation(&other), 0);
+    EXPECT_GE(now() - second, zeka::test::milliseconds{40});
     const auto commands = instrument.Commands();
     ASSERT_EQ(commands.size(), 2u);
     for (const auto& command : commands) {

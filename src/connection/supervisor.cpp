@@ -120,7 +120,9 @@ bool InstrumentAnswers()
 
 bool StillThere()
 {
-    return DeviceIsConnected() && !DeviceLost() && CheckPresence() != Presence::kGone && InstrumentAnswers();
+    // A stall is looked for ahead of the presence check, which can take longer than its news lasts.
+    return DeviceIsConnected() && !DeviceLost() && !StallJustSeen() && CheckPresence() != Presence::kGone &&
+           InstrumentAnswers();
 }
 
 void Supervise()

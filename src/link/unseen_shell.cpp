@@ -25,7 +25,8 @@ namespace {
 constexpr unsigned kReadyMs = 800; // below the time that a close waits for the port's users
 constexpr unsigned kSliceMs = 20;  // look this often for the end and for a reason to give up
 constexpr unsigned kEndLookMs = 1;
-constexpr int kNotRun = 126; // as a shell says that it could not run a command
+constexpr int kNotRun = 126;                          // as a shell says that it could not run a command
+constexpr int kNoSignal = static_cast<int>(__WCLONE); // the children whose end raises none
 constexpr char kReady = '\n';
 
 // No signal of the application's may meet its handler in the child.
@@ -105,9 +106,9 @@ public:
     {
         pid_t reaped = 0;
         do
-            reaped = ::waitpid(pid_, &status_, options | __WCLONE);
+            reaped = ::waitpid(pid_, &status_, options | kNoSignal);
         while (reaped < 0 && errno == EINTR);
-        if (reaped == 0)
+        if (reaped == 0 || (reaped < 0 && errno != ECHILD))
             return false;
         if (reaped < 0)
             status_ = -1; // somebody took it with __WALL

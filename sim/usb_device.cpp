@@ -145,6 +145,10 @@ std::optional<std::size_t> UsbDevice::TakeMessage(Bytes bytes)
         Unlink(sequence, GetBe32(bytes, kTargetAt));
         return kHeaderBytes;
     }
+    if (GetBe32(bytes, kCommandAt) != kSubmit) { // nothing behind it can be told apart any more
+        host_gone_ = true;
+        return std::nullopt;
+    }
     const bool to_host = GetBe32(bytes, kDirectionAt) != 0;
     const std::size_t data = to_host ? 0 : GetBe32(bytes, kLengthAt);
     if (bytes.size() < kHeaderBytes + data)

@@ -167,6 +167,10 @@ TEST_F(UsbHost, SeesEveryTransferFailWhenTheCableIsPulled)
     std::vector<pollfd> set;
     device->AddTo(set, false, false);
     EXPECT_EQ(set.size(), 1U); // the hub still talks to it
+    Send(Header({77, 18, 0x10001}));
+    set.clear();
+    device->AddTo(set, false, false);
+    EXPECT_TRUE(set.empty()); // what it says can no longer be told apart
 }
 
 } // namespace

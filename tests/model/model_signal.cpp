@@ -459,6 +459,8 @@ double Model::Beat7(double t, double a)
 double Model::Beat8(double t, double a)
 {
     const auto hump = [&] { return std::sin(kTwoPi * (t - c6) / (2 * (c7 - c6))); };
+    if (t < c1 && !(p_duration > 0)) // rounding puts t just below 0: a wave without length is no wave
+        return 0.0;
     return t < c1                                   ? cus_p * std::sin(kTwoPi * t / (0.002 * p_duration))
            : t < c2                                 ? 0.0
            : t < c3                                 ? 0.875 * a * (t - c2) / (c3 - c2)

@@ -2,27 +2,34 @@
 // each thing may use the ones above it. What starts a thread comes last; what ends all threads is destroyed
 // first. The locks and events have no destructors: a thread of the application that is still inside a call
 // while the process exits, or that comes later, finds them whole.
+// In a program that links the static library they come before its own objects and end behind them: one of
+// those may connect in its constructor. The linker orders by the priority alone; within it, by this file.
 #include "connection/monitor.h"
 #include "connection/supervisor.h"
 #include "platform/global_objects.h"
 
-CSimpleCriticalSection g_CriticalSection;
-CAutoResetEvent g_hConnectedEvent{false};
-CAutoResetEvent g_hReconnectEvent{false};
-CAutoResetEvent g_hStopPlayEvent{false};
-CManualResetEvent g_hPollingEvent{false};
-CManualResetEvent g_hProcessRequestEvent{false};
-CAutoResetEvent g_hSigTimer1Event{false};
-CAutoResetEvent g_hSigTimer2Event{false};
+#define ZEKA_FIRST [[gnu::init_priority(101)]] // the lowest that is not the compiler's own
 
-CManualResetEvent zeka::poll_thread_ended{true};
+ZEKA_FIRST CSimpleCriticalSection g_CriticalSection;
+ZEKA_FIRST CAutoResetEvent g_hConnectedEvent{false};
+ZEKA_FIRST CAutoResetEvent g_hReconnectEvent{false};
+ZEKA_FIRST CAutoResetEvent g_hStopPlayEvent{false};
+ZEKA_FIRST CManualResetEvent g_hPollingEvent{false};
+ZEKA_FIRST CManualResetEvent g_hProcessRequestEvent{false};
+ZEKA_FIRST CAutoResetEvent g_hSigTimer1Event{false};
+ZEKA_FIRST CAutoResetEvent g_hSigTimer2Event{false};
 
-CInstance g_Instance;
-CAutoMonitor g_AutoMonitor{"MsgMonitorWnd-ZEKAMOD{D64144AD-1B97-44CE-B45D-810961962405}"};
+ZEKA_FIRST CManualResetEvent zeka::poll_thread_ended{true};
+
+ZEKA_FIRST CInstance g_Instance;
+ZEKA_FIRST CAutoMonitor g_AutoMonitor{"MsgMonitorWnd-ZEKAMOD{D64144AD-1B97-44CE-B45D-810961962405}"};
 
 namespace {
 struct EndOfLibrary {
-    ~EndOfLibrary() { zeka::ShutDownAtUnload(); }
+    ~EndOfLibrary() { zeka::EndAtExit(); }
 };
-const EndOfLibrary end_of_library;
+ZEKA_FIRST const EndOfLibrary end_of_library;
+
+// dlclose() runs this ahead of the destructors above, exit() behind them.
+[[gnu::destructor]] void BeforeUnmapping() { zeka::EndBeforeUnmapping(); }
 } // namespace

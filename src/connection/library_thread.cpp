@@ -11,7 +11,7 @@
 
 namespace zeka {
 namespace {
-std::atomic<pid_t> own_process{::getpid()};
+constinit std::atomic<pid_t> own_process{0}; // 0 until the monitor starts, with the library's first object
 }
 
 bool StartLibraryThread(unsigned long& id, void* (*body)(void*))

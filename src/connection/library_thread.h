@@ -10,7 +10,7 @@ namespace zeka {
 /// False in a child of fork(): none of the library's threads exist there, and its lock file is the parent's.
 [[nodiscard]] bool InOwnProcess() noexcept;
 
-/// A child of fork() that goes on alone takes the library over.
+/// At load, and when a child of fork() that goes on alone takes the library over.
 void BecomeOwnProcess() noexcept;
 
 } // namespace zeka

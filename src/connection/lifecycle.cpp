@@ -16,9 +16,10 @@
 #include "device/memory.h"
 #include "link/port.h"
 #include "link/serial_link.h"
+#include "platform/cancellation.h"
 #include "platform/deadline.h"
+#include "platform/mapping.h"
 #include "platform/renewed_in_child.h"
-#include "signal/frame.h"
 #include "signal/state.h"
 #include "util/immortal.h"
 #include "util/peek.h"
@@ -30,8 +31,8 @@ namespace zeka {
 namespace {
 
 constexpr unsigned kEndWaitMs = 10000; // the longest legitimate end: a setter's wait, a ping, a tear-down
-constexpr unsigned kUnloadWaitMs =
-    5000; // at exit a thread that hangs in a callback must not hold up the process
+constexpr unsigned kExitWaitMs = 5000; // a thread that hangs in a callback must not hold up the process
+constexpr unsigned kNoLimitMs = 0xFFFFFFFF;
 
 constinit std::atomic<bool> unloading{false};
 
@@ -93,6 +94,7 @@ std::uint64_t TakeThread() { return std::atomic_ref(g_hConnectDeviceThread).exch
 // Takes the handle of an ended supervisor; exactly one caller gets it and joins.
 void JoinEndedSupervisor()
 {
+    const NoCancel joins_what_it_takes;
     std::uint64_t ended = 0;
     {
         const CAutoCriticalSection lock(g_CriticalSection);
@@ -103,14 +105,23 @@ void JoinEndedSupervisor()
         ::pthread_join(ended, nullptr);
 }
 
-// Waits until a supervisor that was told to stop has ended. Inside a callback there is nothing to wait for:
-// the end comes after the callback has returned.
-void WaitForEnd(std::uint64_t run, unsigned ms)
+// Inside a callback nothing of the connection can be waited for: the callback runs on the thread whose end
+// would be waited for, or under the lock that this thread needs.
+bool MayWaitForThreads() noexcept
 {
-    if (OnSupervisorThread() || OnPollThread() || InsideFrame())
-        return;
-    if (WaitForRunToEnd(run, ms))
-        JoinEndedSupervisor();
+    return !OnSupervisorThread() && !OnPollThread() && !HoldsCriticalSection();
+}
+
+// Waits until a supervisor that was told to stop has ended; false when it has not. Inside a callback the end
+// comes after the callback has returned.
+bool WaitForEnd(std::uint64_t run, unsigned ms)
+{
+    if (!MayWaitForThreads())
+        return true;
+    if (!WaitForRunToEnd(run, ms))
+        return false;
+    JoinEndedSupervisor();
+    return true;
 }
 
 bool StartSupervisor() ZEKA_NEEDS_LOCK
@@ -167,6 +178,26 @@ void ForgetCallbacks()
     Publish(g_Callback, nullptr);
 }
 
+// Exactly one caller ends the library; in a child of fork() it is the parent's. Without the lock: another
+// thread may hang in a callback with it.
+bool BeginEnd()
+{
+    if (!InOwnProcess() || unloading.exchange(true))
+        return false;
+    ForgetCallbacks(); // the application's code may be gone already
+    Publish(g_bStopConnectDeviceThread, 1);
+    CancelSearch();
+    ReconnectDevice();
+    return true;
+}
+
+void EndSupervisor(unsigned ms)
+{
+    if (!OnSupervisorThread() && WaitForRunToEnd(CurrentRun(), ms))
+        if (const std::uint64_t ended = TakeThread(); ended != 0)
+            ::pthread_join(ended, nullptr);
+}
+
 } // namespace
 
 void NoteSupervisorEnded()
@@ -177,21 +208,31 @@ void NoteSupervisorEnded()
     runs.changed.notify_all();
 }
 
-void ShutDownAtUnload() noexcept
+void EndAtExit() noexcept
 {
-    if (!InOwnProcess())
+    const NoCancel whole;
+    if (!BeginEnd())
         return;
-    unloading = true;
     const CutRomWaitShort at_once;
-    ForgetCallbacks(); // the application's code may be gone already
-    // Without the lock: another thread may hang in a callback with it.
-    Publish(g_bStopConnectDeviceThread, 1);
-    CancelSearch();
-    ReconnectDevice();
-    if (!OnSupervisorThread() && WaitForRunToEnd(CurrentRun(), kUnloadWaitMs))
-        if (const std::uint64_t ended = TakeThread(); ended != 0)
-            ::pthread_join(ended, nullptr);
-    DeviceClose(); // a no-op unless the supervisor called exit() itself, or hangs; the lock file goes anyhow
+    EndSupervisor(kExitWaitMs);
+    CloseAtExit(); // a no-op unless the supervisor called exit() itself, or hangs; the lock file goes anyhow
+    ReleaseWakeDescriptor();
+}
+
+void EndBeforeUnmapping() noexcept
+{
+    const NoCancel whole;
+    if (!BeginEnd())
+        return;
+    const CutRomWaitShort at_once;
+    IgnoreTimerSignals();
+    const bool on_own_thread = OnSupervisorThread() || OnPollThread(); // nobody can wait for itself
+    const unsigned limit_ms = on_own_thread ? kExitWaitMs : kNoLimitMs;
+    EndSupervisor(limit_ms);
+    if (!on_own_thread)
+        (void)EndPollThread(limit_ms);
+    g_AutoMonitor.End(limit_ms);
+    DeviceClose();
     ReleaseWakeDescriptor();
 }
 
@@ -207,9 +248,9 @@ bool DoInit(void (*callback)(bool))
         const Start start = TryStart(callback);
         if (start != Start::kFormerOneIsEnding)
             return start == Start::kDone;
-        if (deadline.Expired() || OnSupervisorThread() || OnPollThread() || InsideFrame())
+        if (deadline.Expired() || !MayWaitForThreads())
             return false;
-        WaitForEnd(CurrentRun(), static_cast<unsigned>(deadline.RemainingMsCeil()));
+        (void)WaitForEnd(CurrentRun(), static_cast<unsigned>(deadline.RemainingMsCeil()));
     }
 }
 
@@ -225,7 +266,7 @@ int ZEKAConnect(int port, unsigned int timeoutMs)
     g_hConnectedEvent.ResetEvent();
     if (!DoInit(ConnectedHandler))
         return 0;
-    if (g_hConnectedEvent.WaitTimeout(timeoutMs) == 0)
+    if (g_hConnectedEvent.WaitTimeout(zeka::MayWaitForThreads() ? timeoutMs : 0) == 0)
         return 1;
     ZEKAFree();
     return 0;
@@ -248,7 +289,8 @@ void ZEKAFree(void)
         run = CurrentRun();
         RequestStop();
     }
-    WaitForEnd(run, kEndWaitMs);
+    if (!WaitForEnd(run, kEndWaitMs) || (MayWaitForThreads() && PollThreadLeftBehind()))
+        StayMapped(); // a thread of ours hangs in a callback of the application
 }
 
 bool ZEKAIsConnected(void) { return zeka::DeviceUsable(); }

@@ -27,9 +27,10 @@ constexpr unsigned kCheckPauseMs = 1200;
 constexpr unsigned kAfterLossPauseMs = 100;
 constexpr int kChecks = 3;
 constexpr unsigned kSliceMs = 50;              // an unload is noticed this soon
+constexpr unsigned kEndAtExitMs = 500;         // a shell that does not start must not hold up the process
 constexpr unsigned kDeviceChangeMessage = 537; // 0x219
 
-constinit std::int32_t g_bStopMonitor = 0; // set once, by the destructor
+constinit std::int32_t g_bStopMonitor = 0; // set once, at the library's end
 
 bool StopRequested() { return zeka::Peek(g_bStopMonitor) != 0; }
 
@@ -83,33 +84,45 @@ const zeka::RenewedInChild registry_in_child([] { std::construct_at(&Registry().
 
 } // namespace
 
-CAutoMonitor::CAutoMonitor(const char* /*name*/) : monitoring_(false)
+CAutoMonitor::CAutoMonitor(const char* /*name*/) : ended_(true), monitoring_(false)
 {
+    zeka::BecomeOwnProcess();
     zeka::WatchForks();
     Start();
 }
 
 void CAutoMonitor::Start()
 {
-    if (!zeka::StartLibraryThread(thread_, MonitorDeviceThread))
-        thread_ = 0;
+    ended_.ResetEvent();
+    if (zeka::StartLibraryThread(thread_, MonitorDeviceThread))
+        return;
+    thread_ = 0;
+    ended_.SetEvent();
 }
 
-CAutoMonitor::~CAutoMonitor()
+void CAutoMonitor::End(unsigned ms)
 {
     if (thread_ == 0 || !zeka::InOwnProcess())
         return;
     zeka::Publish(g_bStopMonitor, 1);
     monitoring_.SetEvent();
+    if (ended_.WaitTimeout(ms) != 0)
+        return;
     ::pthread_join(thread_, nullptr);
+    thread_ = 0;
 }
 
 void CAutoMonitor::ForgetThread()
 {
     thread_ = 0;
+    std::construct_at(&ended_, true);
     std::construct_at(&monitoring_, false);
     zeka::Publish(g_bStopMonitor, 0);
 }
+
+void CAutoMonitor::NoteEnded() { ended_.SetEvent(); }
+
+CAutoMonitor::~CAutoMonitor() { End(kEndAtExitMs); }
 
 void CAutoMonitor::StartMonitor() { monitoring_.SetEvent(); }
 void CAutoMonitor::PauseMonitor() { monitoring_.ResetEvent(); }
@@ -132,6 +145,7 @@ void* MonitorDeviceThread(void* /*unused*/)
         ReconnectDevice();
         Pause(kAfterLossPauseMs);
     }
+    g_AutoMonitor.NoteEnded();
     return nullptr;
 }
 

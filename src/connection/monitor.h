@@ -9,18 +9,21 @@
 class CAutoMonitor {
 public:
     explicit CAutoMonitor(const char* name); // starts the thread; the name is accepted and not stored
-    ~CAutoMonitor();                         // ends and joins it
+    ~CAutoMonitor();                         // ends it, and waits for it for a while
     CAutoMonitor(const CAutoMonitor&) = delete;
     CAutoMonitor& operator=(const CAutoMonitor&) = delete;
 
-    void Start();        // the thread; at load, and again in a forked process that takes the library over
-    void ForgetThread(); // in a forked process: it has none
+    void Start();          // the thread; at load, and again in a forked process that takes the library over
+    void End(unsigned ms); // asks the thread to end, and joins it when it does within ms
+    void NoteEnded();      // the thread's last act
+    void ForgetThread();   // in a forked process: it has none
     void StartMonitor();
     void PauseMonitor();
     bool IsMonitored();
 
 private:
-    unsigned long thread_ = 0; // 0: it could not be started
+    unsigned long thread_ = 0; // 0: it could not be started, or has ended
+    CManualResetEvent ended_;
     CManualResetEvent monitoring_;
 };
 

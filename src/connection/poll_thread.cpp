@@ -3,7 +3,9 @@
 // g_CriticalSection; between reading and taking that lock it signals g_hProcessRequestEvent, so that a setter
 // that holds the lock and waits makes its change before the burst is built.
 #include <array>
+#include <cassert>
 #include <pthread.h>
+#include <utility>
 
 #include "connection/library_thread.h"
 #include "connection/supervisor.h"
@@ -23,7 +25,7 @@ namespace {
 constexpr int kSamplesTimesMs = 700 * 1000; // samples of a burst, times ms of a second
 constexpr unsigned kPauseMs = 10;
 
-unsigned long poll_thread = 0;       // the supervisor's alone
+unsigned long poll_thread = 0;       // the supervisor's alone, and the unload's behind its end
 unsigned read_timeout_ms = kPauseMs; // written before the thread starts
 thread_local bool on_poll_thread = false;
 
@@ -69,6 +71,7 @@ bool OnPollThread() noexcept { return on_poll_thread; }
 
 bool StartPollThread()
 {
+    assert(poll_thread == 0);
     read_timeout_ms = ReadTimeoutMs();
     poll_thread_ended.ResetEvent();
     g_hPollingEvent.SetEvent();
@@ -83,16 +86,16 @@ bool StartPollThread()
 bool EndPollThread(unsigned ms)
 {
     g_hPollingEvent.ResetEvent();
-    const bool ended = poll_thread_ended.WaitTimeout(ms) == 0;
-    if (poll_thread != 0) {
-        // One that is still inside a callback ends by itself; its resources go with it.
-        if (ended)
-            ::pthread_join(poll_thread, nullptr);
-        else
-            ::pthread_detach(poll_thread);
-        poll_thread = 0;
-    }
-    return ended;
+    if (poll_thread_ended.WaitTimeout(ms) != 0)
+        return false; // still inside a callback; it ends behind it
+    if (const unsigned long ended = std::exchange(poll_thread, 0); ended != 0)
+        ::pthread_join(ended, nullptr);
+    return true;
+}
+
+bool PollThreadLeftBehind()
+{
+    return g_hPollingEvent.WaitTimeout(0) != 0 && poll_thread_ended.WaitTimeout(0) != 0;
 }
 
 } // namespace zeka

@@ -76,7 +76,7 @@ void ResetOutputStage()
 // A poll thread of the former connection may still be inside a callback of the application, with the lock.
 bool FormerPollThreadEnded()
 {
-    while (poll_thread_ended.WaitTimeout(kSearchPauseMs) != 0)
+    while (!EndPollThread(kSearchPauseMs))
         if (StopRequested())
             return false;
     return true;

@@ -35,12 +35,19 @@ extern CManualResetEvent poll_thread_ended;
 [[nodiscard]] bool OnSupervisorThread() noexcept;
 [[nodiscard]] bool OnPollThread() noexcept;
 
-/// Ends everything that runs, within a bound, when the library is unloaded or the process exits.
-void ShutDownAtUnload() noexcept;
+/// Ends everything that runs when the process exits, within a bound: what hangs then is left behind.
+void EndAtExit() noexcept;
+
+/// Ends everything that runs before the library's code goes, however long a callback of the application
+/// takes: the thread that runs it would come back to nothing. Does nothing at exit(), behind EndAtExit.
+void EndBeforeUnmapping() noexcept;
 
 /// Starts the poll thread; the former one must have ended.
 [[nodiscard]] bool StartPollThread();
-/// Asks the poll thread to end and waits at most ms for it; false when it is still inside a callback.
+/// Asks the poll thread to end and waits at most ms for it; false when it is still inside a callback. One
+/// that was left behind is joined by a later call.
 bool EndPollThread(unsigned ms);
+/// Whether the poll thread was asked to end and is still inside a callback.
+[[nodiscard]] bool PollThreadLeftBehind();
 
 } // namespace zeka

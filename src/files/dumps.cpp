@@ -15,6 +15,7 @@
 
 #include "files/input_file.h"
 #include "files/paths.h"
+#include "platform/cancellation.h"
 #include "platform/scoped_fd.h"
 #include "zeka/zeka.h"
 
@@ -122,6 +123,7 @@ private:
         used_ = 0;
     }
 
+    NoCancel whole_;
     ScopedFd fd_;
     std::unique_ptr<char[]> block_;
     std::size_t used_ = 0;

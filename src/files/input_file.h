@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/cancellation.h"
 #include "platform/scoped_fd.h"
 
 namespace zeka {
@@ -30,6 +31,7 @@ public:
     [[nodiscard]] std::size_t ReadAt(std::int64_t position, void* buffer, std::size_t bytes) const noexcept;
 
 private:
+    NoCancel whole_; // no reader or writer of files may be left by an exception
     ScopedFd fd_;
     std::int64_t size_ = 0;
 };

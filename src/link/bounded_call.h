@@ -6,6 +6,8 @@
 #include <csignal>
 #include <ctime>
 
+#include "platform/cancellation.h"
+
 namespace zeka {
 
 /// While one lives, a system call in which the calling thread sleeps is interrupted after limit_ms and from
@@ -19,6 +21,7 @@ public:
     BoundedCall& operator=(const BoundedCall&) = delete;
 
 private:
+    NoCancel whole_; // first: the timer and the signal are put back in any case
     int signal_ = 0; // 0: no free signal or no timer, the call is not bounded
     timer_t timer_{};
     struct sigaction former_action_ {};

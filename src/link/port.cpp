@@ -1,10 +1,12 @@
 // port.cpp (link) - who uses the descriptor, who may see it, and the close that waits for its users.
+// A close that a user keeps waiting for too long is left to that user: the last one that leaves finishes it.
 // The port's lock guards the users' count, the path and the state of a close; it is a leaf but for the events
 // that a hang-up sets, and it is never held over a system call that can wait.
 #include "link/port.h"
 
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -13,6 +15,7 @@
 #include <sys/eventfd.h>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 #include "link/bounded_call.h"
 #include "link/serial_link.h"
@@ -28,14 +31,15 @@ namespace zeka {
 namespace {
 
 constexpr unsigned kCloseLimitMs = 150;  // leaves half of the 300 ms for the users to leave
-constexpr unsigned kUsersLeaveMs = 1000; // every use is a bounded wait that a close wakes
+constexpr unsigned kUsersLeaveMs = 1000; // a use is a wait that a close wakes, or the start of a shell
 constexpr int kSliceMs = 20; // look this often for a close when there is no descriptor to wake with
 
 struct PortState {
     std::mutex lock;
     std::condition_variable changed; // a user left, a close ended
     int users = 0;
-    bool closing = false;
+    bool closing = false; // Invariant: no device is open then, and one thread or left_open has its descriptor
+    int left_open = -1;   // descriptor of a close that is left to the last user
     std::uint64_t generation = 0;
 };
 
@@ -86,12 +90,40 @@ const RenewedInChild in_child([] {
     private_owner = nullptr;
 });
 
-void LeavePort() noexcept
+// The descriptor of a close that is left to the last user; exactly one caller gets it.
+int TakeLeftOpen() noexcept
 {
     PortState& state = State();
     const std::scoped_lock hold(state.lock);
-    if (--state.users == 0)
+    return std::exchange(state.left_open, -1);
+}
+
+// The rest of a close, when no user is left.
+void CloseTaken(int fd) noexcept
+{
+    // Flushing acts on the port, not on the descriptor: without the lock the output belongs to another
+    // process.
+    if (g_nLockFile != -1)
+        ::tcflush(fd, TCOFLUSH);
+    ReleaseRecordLock(fd);
+    SetDevicePath("");
+    CloseNode(fd, kCloseLimitMs);
+    UnlockDeviceFile(); // last: whoever takes the lock finds the port closed
+    FinishClose();
+}
+
+void LeavePort() noexcept
+{
+    PortState& state = State();
+    {
+        const std::scoped_lock hold(state.lock);
+        assert(state.users > 0);
+        if (--state.users > 0)
+            return;
         state.changed.notify_all();
+    }
+    if (const int fd = TakeLeftOpen(); fd >= 0)
+        CloseTaken(fd);
 }
 
 } // namespace
@@ -171,6 +203,7 @@ void OpenPort(int fd) noexcept
 {
     PortState& state = State();
     const std::scoped_lock hold(state.lock);
+    assert(fd >= 0 && !state.closing && Peek(g_hDevice) == -1);
     EnsureWakeDescriptor();
     lost_descriptor = -1;
     ++state.generation;
@@ -179,6 +212,7 @@ void OpenPort(int fd) noexcept
 
 int BeginClose(std::uint64_t generation) noexcept
 {
+    const NoCancel whole;
     PortState& state = State();
     std::unique_lock hold(state.lock);
     const auto limit = std::chrono::milliseconds{kUsersLeaveMs};
@@ -187,17 +221,14 @@ int BeginClose(std::uint64_t generation) noexcept
         state.changed.wait_for(hold, limit, [&state] { return !state.closing; });
         return -1;
     }
+    assert(!state.closing);
     state.closing = true;
     Publish(g_hDevice, -1);
     WakeUsers();
-    const bool left = state.changed.wait_for(hold, limit, [&state] { return state.users == 0; });
-    StopWaking();
-    if (!left) { // cannot happen; a descriptor that is kept open does less harm than one that is reused under
-                 // a reader
-        state.closing = false;
-        return -1;
-    }
-    return static_cast<int>(device);
+    if (state.changed.wait_for(hold, limit, [&state] { return state.users == 0; }))
+        return static_cast<int>(device);
+    state.left_open = static_cast<int>(device); // its number must not be reused under a reader
+    return -1;
 }
 
 bool CloseUnderWay() noexcept
@@ -210,6 +241,8 @@ void FinishClose() noexcept
 {
     PortState& state = State();
     const std::scoped_lock hold(state.lock);
+    assert(state.closing && state.users == 0);
+    StopWaking();
     lost_descriptor = -1;
     state.closing = false;
     state.changed.notify_all();
@@ -233,18 +266,20 @@ std::uint64_t PortGeneration() noexcept
 
 void CloseDevice(std::uint64_t generation) noexcept
 {
-    const int fd = BeginClose(generation);
-    if (fd < 0)
-        return;
-    // Flushing acts on the port, not on the descriptor: without the lock the output belongs to another
-    // process.
-    if (g_nLockFile != -1)
-        ::tcflush(fd, TCOFLUSH);
-    ReleaseRecordLock(fd);
-    SetDevicePath("");
-    CloseNode(fd, kCloseLimitMs);
-    UnlockDeviceFile(); // last: whoever takes the lock finds the port closed
-    FinishClose();
+    const NoCancel whole;
+    if (const int fd = BeginClose(generation); fd >= 0)
+        CloseTaken(fd);
+}
+
+void CloseAtExit() noexcept
+{
+    int left_open = TakeLeftOpen();
+    if (left_open < 0) {
+        CloseDevice(kAnyGeneration);
+        left_open = TakeLeftOpen();
+    }
+    if (left_open >= 0)
+        UnlockDeviceFile(); // the descriptor itself ends with the process
 }
 
 void ForgetDevice() noexcept

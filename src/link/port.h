@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <poll.h>
 
+#include "platform/cancellation.h"
 #include "platform/deadline.h"
 
 namespace zeka {
@@ -36,6 +37,7 @@ public:
     void NoteHangUp() const noexcept;
 
 private:
+    NoCancel whole_; // a thread that uses the port always leaves it
     int fd_ = -1;
 };
 
@@ -52,6 +54,7 @@ public:
     [[nodiscard]] bool Holds() const noexcept { return holds_; }
 
 private:
+    NoCancel whole_;
     bool holds_;
 };
 
@@ -59,8 +62,9 @@ private:
 void OpenPort(int fd) noexcept;
 
 /// Takes the device away from everyone (from here on it counts as closed), waits for its users to leave, and
-/// returns its descriptor; -1 when none is open (then waits for another thread's close to end). FinishClose
-/// must follow. With a generation, only that very opening is closed.
+/// returns its descriptor; FinishClose must follow. -1 when none is open (then waits for another thread's
+/// close to end), or when a user does not leave: the last one that does finishes the close. With a
+/// generation, only that very opening is closed.
 inline constexpr std::uint64_t kAnyGeneration = 0;
 [[nodiscard]] int BeginClose(std::uint64_t generation = kAnyGeneration) noexcept;
 void FinishClose() noexcept;
@@ -74,6 +78,9 @@ void ReleaseWakeDescriptor() noexcept;
 /// Closes the device if it is still the given opening: the monitor must not close one that was opened after
 /// its check.
 void CloseDevice(std::uint64_t generation) noexcept;
+
+/// Closes the device when the process ends. The lock file goes also when a user does not leave.
+void CloseAtExit() noexcept;
 
 /// Whether another thread's close has not ended yet; the lock file is still its own.
 [[nodiscard]] bool CloseUnderWay() noexcept;

@@ -3,7 +3,38 @@
 // DC on calls the setter an application would call. Handed over in the order of arrival: an ordinary mutex
 // goes again and again to a thread that releases and takes it in a loop, and another one's call never comes
 // to its turn. Of the mutexes of the C library only the one with priority inheritance is handed over.
-#include "zeka/platform.hpp"
+#include <cassert>
+
+#include "platform/cancellation.h"
+#include "platform/global_objects.h"
+
+namespace zeka {
+namespace {
+
+/// What the calling thread has to do with g_CriticalSection.
+struct Holding {
+    int times = 0;                            // taken and not released
+    int cancel_state = PTHREAD_CANCEL_ENABLE; // the thread's own, while it holds the lock
+};
+constinit thread_local Holding holding;
+
+} // namespace
+
+bool HoldsCriticalSection() noexcept { return holding.times > 0; }
+
+CancelStateOfOwner::CancelStateOfOwner() noexcept
+{
+    if (holding.times > 0)
+        ::pthread_setcancelstate(holding.cancel_state, nullptr);
+}
+
+CancelStateOfOwner::~CancelStateOfOwner()
+{
+    if (holding.times > 0)
+        ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &holding.cancel_state);
+}
+
+} // namespace zeka
 
 CSimpleCriticalSection::CSimpleCriticalSection()
 {
@@ -19,8 +50,32 @@ CSimpleCriticalSection::CSimpleCriticalSection()
 }
 
 // The analysis knows what the two do from their declarations; it cannot follow a pthread mutex inside them.
-void CSimpleCriticalSection::Lock() ZEKA_NO_LOCK_ANALYSIS { pthread_mutex_lock(&mutex_); }
-void CSimpleCriticalSection::Unlock() ZEKA_NO_LOCK_ANALYSIS { pthread_mutex_unlock(&mutex_); }
+// Sections of the application's own are nothing but the mutex.
+void CSimpleCriticalSection::Lock() ZEKA_NO_LOCK_ANALYSIS
+{
+    if (this != &g_CriticalSection) {
+        pthread_mutex_lock(&mutex_);
+        return;
+    }
+    int cancel_state = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    pthread_mutex_lock(&mutex_);
+    if (zeka::holding.times++ == 0)
+        zeka::holding.cancel_state = cancel_state;
+}
+
+void CSimpleCriticalSection::Unlock() ZEKA_NO_LOCK_ANALYSIS
+{
+    if (this != &g_CriticalSection) {
+        pthread_mutex_unlock(&mutex_);
+        return;
+    }
+    assert(zeka::holding.times > 0);
+    const bool last = --zeka::holding.times == 0;
+    pthread_mutex_unlock(&mutex_);
+    if (last)
+        pthread_setcancelstate(zeka::holding.cancel_state, nullptr);
+}
 
 CAutoCriticalSection::CAutoCriticalSection(CSimpleCriticalSection& section) : section_(section)
 {

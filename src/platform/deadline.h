@@ -57,6 +57,7 @@ private:
 };
 
 /// Sleeps until the deadline, at once when it has passed; signals do not end the sleep and do not stretch it.
-void SleepUntil(Deadline deadline) noexcept;
+/// A cancelled thread leaves it at once.
+void SleepUntil(Deadline deadline);
 
 } // namespace zeka

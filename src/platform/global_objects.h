@@ -10,6 +10,12 @@
 
 extern CSimpleCriticalSection g_CriticalSection; // signal state and every exchange with the instrument
 
+namespace zeka {
+/// Whether the calling thread holds g_CriticalSection, however often. A callback that is raised under it must
+/// not wait for a thread that needs it.
+[[nodiscard]] bool HoldsCriticalSection() noexcept;
+} // namespace zeka
+
 extern CAutoResetEvent g_hConnectedEvent; // ends the wait of ZEKAConnect; ConnectedHandler sets it
 extern CAutoResetEvent g_hReconnectEvent; // wakes the supervisor: removal, shut-down, device-change message
 extern CAutoResetEvent g_hStopPlayEvent;  // the next request is answered with the output state, not samples
@@ -17,3 +23,8 @@ extern CManualResetEvent g_hPollingEvent; // the poll thread runs while this is 
 extern CManualResetEvent g_hProcessRequestEvent; // a request has been read and waits for its answer
 extern CAutoResetEvent g_hSigTimer1Event;        // raised by the SIGRTMIN timer's handler; to be polled
 extern CAutoResetEvent g_hSigTimer2Event;        // raised by the SIGRTMIN + 1 timer's handler; to be polled
+
+namespace zeka {
+/// Before the library is unmapped: the timer signals whose handlers stand in it are ignored from here on.
+void IgnoreTimerSignals() noexcept;
+} // namespace zeka

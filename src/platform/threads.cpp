@@ -10,7 +10,7 @@
 #include "platform/deadline.h"
 #include "zeka/platform.hpp"
 
-void zeka::SleepUntil(Deadline deadline) noexcept
+void zeka::SleepUntil(Deadline deadline)
 {
     const timespec at = deadline.ToTimespec();
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &at, nullptr) == EINTR) {

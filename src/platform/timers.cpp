@@ -46,7 +46,26 @@ timer_t CreateWithHandle(sigevent& notification) noexcept
     return timer;
 }
 
+void IgnoreOwn(int signo, void (*handler)(int, siginfo_t*, void*)) noexcept
+{
+    struct sigaction present {};
+    if (sigaction(signo, nullptr, &present) != 0 || (present.sa_flags & SA_SIGINFO) == 0 ||
+        present.sa_sigaction != handler)
+        return;
+    struct sigaction ignored {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(signo, &ignored, nullptr);
+}
+
 } // namespace
+
+// The former action is not put back: it was the default one as a rule, and the next expiry of a timer that
+// nobody deleted would end the process. Ignoring also drops a signal that is pending.
+void zeka::IgnoreTimerSignals() noexcept
+{
+    IgnoreOwn(SIGRTMIN, onSigTimer1Timer);
+    IgnoreOwn(SIGRTMIN + 1, onSigTimer2Timer);
+}
 
 timer_t CreateNewTimer(unsigned int ms, unsigned int& signo)
 {

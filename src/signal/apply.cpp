@@ -131,8 +131,30 @@ void DeriveWorkingValues() ZEKA_NEEDS_LOCK
     }
 }
 
+/// A start whose first burst is not sent, because a callback of it ended its thread, is none: the instrument
+/// would never ask.
+class ZEKA_SCOPED_LOCK StartUndone {
+public:
+    StartUndone() = default;
+    ~StartUndone() ZEKA_NO_LOCK_ANALYSIS
+    {
+        if (sent_)
+            return;
+        Publish(g_bECGGoing, false);
+        g_fOutputTime = 0.0;
+        g_fOutputTimeGraph = 0.0;
+    }
+    StartUndone(const StartUndone&) = delete;
+    StartUndone& operator=(const StartUndone&) = delete;
+    void Sent() { sent_ = true; }
+
+private:
+    bool sent_ = false;
+};
+
 void StartStream() ZEKA_NEEDS_LOCK
 {
+    StartUndone unless_sent;
     Publish(g_bECGGoing, true);
     g_nSequenceCheck = 0;
     s_ChangeOnNextCycle = false;
@@ -141,6 +163,7 @@ void StartStream() ZEKA_NEEDS_LOCK
     SetRelays(true);
     const zeka::WithoutRequestWait nothing_asked; // a setter in a callback of this burst would wait in vain
     _SendNextPacket();                            // the instrument asks only once it has something to play
+    unless_sent.Sent();
 }
 
 void ApplyOnce() ZEKA_NEEDS_LOCK

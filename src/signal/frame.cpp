@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "link/serial_link.h"
+#include "platform/cancellation.h"
 #include "platform/deadline.h"
 #include "platform/renewed_in_child.h"
 #include "signal/state.h"
@@ -20,7 +21,6 @@ namespace {
 constexpr int kLookMs = 50;
 
 thread_local int without_request_wait = 0;
-thread_local int open_frames = 0; // a frame inside a frame or an answer: it must not wait for the answer
 
 thread_local unsigned owed_pause_ms = 0;
 
@@ -60,7 +60,10 @@ bool AnswerIsOverdue()
 CSimpleCriticalSection& AfterOverdueAnswer()
 {
     const Deadline deadline = Deadline::InMs(kLetPassMs);
-    while (open_frames == 0 && without_request_wait == 0 && AnswerIsOverdue() && !deadline.Expired())
+    if (!HoldsCriticalSection())
+        owed_pause_ms = 0; // left by a frame inside a call that takes the lock alone
+    // Who holds the lock already keeps the answer waiting, and would wait for itself.
+    while (!HoldsCriticalSection() && without_request_wait == 0 && AnswerIsOverdue() && !deadline.Expired())
         SleepEx(kLetPassLookMs);
     return g_CriticalSection;
 }
@@ -108,8 +111,6 @@ FrameState WaitForRequestUntil(const Deadline& deadline)
 
 FrameState WaitForRequest() { return WaitForRequestUntil(Deadline::InMs(kRequestWaitMs)); }
 
-bool InsideFrame() noexcept { return open_frames > 0; }
-
 bool StallJustSeen() noexcept
 {
     const std::int64_t seen = stall_seen;
@@ -122,7 +123,8 @@ void PauseBehindFrame(unsigned ms) noexcept { owed_pause_ms = std::max(owed_paus
 
 OwedPause::~OwedPause()
 {
-    if (open_frames == 0 && owed_pause_ms > 0)
+    const NoCancel in_a_destructor;
+    if (!HoldsCriticalSection() && owed_pause_ms > 0)
         SleepEx(std::exchange(owed_pause_ms, 0u));
 }
 
@@ -131,14 +133,10 @@ SetterFrame::SetterFrame() : SetterFrame(Deadline::InMs(kRequestWaitMs)) {}
 SetterFrame::SetterFrame(const Deadline& deadline)
     : lock_(AfterOverdueAnswer()), state_(WaitForRequestUntil(deadline))
 {
-    ++open_frames;
 }
-
-SetterFrame::~SetterFrame() { --open_frames; }
 
 AnswerDue::AnswerDue() noexcept
 {
-    ++open_frames; // setters inside the answer's own callbacks have nothing to wait for
     answer_due_since = NowNs();
     stall_seen = 0;
 }
@@ -146,8 +144,7 @@ AnswerDue::AnswerDue() noexcept
 AnswerDue::~AnswerDue()
 {
     answer_due_since = 0;
-    if (--open_frames == 0)
-        owed_pause_ms = 0;
+    owed_pause_ms = 0;
 }
 
 WithoutRequestWait::WithoutRequestWait() noexcept { ++without_request_wait; }

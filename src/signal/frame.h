@@ -34,10 +34,6 @@ enum class FrameState {
 /// wait first.
 [[nodiscard]] FrameState WaitForRequest();
 
-/// Whether the calling thread is inside a setter or an answer: a callback that is raised there must not wait
-/// for threads that need the lock.
-[[nodiscard]] bool InsideFrame() noexcept;
-
 /// Whether a setter has just found that no request came for kRequestWaitMs; the supervisor need not wait
 /// again.
 [[nodiscard]] bool StallJustSeen() noexcept;
@@ -74,7 +70,7 @@ public:
 class ZEKA_SCOPED_LOCK SetterFrame {
 public:
     SetterFrame() ZEKA_ACQUIRES(g_CriticalSection);
-    ~SetterFrame() ZEKA_RELEASES();
+    ~SetterFrame() ZEKA_RELEASES() = default;
     SetterFrame(const SetterFrame&) = delete;
     SetterFrame& operator=(const SetterFrame&) = delete;
 

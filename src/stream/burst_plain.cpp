@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "platform/cancellation.h"
 #include "signal/apply.h"
 #include "signal/file_playback.h"
 #include "signal/generator.h"
@@ -48,6 +49,7 @@ void DrawPacingPulse() ZEKA_NEEDS_LOCK
     if (draw == nullptr || !s_PacingIndicationNeeded)
         return;
     const double width_s = g_PacingDuration / 1000.0;
+    const CancelStateOfOwner while_it_runs;
     draw(g_fOutputTimeGraph, 0.0);
     draw(g_fOutputTimeGraph, g_PA);
     draw(g_fOutputTimeGraph + width_s, g_PA);
@@ -59,7 +61,10 @@ void Display(double main_mv) ZEKA_NEEDS_LOCK
 {
     auto* const show = Peek(g_GraphCB);
     if (show != nullptr && uiCounter == 0) {
-        show(g_fOutputTimeGraph, main_mv);
+        {
+            const CancelStateOfOwner while_it_runs;
+            show(g_fOutputTimeGraph, main_mv);
+        }
         DrawPacingPulse();
     }
     if (uiCounter < s_freqDivider - 1)

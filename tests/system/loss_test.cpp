@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "sim/private_dev.h"
 #include "system/connected.h"
 
 namespace {
@@ -128,6 +129,17 @@ TEST_F(Loss, AnInstrumentThatComesBackIsLeftAloneWhileACallbackOfTheFormerStream
     hang = false;
     EXPECT_TRUE(Listener::Get().WaitForCount(3));
     ZEKARegisterSignalOutputCallback(nullptr);
+}
+
+TEST_F(Loss, OfTheNodeAloneIsSeenByTheMonitor)
+{
+    if (!zeka::sim::InPrivateDev())
+        GTEST_SKIP() << "needs a /dev of its own";
+    const auto start = Clock::now();
+    ASSERT_TRUE(std::filesystem::remove("/dev/ttyACM0")); // the descriptor does not hang up
+    ASSERT_TRUE(Listener::Get().WaitForCount(2));
+    EXPECT_LT(Listener::Get().When(1) - start, milliseconds{12000}); // the supervisor looks every 30 s
+    EXPECT_FALSE(ZEKAIsConnected());
 }
 
 TEST_F(Loss, AnInstrumentThatFallsSilentIsGivenUpAfterOnePing)

@@ -135,6 +135,20 @@ TEST(SignalTimer, IsArmedForItsPeriodAndNotAtAllForZero)
     EXPECT_EQ(never.it_value.tv_nsec, 0);
 }
 
+TEST(SignalTimer, InterruptsACallThatWaitsInTheSystem)
+{
+    zeka::ScopedFd never(eventfd(0, EFD_CLOEXEC));
+    unsigned signo = First();
+    void* timer = CreateNewTimer(30, signo);
+    ASSERT_NE(timer, nullptr);
+    alarm(20); // ends a test whose read is restarted for ever
+    std::uint64_t count = 0;
+    EXPECT_EQ(read(never.Get(), &count, sizeof count), -1);
+    EXPECT_EQ(errno, EINTR);
+    alarm(0);
+    DeleteTimer(0, timer);
+}
+
 std::atomic<int> own_signals = 0;
 
 TEST(SignalTimer, LeavesTheHandlerOfAnyOtherSignalToTheCaller)

@@ -126,8 +126,9 @@ ZEKA_API int CreateThread(unsigned long* threadId, void* (*start)(void*), void* 
 /// Starts a periodic timer of ms milliseconds, the first expiry after one period, that delivers signal signo
 /// to the process; 0 ms gives a timer that never expires. Null when the timer cannot be created. SIGRTMIN
 /// raises the library's first timer event, SIGRTMIN + 1 the second, by handlers that are installed here
-/// without SA_RESTART and stay; for any other signal the caller has installed one. A system call of any
-/// thread may fail with EINTR for it. Any thread.
+/// without SA_RESTART and stay; when dlclose() unloads the library the two signals are ignored. For any other
+/// signal the caller has installed a handler. A system call of any thread may fail with EINTR for it. Any
+/// thread.
 ZEKA_API timer_t CreateNewTimer(unsigned int ms, unsigned int& signo);
 /// Ends a timer; null is ignored, and the handle keeps its value: do not delete it twice. unused has no
 /// effect. Any thread.

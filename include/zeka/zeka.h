@@ -58,7 +58,18 @@
  * runs with every later libzeka.so.1 as it was built; functions may come, none goes or changes its meaning.
  * Nothing else is exported. The samples of the standard test waveforms may come closer to the originals.
  *
+ * Cancellation. pthread_cancel of a thread that is inside a call takes effect behind the call's exchanges
+ * with the instrument, files and locks; in SleepEx, in a wait for an event and while ZEKAConnect or ZEKAFree
+ * waits, at once. In a callback it takes effect as the thread has chosen; a stream whose first samples it cuts
+ * off is not started.
+ *
  * End. exit() and dlclose() at any moment end all threads, close the instrument and release its lock file.
+ * exit() leaves a thread behind that hangs in a callback, after 5 s at most. dlclose() waits for as long as the
+ * callback takes: its thread comes back into the library's code. When ZEKAFree had to leave one behind, the
+ * library stays loaded, and dlclose() returns at once. A timer that outlives the library is ignored.
+ *
+ * Global objects. One that connects in its constructor may do so, with the shared and with the static library:
+ * the library is ready before the program's own objects are made, and ends after they are gone.
  */
 #ifndef ZEKA_ZEKA_H
 #define ZEKA_ZEKA_H
@@ -1445,7 +1456,7 @@ ZEKA_API int DumpStandardWaveform(int* table, int count, int rate, const char* n
 
 /**
  * Sleeps ms milliseconds, 0 .. 4294967295; signals neither shorten nor stretch it, and there is no early
- * wake-up of any other kind. Any thread.
+ * wake-up of any other kind. Any thread; a thread that is cancelled meanwhile ends there.
  */
 ZEKA_API void SleepEx(unsigned int ms);
 

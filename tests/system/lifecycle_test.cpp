@@ -68,31 +68,6 @@ TEST_F(Free, WhenTheInstrumentNoLongerAsksEndsAllTheSame)
     EXPECT_FALSE(Locked());
 }
 
-TEST_F(Free, KeepsTheApplicationsCommandsOutOfTheTearDown)
-{
-    std::atomic<bool> stop{false};
-    std::thread application([&] {
-        while (!stop)
-            (void)ZEKASetOutputLead(1, 1);
-    });
-    ASSERT_TRUE(zeka::test::WaitUntil([&] { return instrument.Commands().size() > 40; }));
-    instrument.ClearCommands();
-    ZEKAFree();
-    stop = true;
-    application.join();
-    // The leads are in the control block, group 0x00; the DC offsets of the tear-down are not.
-    const auto commands = instrument.Commands();
-    std::size_t offsets = 0;
-    for (const auto& command : commands) {
-        if (command.bytes[0] != 0x00)
-            ++offsets;
-        else
-            EXPECT_EQ(offsets, 0u) << "a command of the application behind " << offsets
-                                   << " of the tear-down";
-    }
-    EXPECT_GE(offsets, 4u);
-}
-
 TEST_F(Free, FromManyThreadsWhileOthersStart)
 {
     for (int round = 0; round < 5; ++round) {

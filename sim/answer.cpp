@@ -38,73 +38,73 @@ void Worker::UnplugByFault(const FaultRule& rule)
 
 void Worker::TakeFrames(TimePoint now)
 {
-    while (const std::optional<Frame> frame = framer_.Next(now)) {
+    while (const std::optional<Frame> frame = work_.framer.Next(now)) {
         burst_bytes_ = frame->command == Command::kSamples ? burst_bytes_ + frame->size : 0;
         const std::size_t passed = burst_bytes_ > 0 ? burst_bytes_ : frame->size;
         if (UnplugWhileReceiving(frame->command, frame->View(), passed))
             return;
         if (burst_bytes_ == kBurstBytes) {
             burst_bytes_ = 0;
-            faults_.BurstArrived();
+            work_.faults.BurstArrived();
         }
         if (frame->command == Command::kSamples)
-            player_.TakePacket(*frame);
+            work_.player.TakePacket(*frame);
         else
             Answer(*frame, now);
     }
-    const Bytes rest = framer_.Pending();
+    const Bytes rest = work_.framer.Pending();
     if (!rest.empty())
-        (void)UnplugWhileReceiving(framer_.PendingCommand(), rest, burst_bytes_ + rest.size());
+        (void)UnplugWhileReceiving(work_.framer.PendingCommand(), rest, burst_bytes_ + rest.size());
 }
 
 // `passed`: bytes of this exchange so far. A rule that asks for more bytes than a command has goes on
 // counting in its reply; see QueueReply.
 bool Worker::UnplugWhileReceiving(std::optional<Command> command, Bytes so_far, std::size_t passed)
 {
-    const std::optional<FaultRule> rule = faults_.Find(Fault::kUnplugAtByte, command, so_far[0]);
+    const std::optional<FaultRule> rule = work_.faults.Find(Fault::kUnplugAtByte, command, so_far[0]);
     if (!rule || passed < static_cast<std::size_t>(std::max(rule->value, 0)))
         return false;
-    (void)faults_.Take(Fault::kUnplugAtByte, command.value_or(Command::kPing), so_far[0]);
+    (void)work_.faults.Take(Fault::kUnplugAtByte, command.value_or(Command::kPing), so_far[0]);
     UnplugByFault(*rule);
     return true;
 }
 
 void Worker::Answer(const Frame& frame, TimePoint now)
 {
-    ++stats_.commands;
-    faults_.CommandArrived(frame.command);
+    ++work_.stats.commands;
+    work_.faults.CommandArrived(frame.command);
     if (frame.command == Command::kRomStatus)
-        firmware_.SetRomNeverDone(
-            faults_.Take(Fault::kRomNeverDone, frame.command, frame.bytes[0]).has_value());
-    const Reply reply = firmware_.Handle(frame);
+        work_.firmware.SetRomNeverDone(
+            work_.faults.Take(Fault::kRomNeverDone, frame.command, frame.bytes[0]).has_value());
+    const Reply reply = work_.firmware.Handle(frame);
     CommandRecord record{
         frame.command, {frame.View().begin(), frame.View().end()}, {}, frame.first, frame.last};
-    if (!faults_.Take(Fault::kNoReply, frame.command, frame.bytes[0]))
+    if (!work_.faults.Take(Fault::kNoReply, frame.command, frame.bytes[0]))
         record.reply = Distort(frame, reply);
     if (!record.reply.empty())
         QueueReply(frame, record.reply, now);
-    commands_.push_back(std::move(record));
-    if (commands_.size() > kKeptCommands)
-        commands_.pop_front();
+    work_.commands.push_back(std::move(record));
+    if (work_.commands.size() > kKeptCommands)
+        work_.commands.pop_front();
     ApplyEffects(frame, now);
 }
 
 void Worker::ApplyEffects(const Frame& frame, TimePoint now)
 {
-    const InstrumentState& state = firmware_.State();
+    const InstrumentState& state = work_.firmware.State();
     switch (frame.command) {
     case Command::kControlWrite:
-        player_.OutputStateWritten(state.output_on, now);
+        work_.player.OutputStateWritten(state.output_on, now);
         if (state.output_on)
-            firmware_.State().memory_playing = false;
+            work_.firmware.State().memory_playing = false;
         break;
     case Command::kOutputStart:
-        player_.StartMemory(Period(state), state.output_record->sample_rate,
-                            state.output_record->fraction_permille, now);
+        work_.player.StartMemory(Period(state), state.output_record->sample_rate,
+                                 state.output_record->fraction_permille, now);
         break;
     case Command::kOutputStop:
     case Command::kOutputRecordOff:
-        player_.StopMemory();
+        work_.player.StopMemory();
         break;
     default:
         break;
@@ -115,7 +115,7 @@ std::vector<std::uint8_t> Worker::Distort(const Frame& frame, const Reply& reply
 {
     std::vector<std::uint8_t> bytes(reply.bytes.begin(),
                                     reply.bytes.begin() + static_cast<std::ptrdiff_t>(reply.size));
-    const auto take = [&](Fault fault) { return faults_.Take(fault, frame.command, frame.bytes[0]); };
+    const auto take = [&](Fault fault) { return work_.faults.Take(fault, frame.command, frame.bytes[0]); };
     const std::size_t status_at = frame.bytes[0] == 0x12 ? kPageStatusAt : kStatusAt;
 
     if (const auto rule = take(Fault::kWrongStatus))
@@ -141,7 +141,7 @@ std::vector<std::uint8_t> Worker::Distort(const Frame& frame, const Reply& reply
 // meanwhile is read behind it and answered one by one, so that the replies do not come in one piece.
 TimePoint Worker::HeldUpByStall(const Frame& frame, TimePoint now)
 {
-    if (const auto rule = faults_.Take(Fault::kStall, frame.command, frame.bytes[0])) {
+    if (const auto rule = work_.faults.Take(Fault::kStall, frame.command, frame.bytes[0])) {
         stalled_until_ = now + std::chrono::milliseconds(rule->value);
         backlog_reply_at_ = stalled_until_;
     }
@@ -152,10 +152,10 @@ TimePoint Worker::HeldUpByStall(const Frame& frame, TimePoint now)
 
 void Worker::QueueReply(const Frame& frame, const std::vector<std::uint8_t>& reply, TimePoint now)
 {
-    const auto take = [&](Fault fault) { return faults_.Take(fault, frame.command, frame.bytes[0]); };
+    const auto take = [&](Fault fault) { return work_.faults.Take(fault, frame.command, frame.bytes[0]); };
     if (take(Fault::kRequestAhead))
         SendRequest(now);
-    if (const auto rule = faults_.Find(Fault::kUnplugAtByte, frame.command, frame.bytes[0])) {
+    if (const auto rule = work_.faults.Find(Fault::kUnplugAtByte, frame.command, frame.bytes[0])) {
         const std::size_t sent = static_cast<std::size_t>(rule->value) - frame.size;
         if (sent <= reply.size()) {
             (void)take(Fault::kUnplugAtByte);

@@ -38,7 +38,8 @@ Instrument::~Instrument() = default;
 void Instrument::Plug(int port)
 {
     worker_->Do([this, port] { worker_->PowerUp(port); });
-    (void)WaitFor([this] { return worker_->Locked([this] { return worker_->HasNode(); }); }, kNodeWait);
+    (void)WaitFor([this] { return worker_->Locked([this](Workpiece&) { return worker_->HasNode(); }); },
+                  kNodeWait);
 }
 
 void Instrument::Unplug(Removal how)
@@ -63,31 +64,31 @@ void Instrument::Replug()
 
 int Instrument::Inject(const FaultRule& rule)
 {
-    const int id = worker_->Locked([&] { return worker_->faults_.Add(rule); });
+    const int id = worker_->Locked([&](Workpiece& work) { return work.faults.Add(rule); });
     worker_->Wake();
     return id;
 }
 
 void Instrument::Clear(int fault_id)
 {
-    worker_->Locked([&] { worker_->faults_.Remove(fault_id); });
+    worker_->Locked([&](Workpiece& work) { work.faults.Remove(fault_id); });
     worker_->Wake();
 }
 
 void Instrument::ClearFaults()
 {
-    worker_->Locked([&] { worker_->faults_.Clear(); });
+    worker_->Locked([&](Workpiece& work) { work.faults.Clear(); });
     worker_->Wake();
 }
 
 int Instrument::FaultsFired(Fault fault) const
 {
-    return worker_->Locked([&] { return worker_->faults_.Fired(fault); });
+    return worker_->Locked([&](Workpiece& work) { return work.faults.Fired(fault); });
 }
 
 void Instrument::Step(unsigned bursts)
 {
-    worker_->Do([this, bursts] { worker_->player_.Step(bursts); });
+    worker_->Do([this, bursts] { worker_->Work().player.Step(bursts); });
 }
 
 void Instrument::SendRequest()
@@ -102,59 +103,65 @@ void Instrument::SendBytes(Bytes bytes)
 
 InstrumentState Instrument::State() const
 {
-    return worker_->Locked([&] { return worker_->firmware_.State(); });
+    return worker_->Locked([&](Workpiece& work) { return work.firmware.State(); });
 }
 
 InstrumentStats Instrument::Stats() const
 {
-    return worker_->Locked([&] {
-        InstrumentStats stats = worker_->stats_;
-        stats.stream = worker_->player_.Stats();
-        stats.unknown_bytes = worker_->framer_.UnknownBytes();
-        stats.truncated_commands = worker_->framer_.TruncatedCommands();
+    return worker_->Locked([&](Workpiece& work) {
+        InstrumentStats stats = work.stats;
+        stats.stream = work.player.Stats();
+        stats.unknown_bytes = work.framer.UnknownBytes();
+        stats.truncated_commands = work.framer.TruncatedCommands();
         return stats;
     });
 }
 
 std::vector<CommandRecord> Instrument::Commands() const
 {
-    return worker_->Locked(
-        [&] { return std::vector<CommandRecord>(worker_->commands_.begin(), worker_->commands_.end()); });
+    return worker_->Locked([&](Workpiece& work) {
+        return std::vector<CommandRecord>(work.commands.begin(), work.commands.end());
+    });
 }
 
 void Instrument::ClearCommands()
 {
-    worker_->Locked([&] { worker_->commands_.clear(); });
+    worker_->Locked([&](Workpiece& work) { work.commands.clear(); });
 }
 
 void Instrument::ResetStats()
 {
-    worker_->Locked([&] {
-        worker_->stats_ = {};
-        worker_->player_.ResetStats();
-        worker_->framer_.ResetCounts();
+    worker_->Locked([&](Workpiece& work) {
+        work.stats = {};
+        work.player.ResetStats();
+        work.framer.ResetCounts();
     });
 }
 
 void Instrument::SetConsumer(Consumer consumer)
 {
     worker_->Do(
-        [&] { worker_->consumer_ = std::move(consumer); }); // after this the former one no longer runs
+        [&] { worker_->Work().consumer = std::move(consumer); }); // after this the former one no longer runs
 }
 
 void Instrument::StartCapture(std::size_t samples)
 {
-    worker_->Locked([&] { worker_->StartCapture(samples); });
+    worker_->Locked([samples](Workpiece& work) {
+        work.captured.clear();
+        work.captured.reserve(samples);
+        work.capture_left = samples;
+    });
 }
 
 std::vector<Sample> Instrument::Captured() const
 {
-    return worker_->Locked([&] { return worker_->captured_; });
+    return worker_->Locked([&](Workpiece& work) { return work.captured; });
 }
 
 bool Instrument::WaitCaptured(std::chrono::milliseconds timeout) const
 {
-    return WaitFor([this] { return worker_->Locked([&] { return worker_->capture_left_ == 0; }); }, timeout);
+    return WaitFor(
+        [this] { return worker_->Locked([&](Workpiece& work) { return work.capture_left == 0; }); }, timeout);
 }
 
 std::vector<Sample> Instrument::Capture(std::size_t samples, std::chrono::milliseconds timeout)
@@ -166,12 +173,12 @@ std::vector<Sample> Instrument::Capture(std::size_t samples, std::chrono::millis
 
 void Instrument::KeepBursts(std::size_t count)
 {
-    worker_->Locked([&] { worker_->player_.KeepBursts(count); });
+    worker_->Locked([&](Workpiece& work) { work.player.KeepBursts(count); });
 }
 
 std::vector<Burst> Instrument::Bursts() const
 {
-    return worker_->Locked([&] { return worker_->player_.Bursts(); });
+    return worker_->Locked([&](Workpiece& work) { return work.player.Bursts(); });
 }
 
 bool Instrument::WaitFor(const std::function<bool()>& predicate, std::chrono::milliseconds timeout) const
@@ -183,8 +190,7 @@ bool Instrument::WaitFor(const std::function<bool()>& predicate, std::chrono::mi
             return true;
         if (Clock::now() >= deadline)
             return false;
-        std::unique_lock lock(worker_->mutex_);
-        worker_->changed_.wait_until(lock, std::min(deadline, Clock::now() + kLookAgain));
+        worker_->WaitForChange(std::min(deadline, Clock::now() + kLookAgain));
     }
 }
 

@@ -24,14 +24,19 @@ constexpr std::chrono::milliseconds kLookAgain{5};
 
 } // namespace
 
+Workpiece::Workpiece(const InstrumentConfig& config)
+    : firmware(config.identity, config.control_block, config.rom_busy_polls), player(config.player)
+{
+    faults.Seed(config.fault_seed);
+}
+
 Worker::Worker(const InstrumentConfig& config)
-    : firmware_(config.identity, config.control_block, config.rom_busy_polls), player_(config.player),
-      kind_(config.medium), cooked_(config.cooked), keeps_power_(config.keeps_power),
-      guard_node_(config.guard_node || !InPrivateDev()), wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    : kind_(config.medium), cooked_(config.cooked), keeps_power_(config.keeps_power),
+      guard_node_(config.guard_node || !InPrivateDev()), work_(config),
+      wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (!wake_.IsOpen())
         throw std::system_error(errno, std::generic_category(), "virtual instrument: eventfd");
-    faults_.Seed(config.fault_seed);
     thread_ = std::thread([this] { Run(); });
 }
 
@@ -73,7 +78,7 @@ void Worker::Run()
                 PowerDown();
                 return;
             }
-            ++stats_.wakeups;
+            ++work_.stats.wakeups;
             RunTasks();
             Round(Clock::now());
         }
@@ -113,9 +118,9 @@ void Worker::Round(TimePoint now)
     if (!medium_)
         return;         // a fault has pulled the cable
     now = Clock::now(); // what has come in carries later times than the round's beginning
-    player_.Advance(now);
+    work_.player.Advance(now);
     Flood(now);
-    if (player_.WantsRequest(now) && !faults_.Active(Fault::kStopAsking))
+    if (work_.player.WantsRequest(now) && !work_.faults.Active(Fault::kStopAsking))
         SendRequest(Clock::now());
     Flush(now);
 }
@@ -123,15 +128,15 @@ void Worker::Round(TimePoint now)
 void Worker::Deliver()
 {
     std::vector<Sample> played;
-    Instrument::Consumer consumer;
+    SampleConsumer consumer;
     {
         const std::lock_guard lock(mutex_);
-        played = player_.TakePlayed();
-        consumer = consumer_;
-        const std::size_t wanted = std::min(capture_left_, played.size());
-        captured_.insert(captured_.end(), played.begin(),
-                         played.begin() + static_cast<std::ptrdiff_t>(wanted));
-        capture_left_ -= wanted;
+        played = work_.player.TakePlayed();
+        consumer = work_.consumer;
+        const std::size_t wanted = std::min(work_.capture_left, played.size());
+        work_.captured.insert(work_.captured.end(), played.begin(),
+                              played.begin() + static_cast<std::ptrdiff_t>(wanted));
+        work_.capture_left -= wanted;
     }
     if (consumer && !played.empty())
         consumer(played);
@@ -153,23 +158,23 @@ void Worker::PowerUp(int port)
 {
     PowerDown();
     if (!keeps_power_)
-        firmware_.PowerUp();
+        work_.firmware.PowerUp();
     if (kind_ == MediumKind::kUsb)
         medium_ = UsbDevice::PlugIn(port); // the kernel makes the node
     else
         PublishTerminal(port);
-    InstrumentState& state = firmware_.State();
+    InstrumentState& state = work_.firmware.State();
     state.plugged = true;
     state.port = port;
     state.node = node_.Path();
     state.terminal = medium_->Path();
-    player_.OutputStateWritten(state.output_on, Clock::now());
-    ++stats_.plugs;
+    work_.player.OutputStateWritten(state.output_on, Clock::now());
+    ++work_.stats.plugs;
 }
 
 bool Worker::HasNode()
 {
-    InstrumentState& state = firmware_.State();
+    InstrumentState& state = work_.firmware.State();
     if (medium_ && kind_ == MediumKind::kUsb)
         state.node = medium_->KernelNode();
     return !state.node.empty();
@@ -186,10 +191,10 @@ void Worker::PowerDown(Removal how)
     node_.Remove();
     outgoing_.clear();
     write_blocked_ = false;
-    framer_.Clear();
-    player_.PowerOff();
+    work_.framer.Clear();
+    work_.player.PowerOff();
     burst_bytes_ = 0;
-    InstrumentState& state = firmware_.State();
+    InstrumentState& state = work_.firmware.State();
     state.plugged = false;
     state.node.clear();
     state.terminal.clear();
@@ -202,12 +207,12 @@ void Worker::PowerDown(Removal how)
 void Worker::SendRequest(TimePoint now)
 {
     Queue(kSampleRequest, now, true);
-    player_.RequestSent(now);
+    work_.player.RequestSent(now);
 }
 
 void Worker::Flood(TimePoint now)
 {
-    const std::optional<FaultRule> rule = faults_.Active(Fault::kFlood);
+    const std::optional<FaultRule> rule = work_.faults.Active(Fault::kFlood);
     if (!rule || now < next_flood_)
         return;
     next_flood_ = now + kFloodTick;
@@ -234,7 +239,7 @@ void Worker::Flush(TimePoint now)
         if (unplug_ && !outgoing_.front().is_request)
             count = std::min(count, unplug_->sent_bytes_left);
         const std::size_t written = medium_->Write(Bytes(bytes).first(count));
-        stats_.bytes_sent += written;
+        work_.stats.bytes_sent += written;
         if (unplug_ && !outgoing_.front().is_request) {
             unplug_->sent_bytes_left -= written;
             if (unplug_->sent_bytes_left == 0) {
@@ -254,21 +259,21 @@ void Worker::Flush(TimePoint now)
 
 bool Worker::Reads(TimePoint now) const
 {
-    return !faults_.Active(Fault::kStopReading) && stalled_until_ <= now;
+    return !work_.faults.Active(Fault::kStopReading) && stalled_until_ <= now;
 }
 
 void Worker::TakeInput(TimePoint now)
 {
-    medium_->SetDeaf(faults_.Active(Fault::kDeaf).has_value());
+    medium_->SetDeaf(work_.faults.Active(Fault::kDeaf).has_value());
     medium_->NoteEvents();
     while (medium_ && Reads(now)) {
         input_.clear();
         const std::size_t count = medium_->Read(input_, kReadBytes);
         if (count == 0)
             break;
-        stats_.bytes_received += count;
+        work_.stats.bytes_received += count;
         now = Clock::now();
-        framer_.Feed(input_, now);
+        work_.framer.Feed(input_, now);
         TakeFrames(now);
     }
     if (medium_ && stalled_until_ <= now)
@@ -286,19 +291,19 @@ std::optional<TimePoint> Worker::Deadline(TimePoint now) const
         at(replug_at_);
     if (!medium_)
         return next;
-    if (!faults_.Active(Fault::kStopAsking) || !player_.WantsRequest(now))
-        at(player_.Deadline());
+    if (!work_.faults.Active(Fault::kStopAsking) || !work_.player.WantsRequest(now))
+        at(work_.player.Deadline());
     else
         at(now + kLookAgain);
     if (stalled_until_ > now)
         at(stalled_until_);
     else
-        at(framer_.Deadline());
+        at(work_.framer.Deadline());
     if (!outgoing_.empty() && !write_blocked_)
         at(std::max(outgoing_.front().due, stalled_until_));
-    if (faults_.Active(Fault::kFlood))
+    if (work_.faults.Active(Fault::kFlood))
         at(std::max(next_flood_, now + kFloodTick));
-    const bool blind = faults_.Active(Fault::kStopReading) && write_blocked_;
+    const bool blind = work_.faults.Active(Fault::kStopReading) && write_blocked_;
     if (medium_->MustLookAgain() || blind)
         at(now + kLookAgain);
     return next;
@@ -325,11 +330,10 @@ void Worker::WaitForSomething()
     (void)!::read(wake_.Get(), &count, sizeof count);
 }
 
-void Worker::StartCapture(std::size_t samples)
+void Worker::WaitForChange(TimePoint until) const
 {
-    captured_.clear();
-    captured_.reserve(samples);
-    capture_left_ = samples;
+    std::unique_lock lock(mutex_);
+    changed_.wait_until(lock, until);
 }
 
 } // namespace zeka::sim

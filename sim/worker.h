@@ -2,52 +2,66 @@
 // rounds of the thread, answer.cpp what happens to a command and its reply, faults included.
 #pragma once
 
-#include "sim/instrument.h"
 #include "sim/node.h"
+#include "sim/records.h"
 #include "sim/terminal.h"
 
+#include <condition_variable>
 #include <deque>
 #include <exception>
+#include <mutex>
+#include <optional>
 #include <poll.h>
 #include <thread>
+#include <utility>
 
 namespace zeka::sim {
+
+/// What the instrument is at this moment: the thread changes it, every other thread may look at it and set
+/// it up. The worker hands it out under its mutex alone.
+struct Workpiece {
+    explicit Workpiece(const InstrumentConfig& config);
+
+    Firmware firmware;
+    Player player;
+    Framer framer;
+    FaultBoard faults;
+    std::deque<CommandRecord> commands;
+    InstrumentStats stats;
+    SampleConsumer consumer;
+    std::vector<Sample> captured;
+    std::size_t capture_left = 0;
+};
 
 class Worker {
 public:
     explicit Worker(const InstrumentConfig& config);
     ~Worker();
 
-    /// Runs `task` on the thread and waits for it; hands on what it throws.
-    void Do(std::function<void()> task);
-    void Wake() const;
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
 
-    template <class Function> auto Locked(Function&& function) const
+    /// Runs `task` on the thread, under the mutex, and waits for it; hands on what it throws.
+    void Do(std::function<void()> task);
+    /// Ends the thread's wait: something that it works on was changed.
+    void Wake() const;
+    /// Calls `function` with the workpiece under the mutex. References to it must not outlive the call.
+    template <class Function> auto Locked(Function&& function)
     {
         const std::lock_guard lock(mutex_);
-        return function();
+        return std::forward<Function>(function)(work_);
     }
+    /// Waits until something has happened, not beyond that time.
+    void WaitForChange(TimePoint until) const;
 
+    // Within a task of Do() or a function of Locked() only.
     void PowerUp(int port);
     void PowerDown(Removal how = Removal::kUnplug);
     /// The host has a node for the instrument; State() names it from then on.
     [[nodiscard]] bool HasNode();
     void SendRequest(TimePoint now);
     void Queue(Bytes bytes, TimePoint due, bool is_request = false);
-    void StartCapture(std::size_t samples);
-
-    // Guarded by mutex_.
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_; // something happened, see WaitFor
-    Firmware firmware_;
-    Player player_;
-    Framer framer_;
-    FaultBoard faults_;
-    std::deque<CommandRecord> commands_;
-    InstrumentStats stats_;
-    Instrument::Consumer consumer_;
-    std::vector<Sample> captured_;
-    std::size_t capture_left_ = 0;
+    Workpiece& Work() { return work_; }
 
 private:
     struct Outgoing {
@@ -92,7 +106,11 @@ private:
     const bool keeps_power_;
     const bool guard_node_;
 
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_; // something has happened
+
     // Guarded by mutex_.
+    Workpiece work_;
     std::deque<Task> tasks_;
     bool stop_ = false;
     std::unique_ptr<Medium> medium_;

@@ -1,64 +1,21 @@
 // main.cpp - zeka: one command for the bench. Parses the command line, runs the job that was chosen, and
 // turns whatever went wrong into one line and an exit status.
-#include "cli/context.h"
+#include "cli/commands/commands.h"
+#include "cli/shell/options.h"
 #include "formats/file_error.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <iostream>
-#include <memory>
 #include <sstream>
 #include <unistd.h>
 
 namespace zeka::cli {
-
-std::function<std::string(const std::string&)> Within(double low, double high, const std::string& unit)
-{
-    return [=](const std::string& text) -> std::string {
-        double number = 0.0; // not a number is outside every range
-        if (CLI::detail::lexical_cast(text, number) && number >= low && number <= high)
-            return {};
-        return fmt::format("{} is not within {} to {} {}", text, low, high, unit);
-    };
-}
-
-CLI::Validator OneOf(const std::vector<std::string>& words)
-{
-    const auto check = [=](const std::string& text) -> std::string {
-        if (std::ranges::find(words, text) != words.end())
-            return {};
-        return fmt::format("{} is not one of {}", text, fmt::join(words, ", "));
-    };
-    return {check, "", fmt::format("{}", fmt::join(words, " "))};
-}
-
-void WriteFile(const std::string& path, std::string_view text)
-{
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "w"), &std::fclose);
-    const bool written = file != nullptr &&
-                         std::fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
-                         std::fflush(file.get()) == 0;
-    if (!written)
-        throw Failure(
-            errno == EACCES ? Exit::kPermission : Exit::kCheckFailed,
-            fmt::format("cannot write {}: {}; name another file with --output", path, std::strerror(errno)));
-}
-
-void AddCommonOptions(CLI::App& command, Context& context)
-{
-    constexpr const char* kGroup = "Output";
-    command.add_flag("--json", context.console.json, "the result as JSON")->group(kGroup);
-    CLI::Option* quiet =
-        command.add_flag("-q,--quiet", context.console.quiet, "nothing on stderr but errors")->group(kGroup);
-    command.add_flag("-v,--verbose", context.console.verbose, "more on stderr")
-        ->group(kGroup)
-        ->excludes(quiet);
-}
 
 namespace {
 
@@ -148,23 +105,24 @@ int Run(int argc, char** argv)
     app.require_subcommand(1);
     app.set_version_flag("--version", "zeka " ZEKA_CLI_VERSION);
     app.footer(kFooter);
-    AddPlay(app, context);
-    AddPlot(app, context);
-    AddSweep(app, context);
-    AddFile(app, context);
-    AddRecord(app, context);
-    AddUpload(app, context);
-    AddSave(app, context);
-    AddDefault(app, context);
-    AddWaveforms(app, context);
-    AddList(app, context);
-    AddInfo(app, context);
-    AddSet(app, context);
-    AddDoctor(app, context);
-    AddSim(app, context);
-    AddBench(app, context);
-    AddCompletion(app, context);
-    AddMan(app, context);
+    const Command command(app);
+    AddPlay(command, context);
+    AddPlot(command, context);
+    AddSweep(command, context);
+    AddFile(command, context);
+    AddRecord(command, context);
+    AddUpload(command, context);
+    AddSave(command, context);
+    AddDefault(command, context);
+    AddWaveforms(command, context);
+    AddList(command, context);
+    AddInfo(command, context);
+    AddSet(command, context);
+    AddDoctor(command, context);
+    AddSim(command, context);
+    AddBench(command, context);
+    AddCompletion(command, context);
+    AddMan(command, context);
     try {
         return Parse(app, argc, argv, context);
     } catch (const Failure& failure) {

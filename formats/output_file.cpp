@@ -56,4 +56,11 @@ void OutputFile::Close()
         Fail();
 }
 
+void WriteFile(const std::string& path, std::string_view text)
+{
+    OutputFile file(path);
+    file.Write(text);
+    file.Close();
+}
+
 } // namespace zeka::formats

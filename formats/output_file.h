@@ -38,4 +38,7 @@ private:
     std::unique_ptr<std::FILE, Closer> file_;
 };
 
+/// Writes a whole file at once. Throws FileError.
+void WriteFile(const std::string& path, std::string_view text);
+
 } // namespace zeka::formats

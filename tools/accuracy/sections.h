@@ -1,8 +1,8 @@
 // sections.h - the chapters of the report. Each plays what it measures and leaves the output off.
 #pragma once
 
-#include "tools/accuracy/bench.h"
-#include "tools/accuracy/figures.h"
+#include "tools/bench/bench.h"
+#include "tools/bench/figures.h"
 
 namespace zeka::accuracy {
 

@@ -2,7 +2,7 @@
 // none, is played into the virtual instrument and drawn as it was received.
 #include "tools/waveforms/families.h"
 
-#include "tools/accuracy/bench.h"
+#include "tools/bench/bench.h"
 #include "tools/waveforms/canvas.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // control_block_test.cpp - the command's own exchange with the instrument: what it makes of the block, of
 // what stands ahead of it, and of an instrument that does not answer.
-#include "cli/control_block.h"
-#include "cli/failure.h"
+#include "cli/instrument/control_block.h"
+#include "cli/shell/failure.h"
 #include "support/fixture.h"
 #include "support/signal_storm.h"
 #include "support/socket_pair.h"

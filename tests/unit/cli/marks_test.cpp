@@ -1,5 +1,5 @@
 // marks_test.cpp - marks are found where they were put, however the samples come in pieces.
-#include "cli/mark_finder.h"
+#include "cli/marks/mark_finder.h"
 #include "formats/writers.h"
 
 #include <algorithm>

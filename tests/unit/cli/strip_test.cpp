@@ -1,7 +1,7 @@
 // strip_test.cpp - the geometry of a strip: everything lies on its page, and the line is the signal.
-#include "cli/failure.h"
-#include "cli/strip_layout.h"
-#include "cli/strip_trace.h"
+#include "cli/shell/failure.h"
+#include "cli/strip/layout.h"
+#include "cli/strip/trace.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,0 +1,26 @@
+// fault_options.h - how the virtual instrument is to misbehave, from the command line: --fault and --seed.
+#pragma once
+
+#include "cli/shell/context.h"
+#include "sim/faults.h"
+
+#include <cstdint>
+
+namespace zeka::cli {
+
+class Command;
+
+struct FaultOptions {
+    std::vector<std::string> faults; // NAME[:VALUE][@N]
+    std::uint32_t seed = 1;
+};
+
+void AddFaultOptions(const Command& command, FaultOptions& options);
+
+/// All names with a line of explanation each, for --help.
+std::string FaultHelp();
+
+/// `port`: where an instrument that was unplugged comes back. Throws Failure(kUsage).
+std::vector<sim::FaultRule> FaultRules(const FaultOptions& options, int port);
+
+} // namespace zeka::cli

@@ -1,0 +1,39 @@
+// comparison.h - what was asked for beside what the virtual instrument measured at its outputs. The asked
+// values come from the settings and from what each function is known to draw, never from the library's
+// output.
+#pragma once
+
+#include "cli/playing/stream.h"
+#include "cli/signal/signal_options.h"
+
+namespace zeka::cli {
+
+struct Row {
+    std::string name;
+    std::string unit;
+    std::optional<double> asked;     // empty: measured only
+    std::optional<double> measured;  // empty: not seen
+    std::optional<double> tolerance; // empty: for information
+
+    [[nodiscard]] bool Failed() const;
+};
+
+/// Samples that the instrument played, and what the stream was like.
+struct Observation {
+    PlayedSignal::Window window;
+    std::optional<sim::StreamStats> stats;                      // empty: nothing was streamed
+    double sample_rate = static_cast<double>(sim::kSampleRate); // per second
+    double period_error_s = 0.0; // by which each period may be too long or too short by design
+};
+
+std::vector<Row> Compare(const SignalOptions& options, const Selection& selection, const Observation& seen);
+
+/// What the stream was like, as the last rows of a comparison.
+void AddStream(const Observation& seen, std::vector<Row>& rows);
+
+/// A table for people; `console` says whether it may be coloured.
+std::string TableOf(const std::vector<Row>& rows, const Console& console);
+JsonValue ToJson(const std::vector<Row>& rows);
+bool AnyFailed(const std::vector<Row>& rows);
+
+} // namespace zeka::cli

@@ -1,0 +1,22 @@
+// context.h - what main() hands to the subcommands and gets back: the console, the words of the command line,
+// and the job that was chosen.
+#pragma once
+
+#include "cli/shell/console.h"
+#include "cli/shell/failure.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace zeka::cli {
+
+struct Context {
+    Console console;
+    char** argv = nullptr;            // as main() got them: a private world is entered by running them again
+    std::vector<std::string> program; // the words behind "--"
+    bool has_program = false;
+    std::function<Exit()> job; // set by the subcommand that was named
+};
+
+} // namespace zeka::cli

@@ -1,0 +1,17 @@
+// file.h - a strip as the bytes of a PDF, SVG or PNG file. Its millimetres are those of the paper: in
+// the PDF and SVG by their units, in the PNG by the resolution that stands in it.
+#pragma once
+
+#include "cli/strip/drawing.h"
+
+namespace zeka::cli {
+
+enum class StripFormat { kPdf, kSvg, kPng };
+
+/// By the ending of the name. Throws Failure(kUsage) when it is another one.
+StripFormat StripFormatOf(const std::string& path);
+
+/// Throws Failure when there are more pages than the format has, or more pixels than a picture may have.
+std::string FileOf(const StripDrawing& drawing, StripFormat format, double dpi);
+
+} // namespace zeka::cli

@@ -91,6 +91,34 @@ extern "C" {
 
 /* ------------------------------------------------------------------------------------- types */
 
+/** The output functions, for ZEKASetOutputFunction. Every other number plays 0.0 mV. */
+enum {
+    ZEKA_FUNCTION_NONE = 0,                  /**< nothing: the stream stops */
+    ZEKA_FUNCTION_SINE = 1,                  /**< sine */
+    ZEKA_FUNCTION_TRIANGLE = 2,              /**< triangle */
+    ZEKA_FUNCTION_SQUARE = 3,                /**< square */
+    ZEKA_FUNCTION_RECTANGULAR_PULSE = 4,     /**< rectangular pulse */
+    ZEKA_FUNCTION_TRIANGULAR_PULSE = 5,      /**< triangular pulse */
+    ZEKA_FUNCTION_EXPONENTIAL = 6,           /**< exponential decay */
+    ZEKA_FUNCTION_FIXED_ECG = 7,             /**< ECG, fixed timing */
+    ZEKA_FUNCTION_ADJUSTABLE_ECG = 8,        /**< ECG, adjustable timing */
+    ZEKA_FUNCTION_IEC60601_2_27 = 9,         /**< IEC 60601-2-27 test waveform */
+    ZEKA_FUNCTION_IEC60601_2_51 = 10,        /**< IEC 60601-2-51 test waveform */
+    ZEKA_FUNCTION_BIPHASIC_EXPONENTIAL = 13, /**< biphasic exponential pulse, 1 Hz */
+    ZEKA_FUNCTION_RECORDING = 14,            /**< loaded ECG recording */
+    ZEKA_FUNCTION_INPUT_DYNAMIC_RANGE = 15,  /**< input dynamic range test */
+    ZEKA_FUNCTION_IEC60601_2_47 = 16,        /**< IEC 60601-2-47 pattern */
+    ZEKA_FUNCTION_ANE20000 = 17,             /**< ANE20000 waveform */
+    ZEKA_FUNCTION_RAW_DATA = 18              /**< raw data with a DC channel of its own */
+};
+
+/** Results of the setters. Calls with results of their own say so. */
+enum {
+    ZEKA_OK = 0,           /**< done */
+    ZEKA_NO_ANSWER = -1,   /**< no instrument open, or it sent no request for 3000 ms while streaming */
+    ZEKA_OUT_OF_RANGE = -2 /**< an argument outside its range, or a command that was not confirmed */
+};
+
 /** Lead selection of an output channel: 0, the state after connecting, or any other value. */
 typedef int OutputLead;
 

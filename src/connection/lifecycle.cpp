@@ -280,7 +280,7 @@ void ZEKAFree(void)
     if (!InOwnProcess())
         return;
     const CutRomWaitShort at_once; // a store that is being waited for holds the lock
-    (void)ZEKASetOutputFunction(0);
+    (void)ZEKASetOutputFunction(ZEKA_FUNCTION_NONE);
     std::uint64_t run = 0;
     {
         const CAutoCriticalSection lock(g_CriticalSection);

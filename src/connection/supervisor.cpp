@@ -145,7 +145,7 @@ void StopStream()
     const CAutoCriticalSection lock(g_CriticalSection);
     if (!Peek(g_bECGGoing))
         return;
-    Publish(g_MainOutput, 0);
+    Publish(g_MainOutput, ZEKA_FUNCTION_NONE);
     _Change();
     SetRelays(false);
 }

@@ -63,7 +63,7 @@ std::uint8_t DcSourceOf(int channel) ZEKA_NEEDS_LOCK
 
 } // namespace
 
-void HoldOutputOff() { output_held_off = g_MainOutput != 0; }
+void HoldOutputOff() { output_held_off = g_MainOutput != ZEKA_FUNCTION_NONE; }
 void ReleaseOutput() { output_held_off = false; }
 
 } // namespace zeka
@@ -71,7 +71,7 @@ void ReleaseOutput() { output_held_off = false; }
 void SetRelays(bool /*unused*/)
 {
     using namespace zeka;
-    const bool selected = g_MainOutput != 0 && !output_held_off;
+    const bool selected = g_MainOutput != ZEKA_FUNCTION_NONE && !output_held_off;
     const auto rate = static_cast<unsigned>(g_nSampleRate);
     (void)ChangeControlBlock([selected, rate](Block& block) {
         block[cb::kOutputStateAt] = selected ? cb::kFunctionSelected : cb::kNoFunction;

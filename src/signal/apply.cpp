@@ -9,10 +9,12 @@
 #include "device/output_stage.h"
 #include "signal/ecg.h"
 #include "signal/frame.h"
+#include "signal/functions.h"
 #include "signal/notify.h"
 #include "signal/pacing.h"
+#include "signal/staircase.h"
 #include "signal/standard_waveforms.h"
-#include "signal/test_modes.h"
+#include "signal/sweep.h"
 #include "stream/sample_stream.h"
 #include "zeka/zeka.h"
 
@@ -24,7 +26,6 @@ constexpr double kEcgAmplitudeLimitMv = 5.0;
 constexpr double kHeadroomMv = 5.0; // sine and main signal of the dynamic range test stay within this
 constexpr double kBeforePeriodEndS = 0.0004; // a waiting change lands this close before the end of the period
 constexpr double kApplyAtOnceBelowHz = 0.15; // nobody waits ten seconds for a change
-constexpr double kInputRangeStartMv = -300.0; // where the DC sweep of function 15 begins
 
 bool change_in_progress ZEKA_LOCKED = false;
 
@@ -37,23 +38,6 @@ public:
     InProgress(const InProgress&) = delete;
     InProgress& operator=(const InProgress&) = delete;
 };
-
-constexpr bool IsEcg(int function) { return function == 7 || function == 8; }
-
-constexpr double FrequencyCapHz(int function)
-{
-    switch (function) {
-    case 4:
-    case 5:
-    case 6:
-        return 5.0; // one pulse per period has to fit
-    case 7:
-    case 8:
-        return 6.0; // 360 beats per minute
-    default:
-        return 500.0;
-    }
-}
 
 void StopStream() ZEKA_NEEDS_LOCK
 {
@@ -76,25 +60,24 @@ void CapFrequency(double cap_hz) ZEKA_NEEDS_LOCK
 }
 
 /// Length of one pass through what the function plays, s.
-double PeriodOf(int function) ZEKA_NEEDS_LOCK
+double LengthOf(zeka::Pass pass) ZEKA_NEEDS_LOCK
 {
     const double of_frequency = 1.0 / g_F;
-    switch (function) {
-    case 9:
-        return zeka::Wave227Period(of_frequency);
-    case 10:
-    case 17:
+    switch (pass) {
+    case zeka::Pass::kSecond:
         return 1.0;
-    case 16:
+    case zeka::Pass::kMinute:
         return 60.0;
-    case 14:
-    case 18:
+    case zeka::Pass::kOfWaveform:
+        return zeka::Wave227Period(of_frequency);
+    case zeka::Pass::kOfRecording:
         // Nothing loaded: silence, cut into periods all the same, so that a change that waits for an end sees
         // one.
         return ECGFileSize > 0 && ECGFileFreq > 0.0 ? ECGFileSize / ECGFileFreq : of_frequency;
-    default:
-        return of_frequency;
+    case zeka::Pass::kOfFrequency:
+        break;
     }
+    return of_frequency;
 }
 
 /// Leaves room for the sine that the dynamic range test adds; the application sees the amplitude that is
@@ -109,26 +92,25 @@ void KeepHeadroom() ZEKA_NEEDS_LOCK
 
 void DeriveWorkingValues() ZEKA_NEEDS_LOCK
 {
-    if (g_MainOutput != 18)
+    const zeka::OutputFunction& function = zeka::RowOf(g_MainOutput);
+    if (function.number != ZEKA_FUNCTION_RAW_DATA)
         g_bRawVariableDC = false;
-    if (g_MainOutput == 13) {
+    if (function.number == ZEKA_FUNCTION_BIPHASIC_EXPONENTIAL) {
         Publish(g_F, 1.0);
         g_PulseWidth = 50.0;
     }
     s_A = g_Amplitude / 2.0;
-    if (IsEcg(g_MainOutput))
+    if (function.kind == zeka::Kind::kEcg)
         s_A = std::clamp(2.0 * s_A, -kEcgAmplitudeLimitMv, kEcgAmplitudeLimitMv);
-    CapFrequency(FrequencyCapHz(g_MainOutput));
+    CapFrequency(function.cap_hz);
     s_MainsNoiseAmplitude = 0.5 * g_MainsNoiseAmp;
-    g_fTimePeriod = PeriodOf(g_MainOutput);
+    g_fTimePeriod = LengthOf(function.pass);
     KeepHeadroom();
     s_PW = g_PulseWidth / 1000.0;
     _CheckECGTime();
     zeka::DerivePacing();
-    if (g_MainOutput == 15) {
-        s_InputDynamicRangeDC = kInputRangeStartMv;
-        s_InputDynamicRangeAC = 0.0;
-    }
+    if (function.kind == zeka::Kind::kStaircase)
+        zeka::RestartStaircase();
 }
 
 /// A start whose first burst is not sent, because a callback of it ended its thread, is none: the instrument
@@ -169,7 +151,7 @@ void StartStream() ZEKA_NEEDS_LOCK
 void ApplyOnce() ZEKA_NEEDS_LOCK
 {
     const InProgress mark;
-    if (g_MainOutput == 0) {
+    if (g_MainOutput == ZEKA_FUNCTION_NONE) {
         if (g_bECGGoing)
             StopStream();
     } else {
@@ -186,18 +168,18 @@ void _Change()
 {
     if (change_in_progress) {
         // Asked for by a callback of the first burst: what it stored is derived at the end of the period.
-        if (g_bECGGoing && g_MainOutput != 0)
+        if (g_bECGGoing && g_MainOutput != ZEKA_FUNCTION_NONE)
             s_ChangeOnNextCycle = true;
         return;
     }
     ApplyOnce();
-    if (g_MainOutput == 0 && g_bECGGoing)
+    if (g_MainOutput == ZEKA_FUNCTION_NONE && g_bECGGoing)
         ApplyOnce(); // a callback selected "none" while the step ran: the stream must not go on
 }
 
 void _ChangeRequested()
 {
-    if (g_bECGGoing && g_MainOutput != 0)
+    if (g_bECGGoing && g_MainOutput != ZEKA_FUNCTION_NONE)
         s_ChangeOnNextCycle = true;
     else
         _Change();

@@ -1,8 +1,11 @@
-// ecg.h (signal) - the synthetic ECG of functions 7 and 8: time points of the beat and its voltage.
+// ecg.h (signal) - the synthetic ECGs: straight-line QRS, half-sine P and T, flat ST level, and what is added
+// to them. Drawn once for both pens (what a pen offers: signal/shapes.h). Under g_CriticalSection.
 #pragma once
 
 #include <cmath>
 
+#include "signal/functions.h"
+#include "signal/mains_noise.h"
 #include "signal/state.h"
 
 /// Recomputes the time points of the beat from the parameters, fitting them into short beats.
@@ -10,71 +13,101 @@ void _CheckECGTime() ZEKA_NEEDS_LOCK;
 
 namespace zeka {
 
-/// Functions 7 and 8 at time t (s) within the period, everything added and limited, mV.
+/// Both ECGs at time t (s) within the period, everything added and limited, mV.
 double EcgVoltage(double t) ZEKA_NEEDS_LOCK;
 
-// The rows of a beat, each drawn between its two time points; t in s from the start of the beat, a the R
-// scale in mV. The plain road picks the row of one sample, the fast road draws a row for a stretch of
-// samples: one formula for both.
+inline constexpr double kFixedQrsOnsetS = 0.01; // of every function but the adjustable ECG
 
 /// The QRS complex, the same in both functions: up to R, down to S.
-namespace qrs {
 inline constexpr double kRHeight = 0.875; // of the R scale
 inline constexpr double kSDepth = 0.125;
 
-inline double Rise(double t, double a, double onset, double r_peak)
-{
-    return kRHeight * a * (t - onset) / (r_peak - onset);
-}
-inline double Fall(double t, double a, double r_peak, double s_trough)
-{
-    return a * (kRHeight - (t - r_peak) / (s_trough - r_peak));
-}
-/// From the S trough back to the line (function 7).
-inline double Return(double t, double a, double s_trough, double end)
-{
-    return a * (kSDepth * (t - s_trough) / (end - s_trough) - kSDepth);
-}
-/// From the S trough to the ST level (function 8).
-inline double ReturnToSt(double t, double a, double s_trough, double j_point, double st)
-{
-    return (t - s_trough) * (a / 8.0 + st) / (j_point - s_trough) - a / 8.0;
-}
-} // namespace qrs
+// Formulas of the beats: t in s from the start of the beat, a the R scale in mV.
 
-namespace fixed_beat { // function 7
-inline constexpr double kOnsetS = 0.01;
-
-inline double TWave(double t, double start, double height)
+template <typename Pen> bool DrawRAndS(Pen& pen, double onset, double r_peak, double s_trough)
 {
-    return height * std::sin(kTwoPi * (t - start) / 0.36);
+    return pen.Until(r_peak,
+                     [=](double t, double a) { return kRHeight * a * (t - onset) / (r_peak - onset); }) ||
+           pen.Until(s_trough,
+                     [=](double t, double a) { return a * (kRHeight - (t - r_peak) / (s_trough - r_peak)); });
 }
-} // namespace fixed_beat
 
-namespace adjustable_beat { // function 8
-inline constexpr double kStRiseEndsBeforeS =
-    0.09; // the T wave leaves the ST level for good this far before its end
+template <typename Pen> void DrawFixedBeat(Pen& pen) ZEKA_NEEDS_LOCK
+{
+    constexpr double kTWavePeriodS = 0.36;
+    const double s_trough = s_t2, qrs_end = s_t3, t_start = s_t4, t_mv = g_CusT;
+    const auto line = [](double, double) { return 0.0; };
+    const auto back_to_line = [=](double t, double a) {
+        return a * (kSDepth * (t - s_trough) / (qrs_end - s_trough) - kSDepth);
+    };
+    const auto t_wave = [=](double t, double) {
+        return t_mv * std::sin(kTwoPi * (t - t_start) / kTWavePeriodS);
+    };
 
-inline double PWave(double t, double duration_ms, double height)
-{
-    return height * std::sin(kTwoPi * t / (0.002 * duration_ms));
+    pen.Until(kFixedQrsOnsetS, line) ||                    //
+        DrawRAndS(pen, kFixedQrsOnsetS, s_t1, s_trough) || //
+        pen.Until(qrs_end, back_to_line) ||                //
+        pen.Until(t_start, line) ||                        //
+        pen.Until(s_t5, t_wave) ||                         //
+        pen.ToTheEnd(line);
 }
-/// The T wave's half sine, without its height.
-inline double THalfSine(double t, double start, double end)
-{
-    return std::sin(kTwoPi * (t - start) / (2.0 * (end - start)));
-}
-} // namespace adjustable_beat
 
-/// Slow triangle of the drift test on top of v; x is the time within its wave length.
-inline double DriftRising(double v, double x, double slope) { return v + slope * x; }
-inline double DriftFalling(double v, double x, double slope, double amplitude)
+/// Each piece begins where the one before ended: a P wave longer than the PR interval is drawn to its end,
+/// and intervals of negative length are not drawn at all. So no formula divides by a length unless there is
+/// one.
+template <typename Pen> void DrawAdjustableBeat(Pen& pen) ZEKA_NEEDS_LOCK
 {
-    return v - slope * x + amplitude;
+    constexpr double kStRiseEndsBeforeS =
+        0.09; // the T wave leaves the ST level for good this far before its end
+    const double onset = s_Cus_t2, s_trough = s_Cus_t4, j_point = s_Cus_t5, t_start = s_Cus_t6,
+                 t_end = s_Cus_t7;
+    const double p_ms = g_PDuration, p_mv = g_CusP, st_mv = g_CusST, t_mv = g_CusT;
+    const auto line = [](double, double) { return 0.0; };
+    const auto p_wave = [=](double t, double) { return p_mv * std::sin(kTwoPi * t / (0.002 * p_ms)); };
+    const auto to_st_level = [=](double t, double a) {
+        return (t - s_trough) * (a / 8.0 + st_mv) / (j_point - s_trough) - a / 8.0;
+    };
+    const auto st_level = [=](double, double) { return st_mv; };
+    const auto half_sine = [=](double t) {
+        return std::sin(kTwoPi * (t - t_start) / (2.0 * (t_end - t_start)));
+    };
+    const auto t_wave_from_st = [=](double t, double) { return st_mv + (t_mv - st_mv) * half_sine(t); };
+    const auto t_wave = [=](double t, double) { return t_mv * half_sine(t); };
+
+    (p_ms > 0.0 && pen.Until(s_Cus_t1, p_wave)) || // without a P wave, rounding may still put t just below 0
+        pen.Until(onset, line) || DrawRAndS(pen, onset, s_Cus_t3, s_trough) ||
+        pen.Until(j_point, to_st_level) || pen.Until(t_start, st_level) ||
+        (st_mv != 0.0 && pen.Until(t_end - kStRiseEndsBeforeS, t_wave_from_st)) || pen.Until(t_end, t_wave) ||
+        pen.ToTheEnd(line);
 }
-inline double DriftReturning(double v, double x, double slope, double amplitude)
+
+/// Slow triangle of the drift test on top of v; x is the time within its wave length: 0, +amplitude/2,
+/// -amplitude/2, 0.
+template <typename Pen> void AddDrift(Pen& pen) ZEKA_NEEDS_LOCK
 {
-    return v + slope * x - 2.0 * amplitude;
+    const double slope = g_AAMIDriftTestSlope, amplitude = g_AAMIDriftTestAmp;
+    const double top = g_AAMIDriftTestWaveLenQuad, bottom = g_AAMIDriftTestWaveLenQuad3;
+    pen.AlongWave(g_AAMIDriftTestWaveLen, [=](auto& wave) {
+        wave.Until(top, [=](double v, double x) { return v + slope * x; }) ||
+            wave.Until(bottom, [=](double v, double x) { return v - slope * x + amplitude; }) ||
+            wave.ToTheEnd([=](double v, double x) { return v + slope * x - 2.0 * amplitude; });
+    });
+}
+
+/// A beat with breathing on its baseline, mains noise and drift, limited. The pen knows the R scale and the
+/// breathing of each sample.
+template <typename Pen> void DrawEcg(int function, Pen& pen) ZEKA_NEEDS_LOCK
+{
+    if (function == ZEKA_FUNCTION_FIXED_ECG)
+        DrawFixedBeat(pen);
+    else
+        DrawAdjustableBeat(pen);
+    if (s_BaselineModV != 0.0)
+        pen.AddBreath(s_BaselineModV);
+    AddMainsNoise(pen);
+    if (g_AAMIDriftTest)
+        AddDrift(pen);
+    pen.Limit(g_fVoltageRange);
 }
 
 } // namespace zeka

@@ -6,8 +6,3 @@
 /// Main output voltage in mV at time t (s, 0 <= t < g_fTimePeriod) within the period; 0.0 for a number that
 /// is no function. Called for every sample; allocates nothing, blocks nowhere.
 double _GetMainFunctionVoltage(double t) ZEKA_NEEDS_LOCK;
-
-namespace zeka {
-/// Mains noise at the current stream time, mV: nothing, a 50 or 60 Hz sine, or a fresh random value.
-double MainsNoise() ZEKA_NEEDS_LOCK;
-} // namespace zeka

@@ -15,7 +15,7 @@ constexpr unsigned kSettleMs = 100; // the output stage needs this after a switc
 
 int ZEKASetOutputFunction(int function)
 {
-    if (function == 16)
+    if (function == ZEKA_FUNCTION_IEC60601_2_47)
         zeka::PreparePattern247(); // up to 3.6 million samples: before the lock, or a burst would come late
     const zeka::SetterFrame frame;
     if (!frame.Ready())
@@ -27,7 +27,7 @@ int ZEKASetOutputFunction(int function)
         zeka::DropStaleInput(); // a request from an earlier stream would get a burst that nobody waits for
     zeka::ReleaseOutput();
     SetRelays(false);
-    if (function == 13)
+    if (function == ZEKA_FUNCTION_BIPHASIC_EXPONENTIAL)
         _Change(); // it forces frequency and width, which must not wait for the old period
     else
         _ChangeRequested();

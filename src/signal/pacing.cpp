@@ -13,25 +13,22 @@
 #include <cmath>
 #include <cstddef>
 
+#include "signal/ecg.h"
 #include "signal/numeric.h"
-#include "signal/test_modes.h"
+#include "signal/staircase.h"
 
 namespace zeka {
 namespace {
 
-constexpr double kNearMarkS = 0.000105;  // a pulse starts on the first sample this near to a mark
-constexpr double kRearmS = 0.01;         // its trigger arms again this long after the mark
-constexpr double kWholeSlack = 1e-6;     // periods: rounding may leave a mark just below a whole number
-constexpr double kFixedQrsOnsetS = 0.01; // QRS onset of every function but the adjustable ECG
-constexpr double kSecondPulse1S = 0.15;  // pulse mode 1
-constexpr double kSecondPulse2S = 0.25;  // pulse mode 2
-constexpr double kSlowestSyncS = 6.0;    // periods outside 10 .. 360 per minute are not followed
+constexpr double kNearMarkS = 0.000105; // a pulse starts on the first sample this near to a mark
+constexpr double kRearmS = 0.01;        // its trigger arms again this long after the mark
+constexpr double kWholeSlack = 1e-6;    // periods: rounding may leave a mark just below a whole number
+constexpr double kSecondPulse1S = 0.15; // pulse mode 1
+constexpr double kSecondPulse2S = 0.25; // pulse mode 2
+constexpr double kSlowestSyncS = 6.0;   // periods outside 10 .. 360 per minute are not followed
 constexpr double kFastestSyncS = 1.0 / 6.0;
 constexpr double kTriangleDelayS = 0.01;
-constexpr double kOverloadDcMv = -500.0;
 constexpr int kNoPulseYet = 1000;
-constexpr int kAdjustableEcg = 8;
-constexpr int kInputDynamicRange = 15;
 
 /// Time since the pacing clock's last mark, s; a hair below zero where the slack counts a mark as reached.
 /// While the shifted clock itself is below zero (a late QRS, at the start of a stream) it counts up to the
@@ -145,7 +142,7 @@ double PulseVoltage(double& acc) ZEKA_NEEDS_LOCK
 /// Shift of the pacing clock, s: what makes a pulse lead the QRS.
 double ClockOffset() ZEKA_NEEDS_LOCK
 {
-    return g_Pacing_leading - (g_MainOutput == kAdjustableEcg ? s_Cus_t2 : kFixedQrsOnsetS);
+    return g_Pacing_leading - (g_MainOutput == ZEKA_FUNCTION_ADJUSTABLE_ECG ? s_Cus_t2 : kFixedQrsOnsetS);
 }
 
 constinit QuietStretch quiet;
@@ -237,9 +234,5 @@ double _GetPacingV5(double& acc)
         }
         return zeka::PulseVoltage(acc);
     }
-    if (g_BaseLineOverload != 0)
-        return zeka::kOverloadDcMv;
-    if (g_MainOutput == zeka::kInputDynamicRange)
-        return zeka::InputDynamicRangeDc();
-    return static_cast<double>(g_DCSetting);
+    return zeka::UnpacedDc(zeka::StaircaseDc);
 }

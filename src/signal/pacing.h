@@ -4,6 +4,8 @@
 #include <span>
 
 #include "signal/state.h"
+#include "signal/test_modes.h"
+#include "zeka/zeka.h"
 
 /// DC-channel voltage (mV) of the current sample; adds the overshoot (mV) to acc. Called once per sample.
 double _GetPacingV5(double& acc) ZEKA_NEEDS_LOCK;
@@ -14,6 +16,14 @@ void _CheckIfPacingPulseNeeded(double offset, bool& latch) ZEKA_NEEDS_LOCK;
 namespace zeka {
 /// The pacing values that follow from the settings; part of the apply step, after the ECG timing.
 void DerivePacing() ZEKA_NEEDS_LOCK;
+
+/// DC voltage (mV) while nothing is paced; `staircase` says the level of the input dynamic range test.
+template <typename Staircase> double UnpacedDc(Staircase staircase) ZEKA_NEEDS_LOCK
+{
+    if (g_BaseLineOverload != 0)
+        return kOverloadDcMv;
+    return g_MainOutput == ZEKA_FUNCTION_INPUT_DYNAMIC_RANGE ? staircase() : static_cast<double>(g_DCSetting);
+}
 
 /// How many samples, the one at the current stream time included, are certain to start no pulse and to arm no
 /// trigger while the clock advances by one sample each and no setting changes; at most limit. 0 means "ask

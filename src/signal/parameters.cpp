@@ -4,6 +4,7 @@
 #include "device/output_stage.h"
 #include "signal/apply.h"
 #include "signal/frame.h"
+#include "signal/functions.h"
 #include "util/peek.h"
 #include "zeka/zeka.h"
 
@@ -40,7 +41,6 @@ constexpr Parameter kTDuration{&g_TDuration, {100.0, 900.0}, _ChangeRequested}; 
 
 constexpr Interval kAmplitudeMv{-10.0, 10.0};
 constexpr Interval kFrequencyHz{0.017, 500.0};
-constexpr double kPulseFrequencyLimitHz = 5.0; // functions 4 and 5; 6 is capped when it is applied
 constexpr Interval kPrIntervalMs{0.0, 200.0};
 constexpr double kShortestPDurationMs = 50.0;
 constexpr int kDcOffsetLimitMv = 1000;
@@ -71,6 +71,12 @@ void FitPDurationTo(double pr_interval) ZEKA_NEEDS_LOCK
         g_PDuration = pr_interval;
     else if (g_PDuration < kShortestPDurationMs)
         g_PDuration = kShortestPDurationMs;
+}
+
+/// The two pulses refuse a frequency above their cap; every other function lowers it when it is applied.
+constexpr bool IsCheckedAgainstItsCap(int function)
+{
+    return function == ZEKA_FUNCTION_RECTANGULAR_PULSE || function == ZEKA_FUNCTION_TRIANGULAR_PULSE;
 }
 
 /// Sends what the DC offset setters stored. The result does not matter: the value holds and goes with every
@@ -104,7 +110,7 @@ int ZEKASetFrequency(double hz)
         return kNoAnswer;
     if (!kFrequencyHz.Contains(hz))
         return kOutOfRange;
-    if ((g_MainOutput == 4 || g_MainOutput == 5) && hz > kPulseFrequencyLimitHz)
+    if (IsCheckedAgainstItsCap(g_MainOutput) && hz > zeka::RowOf(g_MainOutput).cap_hz)
         return kOutOfRange;
     if (s_FreqScanOn)
         return kFrequencyHeldBySweep;

@@ -25,7 +25,7 @@ void ResetHardware()
 
 void ResetMainSignal()
 {
-    Restore(ZEKAGetOutputFunction(), 0, ZEKASetOutputFunction);
+    Restore<int>(ZEKAGetOutputFunction(), ZEKA_FUNCTION_NONE, ZEKASetOutputFunction);
     Restore(ZEKAGetAmplitude(), 1.0, ZEKASetAmplitude);
     Restore(ZEKAGetFrequency(), 1.0, ZEKASetFrequency);
 }

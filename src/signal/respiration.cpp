@@ -25,17 +25,17 @@ double _solveRespireVoltage(double t)
     return 0.0;
 }
 
-double _solveRespireV()
+double zeka::BreathAt(double time)
 {
-    const double time = g_fOutputTime;
     if (s_OneApneaS == 0.0)
-        return _solveRespireVoltage(zeka::TimeInPeriod(time, s_OneRespireS));
-
-    const double m = zeka::TimeInPeriod(time, zeka::kMinuteS);
-    if (m >= zeka::kMinuteS - s_OneApneaS)
+        return _solveRespireVoltage(TimeInPeriod(time, s_OneRespireS));
+    const double in_minute = TimeInPeriod(time, kMinuteS);
+    if (in_minute >= kMinuteS - s_OneApneaS)
         return 0.0;
-    return _solveRespireVoltage(zeka::TimeInPeriod(m, s_OneRespireS));
+    return _solveRespireVoltage(TimeInPeriod(in_minute, s_OneRespireS));
 }
+
+double _solveRespireV() { return zeka::BreathAt(g_fOutputTime); }
 
 int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apneaSeconds, int baselinePercent,
                              int amplitudePercent, int ratePercent)
@@ -48,7 +48,7 @@ int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apneaSeconds, 
     if (breathsPerMinute == 0 || ratio == 0 || ratio == -1) {
         s_OneRespireS = s_ExhaleS = s_InhaleS = 0.0; // no such breath: the curve stays flat
     } else {
-        s_OneRespireS = 60.0 / breathsPerMinute;
+        s_OneRespireS = zeka::kMinuteS / breathsPerMinute;
         s_ExhaleS = s_OneRespireS * parts / (parts + 1);
         s_InhaleS = s_ExhaleS / parts;
     }

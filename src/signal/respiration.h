@@ -13,6 +13,10 @@ double _solveRespireVoltage(double t) ZEKA_NEEDS_LOCK;
 double _solveRespireV() ZEKA_NEEDS_LOCK;
 
 namespace zeka {
+/// The breathing curve at any stream time (s): breath after breath, and still at the end of each minute of
+/// apnea.
+double BreathAt(double time) ZEKA_NEEDS_LOCK;
+
 /// A half sine over one part of the breath. A part without length has no curve.
 inline double HalfSine(double t, double length)
 {

@@ -29,7 +29,6 @@ namespace {
 static_assert(std::size(ECG227) == pattern247::kBeatSamples);
 
 constexpr double kMicrovoltsPerMv = 1000.0;
-constexpr int kPatternFunction = 16;
 
 // The patterns' memory belongs to the library's image: nothing is mapped before a pattern is built, no
 // allocation can fail, and it ends exactly with the unloading, when no thread can play from it any more.
@@ -98,7 +97,7 @@ int SelectWaveform(int index)
         Publish(g_nSpecialWaveform, index);
         _Change();
     }
-    if (Peek(g_MainOutput) == kPatternFunction)
+    if (Peek(g_MainOutput) == ZEKA_FUNCTION_IEC60601_2_47)
         BuildPattern(index); // another thread selected the function meanwhile
     return 0;
 }
@@ -106,7 +105,7 @@ int SelectWaveform(int index)
 /// Selection through one of the two families that function 16 does not play.
 int SelectOtherWaveform(int index)
 {
-    if (Peek(g_MainOutput) == kPatternFunction)
+    if (Peek(g_MainOutput) == ZEKA_FUNCTION_IEC60601_2_47)
         BuildPattern(index);
     return SelectWaveform(index);
 }

@@ -2,7 +2,7 @@
 // state.h.
 #include "signal/state.h"
 
-#include "stream/sample_stream.h"
+#include "stream/end_of_playback.h"
 
 // the selected function and the stream
 constinit std::int32_t g_MainOutput = 0;

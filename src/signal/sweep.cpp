@@ -1,13 +1,15 @@
 // sweep.cpp - frequency sweeps of the sine and of the ECG: their start, their report once per burst and their
 // end. The sweep itself runs in the sample stream, which raises g_F by s_Fd after every sample and keeps the
 // phase.
+#include "signal/sweep.h"
+
 #include <cmath>
 
 #include "link/serial_link.h"
 #include "signal/apply.h"
 #include "signal/frame.h"
 #include "signal/notify.h"
-#include "signal/test_modes.h"
+#include "zeka/zeka.h"
 
 namespace zeka {
 namespace {
@@ -17,8 +19,6 @@ constexpr int kShortestS = 10, kLongestS = 180;
 constexpr int kStartOutOfRange = -2, kStopOutOfRange = -3, kDurationOutOfRange = -4;
 
 constexpr double kEcgStartHz = 0.05, kEcgStopHz = 0.5, kEcgDurationS = 30.0; // the ECG sweep has no settings
-
-constexpr int kNone = 0, kSine = 1, kEcg = 7; // output functions
 
 /// The library switches the function by itself, and says so.
 void Switch(int function) ZEKA_NEEDS_LOCK
@@ -44,7 +44,7 @@ int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz)
     if (frame.State() == zeka::FrameState::kBusy)
         return zeka::kNoAnswer;
     (void)ZEKASetOutputFunction(
-        zeka::kSine); // before any check: a sweep refused for its range still leaves a sine
+        ZEKA_FUNCTION_SINE); // before any check: a sweep refused for its range still leaves a sine
     if (!zeka::DeviceUsable())
         return zeka::kNoAnswer;
     if (!zeka::kSweepHz.Contains(startHz))
@@ -62,10 +62,10 @@ int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz)
         zeka::Publish(s_FreqScanOn, true);
         zeka::Publish(g_F, startHz);
         s_Fd = (stopHz - startHz) / seconds / g_nSampleRate;
-        zeka::Switch(zeka::kSine);
+        zeka::Switch(ZEKA_FUNCTION_SINE);
         _ChangeRequested();
-    } else if (g_MainOutput != zeka::kNone) {
-        zeka::Switch(zeka::kNone);
+    } else if (g_MainOutput != ZEKA_FUNCTION_NONE) {
+        zeka::Switch(ZEKA_FUNCTION_NONE);
         _ChangeRequested(); // stops the stream, and with it the sweep's flags
     }
     return zeka::kOk;
@@ -94,9 +94,9 @@ int SetFreqScanECG(bool on)
         zeka::Publish(s_FreqScanOn, true);
         zeka::Publish(g_F, zeka::kEcgStartHz);
         s_Fd = (zeka::kEcgStopHz - zeka::kEcgStartHz) / zeka::kEcgDurationS / g_nSampleRate;
-        zeka::Switch(zeka::kEcg);
+        zeka::Switch(ZEKA_FUNCTION_FIXED_ECG);
     } else {
-        zeka::Switch(zeka::kNone);
+        zeka::Switch(ZEKA_FUNCTION_NONE);
     }
     _ChangeRequested();
     return zeka::kOk;

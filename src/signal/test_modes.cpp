@@ -1,7 +1,6 @@
-// test_modes.cpp - dynamic-range test, mains noise, drift, baseline reset test and the DC staircase of
-// function 15. The setters take g_CriticalSection; only the dynamic-range test waits for a request as well,
-// the others exchange nothing while a function streams. What the tests add to a sample is computed by the
-// generators.
+// test_modes.cpp (signal) - dynamic-range test, mains noise, drift and baseline reset test. The setters take
+// g_CriticalSection; only the dynamic-range test waits for a request as well, the others exchange nothing
+// while a function streams. What the tests add to a sample is drawn by signal/shapes.h and signal/ecg.h.
 #include "signal/test_modes.h"
 
 #include <cstdint>
@@ -10,7 +9,7 @@
 #include "signal/apply.h"
 #include "signal/frame.h"
 #include "signal/notify.h"
-#include "signal/numeric.h"
+#include "zeka/zeka.h"
 
 namespace zeka {
 namespace {
@@ -22,58 +21,9 @@ constexpr Interval kNoiseMv{0.01, 5.0};
 constexpr Interval kDriftMv{1.0, 8.0};
 constexpr Interval kDriftHz{0.05, 2.0};
 
-constexpr int kNone = 0, kSine = 1, kTriangle = 2, kSquare = 3; // output functions
-
-constexpr double kOverloadMv = 1000.0;                      // peak to peak
 constexpr double kOverloadHz[] = {50.0, 60.0, 80.0, 100.0}; // of states 1 to 4
 
-constexpr double kStairsStartS = 20.0, kStairsTurnS = 620.0, kStairsEndS = 1220.0;
-constexpr double kStartToldUntilS = 0.0003, kEndToldUntilS = 1220.0003; // on every sample, 12 each
-constexpr double kStairsFloorMv = -300.0;
-constexpr double kStairsStepMv = 0.5;
-constexpr double kTicksPerS = 10000.0;
-constexpr std::int64_t kTicksPerStep = 5000; // half a second
-
-/// Knows the first sample of each half-second mark. At 40000 samples per second the four samples of one tick
-/// all lie on the mark; the sample before tells them apart, whatever stream it belonged to.
-class StairMark {
-public:
-    [[nodiscard]] bool IsNew(double time)
-    {
-        const auto tick = static_cast<std::int64_t>(Trunc(0.5 + time * kTicksPerS));
-        const bool continues = tick == tick_ && time > time_ && time - time_ < 1.0 / kTicksPerS;
-        tick_ = tick;
-        time_ = time;
-        return tick % kTicksPerStep == 0 && !continues;
-    }
-    void Forget() { tick_ = -1; }
-
-private:
-    std::int64_t tick_ = -1;
-    double time_ = 0.0; // s, of the sample before
-};
-
-constinit StairMark stair_mark;
-
 } // namespace
-
-double InputDynamicRangeDc()
-{
-    const double time = g_fOutputTime;
-    if (time < kStairsStartS || time >= kStairsEndS) {
-        stair_mark.Forget();
-        if (time < kStartToldUntilS || (time >= kStairsEndS && time < kEndToldUntilS))
-            Notify(g_SyncDCOffsetCB, static_cast<int>(kStairsFloorMv));
-        return kStairsFloorMv;
-    }
-    if (stair_mark.IsNew(time)) {
-        s_InputDynamicRangeDC += time <= kStairsTurnS ? kStairsStepMv : -kStairsStepMv;
-        s_InputDynamicRangeAC = 0.0; // the ramp on the AC channel starts over from the new step
-        Notify(g_SyncDCOffsetCB, TruncToInt(s_InputDynamicRangeDC));
-    }
-    return s_InputDynamicRangeDC;
-}
-
 } // namespace zeka
 
 // --- dynamic-range test
@@ -88,7 +38,9 @@ int ZEKASetDynamicRangeTest(bool on, bool triangle, double amplitude, double fre
     if (!zeka::kDynamicRangeHz.Contains(frequency))
         return zeka::kFrequencyOutOfRange;
 
-    zeka::Publish(g_MainOutput, !on ? zeka::kNone : triangle ? zeka::kTriangle : zeka::kSquare);
+    zeka::Publish(g_MainOutput, !on        ? ZEKA_FUNCTION_NONE
+                                : triangle ? ZEKA_FUNCTION_TRIANGLE
+                                           : ZEKA_FUNCTION_SQUARE);
     g_DynamicRangeTest = on;
     zeka::Publish(g_ADynamicRange, amplitude);
     zeka::Publish(g_FDynamicRange, frequency);
@@ -177,7 +129,7 @@ double GetECG2_27_AAMIDriftTestFreq() { return 1 / zeka::Peek(g_AAMIDriftTestWav
 
 void _Baseline1V_CheckedChanged()
 {
-    if (g_BaseLineOverload != 0 && g_MainOutput == zeka::kSine) {
+    if (g_BaseLineOverload != 0 && g_MainOutput == ZEKA_FUNCTION_SINE) {
         if (g_BaseLineOverload >= 1 && g_BaseLineOverload <= 4)
             zeka::Publish(g_F, zeka::kOverloadHz[g_BaseLineOverload - 1]);
         zeka::Notify(g_SyncFreqCB, g_F);
@@ -203,7 +155,7 @@ int SetBaselineResetTest(int state)
         return zeka::kNoAnswer;
 
     if (state != 0) {
-        zeka::Publish(g_MainOutput, zeka::kSine);
+        zeka::Publish(g_MainOutput, ZEKA_FUNCTION_SINE);
         if (g_BaseLineOverload == 0) {
             currentAmp = g_Amplitude;
             currentFreq = g_F;

@@ -1,17 +1,12 @@
-// test_modes.h (signal) - frequency sweeps, baseline reset test and the DC staircase of function 15.
+// test_modes.h (signal) - the baseline reset test, as far as others must know of it.
 #pragma once
 
 #include "signal/state.h"
-
-/// Once per burst, after it is written: reports the frequency of a running sweep and ends a finished one.
-void _UpdateFreqScanIfRequired() ZEKA_NEEDS_LOCK;
 
 /// Switches the overload signal after the baseline reset test changed state.
 void _Baseline1V_CheckedChanged() ZEKA_NEEDS_LOCK;
 
 namespace zeka {
-/// DC level (mV) of function 15 at the current sample; steps it at every half second and tells the callback.
-double InputDynamicRangeDc() ZEKA_NEEDS_LOCK;
-/// Ends both sweeps' flags; part of stopping the stream.
-void ClearSweepFlags() ZEKA_NEEDS_LOCK;
+inline constexpr double kOverloadMv = 1000.0;               // of the overload signal, peak to peak
+inline constexpr double kOverloadDcMv = -kOverloadMv / 2.0; // with any other function than the sine
 } // namespace zeka

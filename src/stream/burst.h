@@ -55,15 +55,6 @@ constexpr void PutHeader(Burst burst, std::size_t packet, std::uint16_t sequence
     PutBe16(at.subspan<sample_packet::kSequenceAt>().first<2>(), sequence);
 }
 
-/// AC word of a value in counts: limited to 16 bits, truncated toward zero; NaN gives 0.
-[[nodiscard]] std::int16_t AcWord(double counts) noexcept;
-inline constexpr double kAcWordLow = -32768.0;
-inline constexpr double kAcWordHigh = 32767.0;
-
-/// Counts per mV are kAcGain * (kAcScale / attenuation).
-inline constexpr double kAcGain = 4.0;
-inline constexpr double kAcScale = 1600.0;
-
 /// One burst, sample by sample.
 void BuildBurstPlain(Burst burst) ZEKA_NEEDS_LOCK;
 

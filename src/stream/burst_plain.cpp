@@ -12,16 +12,15 @@
 #include "signal/generator.h"
 #include "signal/numeric.h"
 #include "signal/pacing.h"
-#include "stream/sample_stream.h"
+#include "stream/end_of_playback.h"
+#include "stream/scaling.h"
 #include "util/peek.h"
+#include "zeka/zeka.h"
 
 constinit std::int32_t uiCounter = 0;
 
 namespace zeka {
 namespace {
-
-constexpr int kSine = 1;
-constexpr int kRawData = 18;
 
 /// What the two output channels get, mV.
 struct Voltages {
@@ -33,11 +32,11 @@ Voltages VoltagesAt(double t) ZEKA_NEEDS_LOCK
     double overshoot = 0.0;
     double main = IsEndOfFile() ? 0.0 : _GetMainFunctionVoltage(t);
     double dc = 0.0;
-    if (g_MainOutput != kRawData)
+    if (g_MainOutput != ZEKA_FUNCTION_RAW_DATA)
         dc = _GetPacingV5(overshoot);
     else if (!IsEndOfFile())
         dc = FileDcVoltageAt(t);
-    if (!(g_MainOutput == kSine && g_BaseLineOverload != 0))
+    if (!(g_MainOutput == ZEKA_FUNCTION_SINE && g_BaseLineOverload != 0))
         main = overshoot + main;
     return {main, dc};
 }
@@ -109,7 +108,7 @@ void PlainSample(Burst burst, std::size_t n)
     auto [main_mv, dc_mv] = VoltagesAt(t);
     Display(main_mv);
 
-    if (g_BaseLineOverload != 0 && g_MainOutput == kSine) {
+    if (g_BaseLineOverload != 0 && g_MainOutput == ZEKA_FUNCTION_SINE) {
         dc_mv = main_mv; // the overload takes the DC road
         main_mv = 0.0;
     }

@@ -2,16 +2,16 @@
 // Standard waveforms end inside the generator, at the first sample past their end: the application hears of
 // it before the function is switched off. Files end at the first request after their end: there the function
 // goes first.
+#include "stream/end_of_playback.h"
+
 #include "signal/frame.h"
+#include "signal/functions.h"
 #include "signal/notify.h"
-#include "stream/sample_stream.h"
-#include "zeka/zeka.h"
+#include "util/peek.h"
 
 namespace {
 
 constexpr double kStopMarkerS = -1.0; // a time that no sample has
-
-bool IsFile(int function) { return function == 14 || function == 18; }
 
 void EndUnlessRepeated(bool repeat) ZEKA_NEEDS_LOCK
 {
@@ -21,15 +21,10 @@ void EndUnlessRepeated(bool repeat) ZEKA_NEEDS_LOCK
     // In a burst that answers a request there is nothing to wait for, and in a stream's first burst no
     // request can come.
     const zeka::WithoutRequestWait inside_a_burst;
-    (void)ZEKASetOutputFunction(0);
+    (void)ZEKASetOutputFunction(ZEKA_FUNCTION_NONE);
 }
 
 } // namespace
-
-bool IsEndOfFile()
-{
-    return IsFile(g_MainOutput) && !zeka::Peek(s_loopFile) && g_fOutputTime > g_fTimePeriod;
-}
 
 void _CheckStandardLoop() { EndUnlessRepeated(zeka::Peek(s_loopPlay)); }
 

@@ -9,20 +9,19 @@
 #include <span>
 
 #include "signal/pacing.h"
+#include "signal/staircase.h"
 #include "stream/burst.h"
 #include "stream/fast_signal.h"
 #include "stream/fast_sweep.h"
 #include "stream/fast_words.h"
 #include "stream/sample_run.h"
-#include "stream/sample_stream.h"
+#include "stream/scaling.h"
 #include "util/peek.h"
+#include "zeka/zeka.h"
 
 namespace zeka {
 namespace {
 
-constexpr int kSine = 1;
-constexpr int kInputDynamicRange = 15;
-constexpr int kRawData = 18;
 constexpr int kWorthARun = 4; // fewer samples cost less one by one
 
 /// Where the DC words of a run come from.
@@ -60,24 +59,12 @@ void AdvanceDivider(int samples) ZEKA_NEEDS_LOCK
 
 DcSource SourceOfDc() ZEKA_NEEDS_LOCK
 {
-    if (g_MainOutput == kRawData)
+    if (g_MainOutput == ZEKA_FUNCTION_RAW_DATA)
         return DcSource::kOwnChannel;
     if (s_PulsesRequired >= 1)
         return DcSource::kPacing;
-    return g_MainOutput == kSine && g_BaseLineOverload != 0 ? DcSource::kMainSignal : DcSource::kOneVoltage;
-}
-
-/// The voltage that the pacing generator returns while it paces nothing.
-double RestingDcMv() ZEKA_NEEDS_LOCK
-{
-    constexpr double kOverloadMv = -500.0;
-    constexpr double kStaircaseFloorMv = -300.0;
-    if (g_BaseLineOverload != 0)
-        return kOverloadMv;
-    if (g_MainOutput != kInputDynamicRange)
-        return g_DCSetting;
-    const bool on_the_floor = g_fOutputTime < 20.0 || g_fOutputTime >= 1220.0;
-    return on_the_floor ? kStaircaseFloorMv : s_InputDynamicRangeDC;
+    return g_MainOutput == ZEKA_FUNCTION_SINE && g_BaseLineOverload != 0 ? DcSource::kMainSignal
+                                                                         : DcSource::kOneVoltage;
 }
 
 /// DC words of pulses: nearly all samples of a second are at 0 mV.
@@ -137,7 +124,7 @@ void PutRun(Burst burst, std::size_t first, std::size_t count, DcSource source,
     if (g_nDcDACValue >= 0)
         PutSlots(burst, first, mv, CountsPerMv(), static_cast<std::uint16_t>(g_nDcDACValue & 0xFFFF));
     else if (source == DcSource::kOneVoltage)
-        PutSlots(burst, first, mv, CountsPerMv(), ECG_DC_VoltageToDAC(RestingDcMv()));
+        PutSlots(burst, first, mv, CountsPerMv(), ECG_DC_VoltageToDAC(UnpacedDc(StaircaseLevel)));
     else
         PutSlots(burst, first, mv, CountsPerMv(), std::span<const std::uint16_t>(words.dc).first(count));
 }
@@ -189,7 +176,7 @@ int BuildRun(Burst burst, std::size_t first) ZEKA_NEEDS_LOCK
     int limit = UnseenSamples(static_cast<int>(kBurstSamples - first));
     const DcSource source = SourceOfDc();
     if (source == DcSource::kPacing) {
-        if (g_MainOutput == kSine && g_BaseLineOverload != 0)
+        if (g_MainOutput == ZEKA_FUNCTION_SINE && g_BaseLineOverload != 0)
             return 0; // pacing and overload at once: the overshoot is dropped, sample by sample
         limit = QuietPacingSamples(limit);
     }

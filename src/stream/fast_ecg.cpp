@@ -1,93 +1,16 @@
-// fast_ecg.cpp (stream) - functions 7 and 8 over a run of samples: row by row of the beat instead of sample
-// by sample. Runs under g_CriticalSection. The rows are those of signal/ecg.h, which the plain road draws
-// with too.
+// fast_ecg.cpp (stream) - the ECGs over a run of samples: breathing for the whole run first, then the beat of
+// signal/ecg.h, piece by piece. Runs under g_CriticalSection.
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <span>
 
 #include "signal/ecg.h"
 #include "signal/respiration.h"
 #include "stream/fast_signal.h"
-#include "stream/fast_words.h"
+#include "stream/run_pen.h"
 
 namespace zeka {
 namespace {
-
-/// Draws the rows of one beat, first to last; each begins where the one before ended. `scale(i)` is the R
-/// scale.
-template <typename Scale> class BeatDrawer {
-public:
-    BeatDrawer(const SampleRun& run, const RunTimes& times, Scale scale, RunBuffer& mv)
-        : run_(run), times_(times), scale_(scale), mv_(mv)
-    {
-    }
-
-    /// The row formula(t, a) up to the sample at `until`; nothing when that is behind already.
-    template <typename Row> void Until(double until, Row row) { To(times_.FirstAt(until, at_), row); }
-    template <typename Row> void ToTheEnd(Row row) { To(run_.Count(), row); }
-
-private:
-    template <typename Row> void To(int end, Row row)
-    {
-        const RunTimes times = times_;
-        const Scale scale = scale_;
-        for (int i = at_; i < end; ++i)
-            mv_[static_cast<std::size_t>(i)] = row(times(i), scale(i));
-        at_ = end;
-    }
-
-    const SampleRun& run_;
-    const RunTimes& times_;
-    Scale scale_;
-    RunBuffer& mv_;
-    int at_ = 0;
-};
-
-constexpr auto kFlat = [](double, double) { return 0.0; };
-
-template <typename Drawer> void DrawFixedBeat(Drawer beat) ZEKA_NEEDS_LOCK
-{
-    using fixed_beat::kOnsetS;
-    const double r = s_t1, s = s_t2, end = s_t3, t_start = s_t4, height = g_CusT;
-    beat.Until(kOnsetS, kFlat);
-    beat.Until(r, [r](double t, double a) { return qrs::Rise(t, a, kOnsetS, r); });
-    beat.Until(s, [r, s](double t, double a) { return qrs::Fall(t, a, r, s); });
-    beat.Until(end, [s, end](double t, double a) { return qrs::Return(t, a, s, end); });
-    beat.Until(t_start, kFlat);
-    beat.Until(s_t5, [t_start, height](double t, double) { return fixed_beat::TWave(t, t_start, height); });
-    beat.ToTheEnd(kFlat);
-}
-
-template <typename Drawer> void DrawAdjustableBeat(Drawer beat) ZEKA_NEEDS_LOCK
-{
-    using namespace adjustable_beat;
-    const double onset = s_Cus_t2, r = s_Cus_t3, s = s_Cus_t4, j = s_Cus_t5, t_start = s_Cus_t6,
-                 t_end = s_Cus_t7;
-    const double p_ms = g_PDuration, p_mv = g_CusP, st = g_CusST, t_mv = g_CusT;
-    if (p_ms > 0.0)
-        beat.Until(s_Cus_t1, [p_ms, p_mv](double t, double) { return PWave(t, p_ms, p_mv); });
-    beat.Until(onset, kFlat);
-    beat.Until(r, [onset, r](double t, double a) { return qrs::Rise(t, a, onset, r); });
-    beat.Until(s, [r, s](double t, double a) { return qrs::Fall(t, a, r, s); });
-    beat.Until(j, [s, j, st](double t, double a) { return qrs::ReturnToSt(t, a, s, j, st); });
-    beat.Until(t_start, [st](double, double) { return st; });
-    if (st != 0.0)
-        beat.Until(t_end - kStRiseEndsBeforeS,
-                   [=](double t, double) { return st + (t_mv - st) * THalfSine(t, t_start, t_end); });
-    beat.Until(t_end, [=](double t, double) { return t_mv * THalfSine(t, t_start, t_end); });
-    beat.ToTheEnd(kFlat);
-}
-
-template <typename Scale>
-void DrawBeat(const SampleRun& run, const RunTimes& times, Scale scale, RunBuffer& mv) ZEKA_NEEDS_LOCK
-{
-    const BeatDrawer<Scale> beat(run, times, scale, mv);
-    if (g_MainOutput == 7)
-        DrawFixedBeat(beat);
-    else
-        DrawAdjustableBeat(beat);
-}
 
 /// One part of a breath: HalfSine of every sample. The division stands in the loop of the sines, whose
 /// latency hides it.
@@ -143,13 +66,9 @@ bool BreathHasParts() ZEKA_NEEDS_LOCK
 /// Breathing at every sample, one by one.
 void FillBreathPlainly(const SampleRun& run, const RunTimes& beat_times, RunBuffer& breath) ZEKA_NEEDS_LOCK
 {
-    const double now = g_fOutputTime;
-    for (int i = 0; i < run.Count(); ++i) {
-        g_fOutputTime = run.Time(i); // what the curve is drawn over
+    for (int i = 0; i < run.Count(); ++i)
         breath[static_cast<std::size_t>(i)] =
-            s_FreqModHz != 0.0 ? _solveRespireVoltage(beat_times(i)) : _solveRespireV();
-    }
-    g_fOutputTime = now;
+            s_FreqModHz != 0.0 ? _solveRespireVoltage(beat_times(i)) : BreathAt(run.Time(i));
 }
 
 /// Breathing at every sample. While the heart rate breathes the curve is drawn over the beat.
@@ -161,25 +80,6 @@ void FillBreath(const SampleRun& run, const RunTimes& beat_times, RunBuffer& bre
         DrawBreath(run, beat_times, 0, run.Count(), breath);
     else
         DrawBreaths(run, breath);
-}
-
-void AddDrift(const SampleRun& run, RunBuffer& mv) ZEKA_NEEDS_LOCK
-{
-    const double slope = g_AAMIDriftTestSlope, amplitude = g_AAMIDriftTestAmp;
-    for (int from = 0; from < run.Count();) {
-        const Turn wave = TurnAt(run, g_AAMIDriftTestWaveLen, from);
-        const RunTimes x(run, wave.base);
-        const int top = std::min(x.FirstAt(g_AAMIDriftTestWaveLenQuad, from), wave.end);
-        const int bottom = std::min(x.FirstAt(g_AAMIDriftTestWaveLenQuad3, top), wave.end);
-        auto v = mv.begin();
-        for (int i = from; i < top; ++i)
-            v[i] = DriftRising(v[i], x(i), slope);
-        for (int i = top; i < bottom; ++i)
-            v[i] = DriftFalling(v[i], x(i), slope, amplitude);
-        for (int i = bottom; i < wave.end; ++i)
-            v[i] = DriftReturning(v[i], x(i), slope, amplitude);
-        from = wave.end;
-    }
 }
 
 } // namespace
@@ -198,29 +98,22 @@ bool LimitEcgRun(SampleRun& run)
 
 void FillEcg(const SampleRun& run, double base, RunBuffer& mv)
 {
-    const RunTimes times(run, s_FreqModHz != 0.0 ? s_FreqModPreEndT : base);
-    const double a = s_A, height_swing = s_AmpModV, baseline_swing = s_BaselineModV;
+    const double beat_base = s_FreqModHz != 0.0 ? s_FreqModPreEndT : base;
+    const double a = s_A, height_swing = s_AmpModV;
     RunBuffer breath;
-    if (height_swing != 0.0 || baseline_swing != 0.0)
-        FillBreath(run, times, breath);
+    if (height_swing != 0.0 || s_BaselineModV != 0.0)
+        FillBreath(run, RunTimes(run, beat_base), breath);
 
     if (height_swing == 0.0) {
-        DrawBeat(
-            run, times, [a](int) { return a; }, mv);
-    } else {
-        const auto breathing = [a, height_swing, &breath](int i) {
-            return a + height_swing * breath[static_cast<std::size_t>(i)];
-        };
-        DrawBeat(run, times, breathing, mv);
+        RunPen pen(
+            run, beat_base, mv, [a](int) { return a; }, &breath);
+        return DrawEcg(g_MainOutput, pen);
     }
-    if (baseline_swing != 0.0)
-        for (int i = 0; i < run.Count(); ++i)
-            mv[static_cast<std::size_t>(i)] += baseline_swing * breath[static_cast<std::size_t>(i)];
-    AddMainsNoise(run, mv);
-    if (g_AAMIDriftTest)
-        AddDrift(run, mv);
-
-    LimitVoltages(std::span(mv).first(static_cast<std::size_t>(run.Count())), g_fVoltageRange);
+    const auto breathing = [a, height_swing, &breath](int i) {
+        return a + height_swing * breath[static_cast<std::size_t>(i)];
+    };
+    RunPen pen(run, beat_base, mv, breathing, &breath);
+    DrawEcg(g_MainOutput, pen);
 }
 
 } // namespace zeka

@@ -6,7 +6,9 @@
 #include <cmath>
 
 #include "signal/ecg.h"
+#include "signal/functions.h"
 #include "signal/numeric.h"
+#include "signal/shapes.h"
 #include "util/peek.h"
 
 namespace zeka {
@@ -65,15 +67,15 @@ void AdvanceGraphClock(int count) ZEKA_NEEDS_LOCK
 
 } // namespace
 
-bool CanSweepFast() { return g_MainOutput == 1 || g_MainOutput == 7 || g_MainOutput == 8; }
+bool CanSweepFast() { return g_MainOutput == ZEKA_FUNCTION_SINE || KindOf(g_MainOutput) == Kind::kEcg; }
 
 void SweepMainVoltage(int count, RunBuffer& mv)
 {
     Sweep sweep;
-    if (g_MainOutput == 1) {
+    if (g_MainOutput == ZEKA_FUNCTION_SINE) {
         const double a = s_A;
         for (int i = 0; i < count; ++i) {
-            const double x = sweep.Hz() * kTwoPi * sweep.TimeInPeriodNow();
+            const double x = SineArgument(sweep.Hz(), sweep.TimeInPeriodNow());
             sweep.Advance(); // before the sine, which need not wait for it
             mv[static_cast<std::size_t>(i)] = a * std::sin(x);
         }

@@ -1,11 +1,11 @@
 // fast_sweep.h (stream) - the main voltage while a frequency sweep runs.
 #pragma once
 
-#include "stream/fast_signal.h"
+#include "stream/fast_words.h"
 
 namespace zeka {
 
-/// Whether the sweep of the selected function has a fast road: the sine's and the ECG's have.
+/// Whether the sweep of the selected function has a fast road: the sine's and the ECGs' have.
 [[nodiscard]] bool CanSweepFast() ZEKA_NEEDS_LOCK;
 
 /// Main voltage of the next `count` samples, mV. Frequency, period and both clocks have moved on by then.

@@ -9,6 +9,8 @@
 #include <cassert>
 #include <cstring>
 
+#include "stream/scaling.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif

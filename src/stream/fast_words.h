@@ -9,6 +9,7 @@
 
 namespace zeka {
 
+using RunBuffer = std::array<double, kBurstSamples>; // mV
 using WordBuffer = std::array<std::uint16_t, kBurstSamples>;
 
 /// Slots from `first` on: AC words of mv * counts_per_mv, limited and cut toward zero, NaN as 0; one DC word

@@ -14,7 +14,7 @@
 #include "signal/frame.h"
 #include "signal/numeric.h"
 #include "stream/burst.h"
-#include "stream/sample_stream.h"
+#include "stream/scaling.h"
 #include "util/peek.h"
 #include "zeka/zeka.h"
 
@@ -22,8 +22,8 @@ namespace zeka {
 namespace {
 
 // Periodic functions, which the instrument can play on its own.
-constexpr int kFirstPeriodic = 1;
-constexpr int kLastPeriodic = 8;
+constexpr int kFirstPeriodic = ZEKA_FUNCTION_SINE;
+constexpr int kLastPeriodic = ZEKA_FUNCTION_ADJUSTABLE_ECG;
 
 constexpr double kPlaybackRangeMv = 5.0;
 

@@ -10,8 +10,9 @@
 #include "signal/frame.h"
 #include "signal/notify.h"
 #include "signal/numeric.h"
-#include "signal/test_modes.h"
+#include "signal/sweep.h"
 #include "stream/burst.h"
+#include "stream/end_of_playback.h"
 #include "zeka/zeka.h"
 
 namespace {
@@ -19,7 +20,7 @@ namespace {
 void EndFile() ZEKA_NEEDS_LOCK
 {
     const zeka::WithoutRequestWait inside_a_burst; // a stream's first burst has no request to wait for
-    (void)ZEKASetOutputFunction(0);
+    (void)ZEKASetOutputFunction(ZEKA_FUNCTION_NONE);
     zeka::Notify(g_StandardStopCB);
 }
 

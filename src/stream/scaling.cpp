@@ -1,9 +1,8 @@
 // scaling.cpp (stream) - from millivolts to the words of the instrument: DC code, AC word and AC attenuation.
 // Used by every producer of samples: the stream, the silent burst, the upload.
-#include <algorithm>
+#include "stream/scaling.h"
 
-#include "stream/burst.h"
-#include "stream/sample_stream.h"
+#include <algorithm>
 
 namespace {
 

@@ -16,13 +16,14 @@
 #include "device/output_stage.h"
 #include "signal/ecg.h"
 #include "signal/frame.h"
+#include "signal/functions.h"
 #include "signal/generator.h"
 #include "signal/numeric.h"
 #include "signal/pacing.h"
 #include "signal/standard_waveforms.h"
-#include "stream/burst.h"
 #include "stream/playback.h"
-#include "stream/sample_stream.h"
+#include "stream/scaling.h"
+#include "util/bytes.h"
 #include "util/peek.h"
 #include "zeka/zeka.h"
 
@@ -67,7 +68,7 @@ constexpr int kSaved = 1;
 constexpr int kSaveBusy = 1; // callers cannot tell it from a committed save
 constexpr int kNotSaved = 0;
 
-constexpr int kDefaultFunction = 7; // ECG
+constexpr int kDefaultFunction = ZEKA_FUNCTION_FIXED_ECG;
 constexpr double kDefaultHz = 1.0;
 constexpr double kDefaultMillivolts = 2.0;
 
@@ -94,7 +95,7 @@ void PrepareGenerator() ZEKA_NEEDS_LOCK
 {
     const int function = Peek(g_MainOutput);
     const double amplitude = Peek(g_Amplitude);
-    s_A = function == 7 || function == 8 ? amplitude : amplitude / 2.0;
+    s_A = KindOf(function) == Kind::kEcg ? amplitude : amplitude / 2.0;
     g_fTimePeriod = 1.0 / Peek(g_F);
     s_PW = g_PulseWidth / 1000.0;
     _CheckECGTime();
@@ -213,7 +214,7 @@ bool WriteWaveformInfo()
 
 int ZEKASaveToStandaloneMode(int function)
 {
-    if (function == 16)
+    if (function == ZEKA_FUNCTION_IEC60601_2_47)
         zeka::PreparePattern247(); // before the lock, as for streaming
     const zeka::SetterFrame frame;
     if (frame.State() == zeka::FrameState::kBusy)
@@ -222,8 +223,9 @@ int ZEKASaveToStandaloneMode(int function)
         return zeka::kNotSaved;
     zeka::Publish(g_MainOutput, function);
     if (!WriteWaveformInfo() || !WriteRawData())
-        return zeka::kNotSaved;     // the function stays selected
-    zeka::Publish(g_MainOutput, 0); // no apply step: a stream that runs is not stopped by a save
+        return zeka::kNotSaved; // the function stays selected
+    zeka::Publish(g_MainOutput,
+                  ZEKA_FUNCTION_NONE); // no apply step: a stream that runs is not stopped by a save
     if (!zeka::SwitchOutputOff())
         return zeka::kNotSaved;
     return WriteToROM(zeka::kStandaloneItem) ? zeka::kSaved : zeka::kNotSaved;

@@ -8,6 +8,7 @@
 #include "signal/apply.h"
 #include "stream/burst.h"
 #include "stream/sample_stream.h"
+#include "stream/scaling.h"
 #include "unit/stream/burst_words.h"
 #include "zeka/zeka.h"
 

@@ -10,6 +10,7 @@
 
 #include "stream/fast_words.h"
 #include "stream/sample_run.h"
+#include "stream/scaling.h"
 
 namespace {
 

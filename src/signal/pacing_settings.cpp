@@ -1,54 +1,40 @@
-// pacing_settings.cpp - the exported settings of the pacing pulses. Each is a setter in its frame; a new
+// pacing_settings.cpp - the exported settings of the pacing pulses. A new
 // value is heard from the end of the running period while a function streams, else at once. Getters take the
 // lock alone.
 #include <cmath>
 
 #include "signal/apply.h"
-#include "signal/frame.h"
 #include "signal/pacing.h"
+#include "signal/setting.h"
 
 namespace zeka {
 namespace {
 
 constexpr Interval kPacingAmplitudeMv{-700.0, 700.0};
-constexpr Interval kPacingDurationMs{0.1, 3.0};
 constexpr Interval kPacingRatePerMin{10.0, 360.0};
-constexpr Interval kOvershootTimeConstantMs{0.0, 100.0};
-constexpr Interval kOvershootAmplitudeMv{0.0, 5.0};
 
-/// The setters that only check, store and ask for the change.
-template <typename T> int Store(T& setting, T value, bool in_range) ZEKA_NEEDS_LOCK
-{
-    if (!in_range)
-        return kOutOfRange;
-    setting = value;
-    _ChangeRequested();
-    return kOk;
-}
+constexpr Setting<int> kPulseMode{&g_PacingPulse, kAnyNumber, _ChangeRequested};
+constexpr Setting<double> kDuration{&g_PacingDuration, {0.1, 3.0}, _ChangeRequested};            // ms
+constexpr Setting<unsigned> kTimeConstant{&g_PacingOvershootTC, {0.0, 100.0}, _ChangeRequested}; // ms
+constexpr Setting<double> kOvershoot{&g_POA, {0.0, 5.0}, _ChangeRequested};                      // mV
 
 } // namespace
 } // namespace zeka
 
-int ZEKASetPacingPulseMode(int mode)
+int ZEKASetPacingPulseMode(int mode) { return zeka::Set(zeka::kPulseMode, mode); }
+int ZEKASetPacingDuration(double ms) { return zeka::Set(zeka::kDuration, ms); }
+int ZEKASetOvershootTimeConstant(unsigned int ms) { return zeka::Set(zeka::kTimeConstant, ms); }
+int ZEKASetOvershootAmplitude(double mV)
 {
-    const zeka::SetterFrame frame;
-    return frame.Ready() ? zeka::Store(g_PacingPulse, mode, true) : zeka::kNoAnswer;
-}
-
-int ZEKAGetPacingPulseMode()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_PacingPulse;
+    return zeka::Set(zeka::kOvershoot,
+                     std::fabs(mV)); // the overshoot always opposes the pulse: its sign says nothing
 }
 
 int ZEKASetPacingAmplitude(double mV)
 {
     const zeka::SetterFrame frame;
-    if (!frame.Ready())
-        return zeka::kNoAnswer;
-    if (!zeka::kPacingAmplitudeMv.Contains(mV))
-        return zeka::kOutOfRange;
-
+    if (const int refusal = zeka::Refusal(frame, zeka::kPacingAmplitudeMv.Contains(mV)); refusal != zeka::kOk)
+        return refusal;
     g_PA = mV;
     if (g_PA != 0.0)
         for (int channel = 0; channel < zeka::kChannels; ++channel)
@@ -57,80 +43,30 @@ int ZEKASetPacingAmplitude(double mV)
     return zeka::kOk;
 }
 
-double ZEKAGetPacingAmplitude()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_PA;
-}
-
-int ZEKASetPacingDuration(double ms)
-{
-    const zeka::SetterFrame frame;
-    return frame.Ready() ? zeka::Store(g_PacingDuration, ms, zeka::kPacingDurationMs.Contains(ms))
-                         : zeka::kNoAnswer;
-}
-
-double ZEKAGetPacingDuration()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_PacingDuration;
-}
-
 int ZEKASetPacingRate(unsigned int ppm)
 {
     const zeka::SetterFrame frame;
-    if (!frame.Ready())
-        return zeka::kNoAnswer;
-    if (!zeka::kPacingRatePerMin.Contains(ppm))
-        return zeka::kOutOfRange;
-
+    if (const int refusal = zeka::Refusal(frame, zeka::kPacingRatePerMin.Contains(ppm)); refusal != zeka::kOk)
+        return refusal;
     g_PacingRate = ppm;
     g_pacingSynchronized = false;
     _ChangeRequested();
     return zeka::kOk;
 }
 
-unsigned int ZEKAGetPacingRate()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_PacingRate;
-}
-
 int ZEKASetPacingRateSynchronized()
 {
     const zeka::SetterFrame frame;
-    if (!frame.Ready())
-        return zeka::kNoAnswer;
-    if (!zeka::kPacingRatePerMin.Contains(g_F * 60))
-        return zeka::kOutOfRange;
-
+    if (const int refusal = zeka::Refusal(frame, zeka::kPacingRatePerMin.Contains(g_F * 60));
+        refusal != zeka::kOk)
+        return refusal;
     g_pacingSynchronized = true; // heard with the next change that somebody else asks for
     return zeka::kOk;
 }
 
-int ZEKASetOvershootTimeConstant(unsigned int ms)
-{
-    const zeka::SetterFrame frame;
-    return frame.Ready() ? zeka::Store(g_PacingOvershootTC, ms, zeka::kOvershootTimeConstantMs.Contains(ms))
-                         : zeka::kNoAnswer;
-}
-
-unsigned int ZEKAGetOvershootTimeConstant()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_PacingOvershootTC;
-}
-
-int ZEKASetOvershootAmplitude(double mV)
-{
-    const zeka::SetterFrame frame;
-    const double height = std::fabs(mV); // the overshoot always opposes the pulse: its sign says nothing
-    return frame.Ready() ? zeka::Store(g_POA, height, zeka::kOvershootAmplitudeMv.Contains(height))
-                         : zeka::kNoAnswer;
-}
-
-double ZEKAGetOvershootAmplitude()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_POA;
-}
+int ZEKAGetPacingPulseMode() { return zeka::GetLocked(&g_PacingPulse); }
+double ZEKAGetPacingAmplitude() { return zeka::GetLocked(&g_PA); }
+double ZEKAGetPacingDuration() { return zeka::GetLocked(&g_PacingDuration); }
+unsigned int ZEKAGetPacingRate() { return zeka::GetLocked(&g_PacingRate); }
+unsigned int ZEKAGetOvershootTimeConstant() { return zeka::GetLocked(&g_PacingOvershootTC); }
+double ZEKAGetOvershootAmplitude() { return zeka::GetLocked(&g_POA); }

@@ -5,29 +5,27 @@
 #include "signal/apply.h"
 #include "signal/frame.h"
 #include "signal/functions.h"
+#include "signal/setting.h"
 #include "util/peek.h"
 #include "zeka/zeka.h"
 
 namespace {
 
+using zeka::GetLocked;
 using zeka::Interval;
-using zeka::kNoAnswer;
 using zeka::kOk;
 using zeka::kOutOfRange;
 using zeka::Peek;
 using zeka::Publish;
+using zeka::Refusal;
+using zeka::Set;
 using zeka::SetterFrame;
 
 constexpr int kAmplitudeHeldByOverload = -3;
 constexpr int kFrequencyHeldBySweep = -3;
 constexpr int kFrequencyHeldByOverload = -4;
 
-/// A parameter whose setter checks a range, stores and applies.
-struct Parameter {
-    double* value;
-    Interval accepted;
-    void (*apply)(); // _Change: from the next sample; _ChangeRequested: from the end of the running period
-};
+using Parameter = zeka::Setting<double>;
 
 constexpr Parameter kPulseWidth{&g_PulseWidth, {1.0, 300.0}, _ChangeRequested}; // ms
 constexpr Parameter kQrsDuration{&g_QRSDuration, {5.0, 200.0}, _Change};        // ms
@@ -43,25 +41,7 @@ constexpr Interval kAmplitudeMv{-10.0, 10.0};
 constexpr Interval kFrequencyHz{0.017, 500.0};
 constexpr Interval kPrIntervalMs{0.0, 200.0};
 constexpr double kShortestPDurationMs = 50.0;
-constexpr int kDcOffsetLimitMv = 1000;
-
-int Set(const Parameter& parameter, double value)
-{
-    const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
-    if (!parameter.accepted.Contains(value))
-        return kOutOfRange;
-    Publish(*parameter.value, value);
-    parameter.apply();
-    return kOk;
-}
-
-double GetLocked(const double* value)
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return Peek(*value);
-}
+constexpr Interval kDcOffsetMv{-1000.0, 1000.0};
 
 /// A P wave cannot be longer than the PR interval that holds it, nor stay shorter than its own minimum
 /// without need.
@@ -92,10 +72,8 @@ void SendDcOffset(int channel) ZEKA_NEEDS_LOCK
 int ZEKASetAmplitude(double mV)
 {
     const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
-    if (!kAmplitudeMv.Contains(mV))
-        return kOutOfRange;
+    if (const int refusal = Refusal(frame, kAmplitudeMv.Contains(mV)); refusal != kOk)
+        return refusal;
     if (g_BaseLineOverload != 0)
         return kAmplitudeHeldByOverload;
     Publish(g_Amplitude, mV);
@@ -106,10 +84,8 @@ int ZEKASetAmplitude(double mV)
 int ZEKASetFrequency(double hz)
 {
     const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
-    if (!kFrequencyHz.Contains(hz))
-        return kOutOfRange;
+    if (const int refusal = Refusal(frame, kFrequencyHz.Contains(hz)); refusal != kOk)
+        return refusal;
     if (IsCheckedAgainstItsCap(g_MainOutput) && hz > zeka::RowOf(g_MainOutput).cap_hz)
         return kOutOfRange;
     if (s_FreqScanOn)
@@ -124,10 +100,8 @@ int ZEKASetFrequency(double hz)
 int ZEKASetPRInterval(double ms)
 {
     const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
-    if (!kPrIntervalMs.Contains(ms))
-        return kOutOfRange;
+    if (const int refusal = Refusal(frame, kPrIntervalMs.Contains(ms)); refusal != kOk)
+        return refusal;
     g_PRInterval = ms;
     FitPDurationTo(ms);
     _Change();
@@ -162,45 +136,34 @@ double ZEKAGetTDuration() { return GetLocked(&g_TDuration); }
 int ZEKASetDCOffset(int channel, int mV)
 {
     const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
-    if (!zeka::IsChannel(channel) || mV < -kDcOffsetLimitMv || mV > kDcOffsetLimitMv)
-        return kOutOfRange;
+    if (const int refusal = Refusal(frame, zeka::IsChannel(channel) && kDcOffsetMv.Contains(mV));
+        refusal != kOk)
+        return refusal;
     g_DCSetting = mV;
     SendDcOffset(channel);
     return kOk;
 }
 
-int ZEKAGetDCOffset()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_DCSetting;
-}
+int ZEKAGetDCOffset() { return GetLocked(&g_DCSetting); }
 
 int ZEKASetDCOffsetVariableMode(int channel, bool on)
 {
     const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
-    if (!zeka::IsChannel(channel))
-        return kOutOfRange;
+    if (const int refusal = Refusal(frame, zeka::IsChannel(channel)); refusal != kOk)
+        return refusal;
     g_bVariableDC = on;
     g_bTestVariableDC[channel] = on;
     SendDcOffset(channel);
     return kOk;
 }
 
-bool ZEKAGetDCOffsetVariableMode()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_bVariableDC;
-}
+bool ZEKAGetDCOffsetVariableMode() { return GetLocked(&g_bVariableDC); }
 
 int SetDCOffsetCommonMode(bool on)
 {
     const SetterFrame frame;
-    if (!frame.Ready())
-        return kNoAnswer;
+    if (const int refusal = Refusal(frame); refusal != kOk)
+        return refusal;
     Publish(g_bCommonMode, on);
     SetRelays(true);
     return kOk;

@@ -9,6 +9,7 @@
 #include "signal/apply.h"
 #include "signal/frame.h"
 #include "signal/notify.h"
+#include "signal/setting.h"
 #include "zeka/zeka.h"
 
 namespace zeka {
@@ -71,11 +72,7 @@ int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz)
     return zeka::kOk;
 }
 
-bool ZEKAGetFrequencyScan()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_FreqScan1;
-}
+bool ZEKAGetFrequencyScan() { return zeka::GetLocked(&g_FreqScan1); }
 
 double GetFreqScanSineStartFreq() { return zeka::Peek(g_Fstart); }
 double GetFreqScanSineStopFreq() { return zeka::Peek(g_Ffinal); }
@@ -83,9 +80,9 @@ int GetFreqScanSineDuration() { return zeka::Peek(g_Fduration); }
 
 int SetFreqScanECG(bool on)
 {
-    const CAutoCriticalSection lock(g_CriticalSection);
-    if (!zeka::DeviceUsable())
-        return zeka::kNoAnswer;
+    const zeka::LockFrame frame;
+    if (const int refusal = zeka::Refusal(frame); refusal != zeka::kOk)
+        return refusal;
 
     if (on) {
         g_FreqScan3 = true;

@@ -5,10 +5,9 @@
 
 #include <cstdint>
 
-#include "link/serial_link.h"
 #include "signal/apply.h"
-#include "signal/frame.h"
 #include "signal/notify.h"
+#include "signal/setting.h"
 #include "zeka/zeka.h"
 
 namespace zeka {
@@ -20,6 +19,7 @@ constexpr int kFrequencyOutOfRange = -3; // the dynamic-range test tells its two
 constexpr Interval kNoiseMv{0.01, 5.0};
 constexpr Interval kDriftMv{1.0, 8.0};
 constexpr Interval kDriftHz{0.05, 2.0};
+constexpr Setting<bool> kDriftTest{&g_AAMIDriftTest, kAnyNumber, _ChangeRequested};
 
 constexpr double kOverloadHz[] = {50.0, 60.0, 80.0, 100.0}; // of states 1 to 4
 
@@ -31,10 +31,9 @@ constexpr double kOverloadHz[] = {50.0, 60.0, 80.0, 100.0}; // of states 1 to 4
 int ZEKASetDynamicRangeTest(bool on, bool triangle, double amplitude, double frequency)
 {
     const zeka::SetterFrame frame;
-    if (!frame.Ready())
-        return zeka::kNoAnswer;
-    if (!zeka::kDynamicRangeMv.Contains(amplitude))
-        return zeka::kOutOfRange;
+    if (const int refusal = zeka::Refusal(frame, zeka::kDynamicRangeMv.Contains(amplitude));
+        refusal != zeka::kOk)
+        return refusal;
     if (!zeka::kDynamicRangeHz.Contains(frequency))
         return zeka::kFrequencyOutOfRange;
 
@@ -48,11 +47,7 @@ int ZEKASetDynamicRangeTest(bool on, bool triangle, double amplitude, double fre
     return zeka::kOk;
 }
 
-bool ZEKAGetDynamicRangeTest()
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    return g_DynamicRangeTest;
-}
+bool ZEKAGetDynamicRangeTest() { return zeka::GetLocked(&g_DynamicRangeTest); }
 
 double GetDynamicRangeTestAmp() { return zeka::Peek(g_ADynamicRange); }
 double GetDynamicRangeTestFreq() { return zeka::Peek(g_FDynamicRange); }
@@ -61,12 +56,9 @@ double GetDynamicRangeTestFreq() { return zeka::Peek(g_FDynamicRange); }
 
 int SetECG2_27_Noise(int type, double amplitude)
 {
-    const CAutoCriticalSection lock(g_CriticalSection);
-    if (!zeka::DeviceUsable())
-        return zeka::kNoAnswer;
-    if (!zeka::kNoiseMv.Contains(amplitude))
-        return zeka::kOutOfRange;
-
+    const zeka::LockFrame frame;
+    if (const int refusal = zeka::Refusal(frame, zeka::kNoiseMv.Contains(amplitude)); refusal != zeka::kOk)
+        return refusal;
     zeka::Publish(g_MainNoise, type);
     zeka::Publish(g_MainsNoiseAmp, amplitude);
     _ChangeRequested();
@@ -78,25 +70,13 @@ double GetECG2_27_NoiseAmp() { return zeka::Peek(g_MainsNoiseAmp); }
 
 // --- drift under the ECGs
 
-int SetECG2_27_AAMIDriftTest(bool on)
-{
-    const CAutoCriticalSection lock(g_CriticalSection);
-    if (!zeka::DeviceUsable())
-        return zeka::kNoAnswer;
-
-    zeka::Publish(g_AAMIDriftTest, on);
-    _ChangeRequested();
-    return zeka::kOk;
-}
+int SetECG2_27_AAMIDriftTest(bool on) { return zeka::Set<zeka::LockFrame>(zeka::kDriftTest, on); }
 
 int SetECG2_27_AAMIDriftTestAmp(double amplitude)
 {
-    const CAutoCriticalSection lock(g_CriticalSection);
-    if (!zeka::DeviceUsable())
-        return zeka::kNoAnswer;
-    if (!zeka::kDriftMv.Contains(amplitude))
-        return zeka::kOutOfRange;
-
+    const zeka::LockFrame frame;
+    if (const int refusal = zeka::Refusal(frame, zeka::kDriftMv.Contains(amplitude)); refusal != zeka::kOk)
+        return refusal;
     zeka::Publish(g_AAMIDriftTestAmp, amplitude);
     g_AAMIDriftTestSlope = 2 * g_AAMIDriftTestAmp / g_AAMIDriftTestWaveLen;
     if (g_AAMIDriftTest)
@@ -106,12 +86,9 @@ int SetECG2_27_AAMIDriftTestAmp(double amplitude)
 
 int SetECG2_27_AAMIDriftTestFreq(double frequency)
 {
-    const CAutoCriticalSection lock(g_CriticalSection);
-    if (!zeka::DeviceUsable())
-        return zeka::kNoAnswer;
-    if (!zeka::kDriftHz.Contains(frequency))
-        return zeka::kOutOfRange;
-
+    const zeka::LockFrame frame;
+    if (const int refusal = zeka::Refusal(frame, zeka::kDriftHz.Contains(frequency)); refusal != zeka::kOk)
+        return refusal;
     zeka::Publish(g_AAMIDriftTestWaveLen, 1 / frequency);
     g_AAMIDriftTestWaveLenQuad = 0.25 / frequency;
     g_AAMIDriftTestWaveLenQuad3 = 0.75 / frequency;
@@ -150,9 +127,9 @@ int SetBaselineResetTest(int state)
     static constinit double currentAmp = 1.0;
     static constinit double currentFreq = 1.0;
 
-    const CAutoCriticalSection lock(g_CriticalSection);
-    if (!zeka::DeviceUsable())
-        return zeka::kNoAnswer;
+    const zeka::LockFrame frame;
+    if (const int refusal = zeka::Refusal(frame); refusal != zeka::kOk)
+        return refusal;
 
     if (state != 0) {
         zeka::Publish(g_MainOutput, ZEKA_FUNCTION_SINE);

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "signal/functions.h"
 #include "unit/stream/roads.h"
 #include "zeka/zeka.h"
 
@@ -203,6 +204,19 @@ TEST_P(TwoMinutes, AreTheSameOnBothRoads)
 
 INSTANTIATE_TEST_SUITE_P(Of, TwoMinutes, testing::ValuesIn(kSignals),
                          [](const testing::TestParamInfo<Signal>& signal) { return signal.param.name; });
+
+// Also those that nobody has listed above.
+TEST(Roads, AgreeOnEveryFunction)
+{
+    for (const zeka::OutputFunction& row : zeka::kOutputFunctions) {
+        const auto prepare = [&row] {
+            LoadRecording(3333, 360.0);
+            g_MainOutput = row.number;
+            g_F = 4.3;
+        };
+        EXPECT_EQ(row.number == 0 ? "" : DifferenceOfRoads(300, prepare, kNoStep), "") << row.name;
+    }
+}
 
 TEST(Roads, AgreeOnTheWholeStaircase)
 {

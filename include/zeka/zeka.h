@@ -43,6 +43,13 @@
  * 0. Calls with other results say so. Getters return the stored value, also with no instrument open. An
  * instrument counts as open from the moment the connection is announced to the moment its loss is.
  *
+ * Classes of calls. Each call names its class, or says in its place what it waits for.
+ * - at once: any thread, callbacks included. Waits for nothing.
+ * - lock: any thread, callbacks included. Waits while another call or the answer to a request holds the lock.
+ * - request: any thread, callbacks included. Waits as "lock" does and, while a signal streams, for the
+ *   instrument's next request, at most 3000 ms.
+ * - exchange: any thread, while no signal streams. Waits as "lock" does, then for the instrument's reply.
+ *
  * Threads. Any thread may call any function at any time, where nothing else is said. Signal handlers may
  * call none. A process may fork first and connect then, as a daemon does; a child of a connected process may
  * not (ZEKAInit returns false, ZEKAConnect 0): its calls answer as with no instrument open, and the parent's
@@ -235,26 +242,26 @@ ZEKA_API void ZEKAFree(void);
 
 /**
  * Whether an instrument is connected and set up, as far as it is known; asks nothing of it. A pulled cable
- * shows within 0.1 s. Any thread; never waits.
+ * shows within 0.1 s. Class: at once.
  */
 ZEKA_API bool ZEKAIsConnected(void);
 
 /**
  * Whether a signal streams. After a loss in mid-stream it stays true until an instrument is found again: look
- * at ZEKAIsConnected too. Any thread; never waits.
+ * at ZEKAIsConnected too. Class: at once.
  */
 ZEKA_API bool ZEKAIsPlaying(void);
 
 /**
  * Stores a callback for a message number, in place of an earlier one; null is stored too. For programs
- * that keep such a table here: the library itself calls none of them. Any thread; never waits.
+ * that keep such a table here: the library itself calls none of them. Class: at once.
  */
 ZEKA_API void RegisterNotifyEvent(unsigned int message, ZEKA_NOTIFY_CALLBACK callback);
 
 /**
  * Takes a notification: message 537 (0x219, devices have changed) makes the library look at once whether
  * the instrument is still there, instead of within 30 s. Other messages and both parameters are ignored.
- * Any thread; never waits.
+ * Class: at once.
  */
 ZEKA_API void WinEventCb(unsigned int message, unsigned int wParam, unsigned long lParam);
 
@@ -281,45 +288,41 @@ ZEKA_API void WinEventCb(unsigned int message, unsigned int wParam, unsigned lon
  */
 ZEKA_API int ZEKASetOutputFunction(int function);
 
-/** The selected output function, 0 = none; also when the library selected it. Any thread; never waits. */
+/** The selected output function, 0 = none; also when the library selected it. Class: at once. */
 ZEKA_API int ZEKAGetOutputFunction(void);
 
 /**
  * Every 10th sample (4000 per second) of the AC channel, pacing overshoot included; null for none. After
- * the end of what was played once it gets the time -1.0 with 0.0 mV. Any thread; never waits, so a call of
+ * the end of what was played once it gets the time -1.0 with 0.0 mV. Class: at once, so a call of
  * the former callback may still be under way when this returns.
  */
 ZEKA_API void ZEKARegisterSignalOutputCallback(ZEKA_SIGNAL_CALLBACK callback);
 
 /**
  * Each pacing pulse as a rectangle for a display, in four calls: (t, 0), (t, height), (t + width, height),
- * (t + width, 0). Only while a signal output callback is registered too; null for none. Any thread; never
- * waits.
+ * (t + width, 0). Only while a signal output callback is registered too; null for none. Class: at once.
  */
 ZEKA_API void ZEKARegisterPacingOutputCallback(ZEKA_SIGNAL_CALLBACK callback);
 
 /**
- * Hears when a sweep selects its function (1 or 7) and when it ends (0); null for none. Any thread; never
- * waits.
+ * Hears when a sweep selects its function (1 or 7) and when it ends (0); null for none. Class: at once.
  */
 ZEKA_API void ZEKARegisterOutputFunctionCallback(ZEKA_FUNCTION_CALLBACK callback);
 
 /**
  * Hears when the frequency is lowered to a function's cap, once per burst during a sweep (-1.0 at its
- * end), and in the baseline reset test; null for none. Any thread; waits while another call holds the
- * lock.
+ * end), and in the baseline reset test; null for none. Class: lock.
  */
 ZEKA_API void ZEKARegisterFrequencyCallback(ZEKA_FREQUENCY_CALLBACK callback);
 
 /**
- * Hears of every change of the baseline reset test's state, 0 = off; null for none. Any thread; never
- * waits.
+ * Hears of every change of the baseline reset test's state, 0 = off; null for none. Class: at once.
  */
 ZEKA_API void RegisterBaselineResetCB(ZEKA_STATE_CALLBACK callback);
 
 /**
  * Hears every step of function 15's DC level (whole mV, cut towards zero), and -300 at its start and end,
- * on each of the twelve samples in the first 0.3 ms; null for none. Any thread; never waits.
+ * on each of the twelve samples in the first 0.3 ms; null for none. Class: at once.
  */
 ZEKA_API void RegisterSyncDCOffsetCB(ZEKA_OFFSET_CALLBACK callback);
 
@@ -350,11 +353,11 @@ ZEKA_API void ZEKAReset(void);
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
  *         -3  held by the baseline reset test; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetAmplitude(double mV);
 
-/** Amplitude in mV, 1.0 at load; as the library changed it, where it did. Any thread; never waits. */
+/** Amplitude in mV, 1.0 at load; as the library changed it, where it did. Class: at once. */
 ZEKA_API double ZEKAGetAmplitude(void);
 
 /**
@@ -368,11 +371,11 @@ ZEKA_API double ZEKAGetAmplitude(void);
  *         -2  outside the range or no number; nothing stored
  *         -3  held by a running sweep; nothing stored
  *         -4  held by the baseline reset test; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetFrequency(double hz);
 
-/** Frequency in Hz, 1.0 at load; as the library changed it, where it did. Any thread; never waits. */
+/** Frequency in Hz, 1.0 at load; as the library changed it, where it did. Class: at once. */
 ZEKA_API double ZEKAGetFrequency(void);
 
 /**
@@ -382,11 +385,11 @@ ZEKA_API double ZEKAGetFrequency(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPulseWidth(double ms);
 
-/** Pulse width in ms, 100.0 at load. Any thread; waits while another call holds the lock. */
+/** Pulse width in ms, 100.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetPulseWidth(void);
 
 /**
@@ -396,11 +399,11 @@ ZEKA_API double ZEKAGetPulseWidth(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetQRSDuration(double ms);
 
-/** QRS duration in ms, 100.0 at load. Any thread; never waits. */
+/** QRS duration in ms, 100.0 at load. Class: at once. */
 ZEKA_API double ZEKAGetQRSDuration(void);
 
 /**
@@ -410,11 +413,11 @@ ZEKA_API double ZEKAGetQRSDuration(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetTWave(double mV);
 
-/** T wave in mV, 0.2 at load. Any thread; never waits. */
+/** T wave in mV, 0.2 at load. Class: at once. */
 ZEKA_API double ZEKAGetTWave(void);
 
 /**
@@ -424,13 +427,12 @@ ZEKA_API double ZEKAGetTWave(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPDuration(double ms);
 
 /**
- * P duration in ms, 100.0 at load; below 50.0 after a shorter PR interval was set. Any thread; waits while
- * another call holds the lock.
+ * P duration in ms, 100.0 at load; below 50.0 after a shorter PR interval was set. Class: lock.
  */
 ZEKA_API double ZEKAGetPDuration(void);
 
@@ -442,11 +444,11 @@ ZEKA_API double ZEKAGetPDuration(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPRInterval(double ms);
 
-/** PR interval in ms, 160.0 at load. Any thread; waits while another call holds the lock. */
+/** PR interval in ms, 160.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetPRInterval(void);
 
 /**
@@ -456,11 +458,11 @@ ZEKA_API double ZEKAGetPRInterval(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetQTInterval(double ms);
 
-/** QT interval in ms, 350.0 at load. Any thread; waits while another call holds the lock. */
+/** QT interval in ms, 350.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetQTInterval(void);
 
 /**
@@ -470,11 +472,11 @@ ZEKA_API double ZEKAGetQTInterval(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPWave(double mV);
 
-/** P wave in mV, 0.2 at load. Any thread; waits while another call holds the lock. */
+/** P wave in mV, 0.2 at load. Class: lock. */
 ZEKA_API double ZEKAGetPWave(void);
 
 /**
@@ -484,11 +486,11 @@ ZEKA_API double ZEKAGetPWave(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetSTDeviation(double mV);
 
-/** ST deviation in mV, 0.0 at load. Any thread; waits while another call holds the lock. */
+/** ST deviation in mV, 0.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetSTDeviation(void);
 
 /**
@@ -499,11 +501,11 @@ ZEKA_API double ZEKAGetSTDeviation(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetSTSegment(double ms);
 
-/** ST segment weight in ms, 70.0 at load. Any thread; waits while another call holds the lock. */
+/** ST segment weight in ms, 70.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetSTSegment(void);
 
 /**
@@ -513,11 +515,11 @@ ZEKA_API double ZEKAGetSTSegment(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetTDuration(double ms);
 
-/** T duration weight in ms, 180.0 at load. Any thread; waits while another call holds the lock. */
+/** T duration weight in ms, 180.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetTDuration(void);
 
 /**
@@ -531,12 +533,12 @@ ZEKA_API double ZEKAGetTDuration(void);
  * @return  0  stored and sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  channel or offset outside its range; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetDCOffset(int channel, int mV);
 
 /**
- * DC offset in mV, one for all channels, 0 at load. Any thread; waits while another call holds the lock.
+ * DC offset in mV, one for all channels, 0 at load. Class: lock.
  */
 ZEKA_API int ZEKAGetDCOffset(void);
 
@@ -549,13 +551,12 @@ ZEKA_API int ZEKAGetDCOffset(void);
  * @return  0  stored and sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  no such channel; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetDCOffsetVariableMode(int channel, bool on);
 
 /**
- * Variable DC as last set for any of the channels, true at load. Any thread; waits while another call
- * holds the lock.
+ * Variable DC as last set for any of the channels, true at load. Class: lock.
  */
 ZEKA_API bool ZEKAGetDCOffsetVariableMode(void);
 
@@ -564,11 +565,11 @@ ZEKA_API bool ZEKAGetDCOffsetVariableMode(void);
  *
  * @return  0  stored and sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int SetDCOffsetCommonMode(bool on);
 
-/** DC offset common mode, false at load. Any thread; never waits. */
+/** DC offset common mode, false at load. Class: at once. */
 ZEKA_API bool GetDCOffsetCommonMode(void);
 
 /* ------------------------------------------------------------------------------------ pacing */
@@ -580,11 +581,11 @@ ZEKA_API bool GetDCOffsetCommonMode(void);
  * @param mode  any value is stored; those other than 1 and 2 play as 0
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPacingPulseMode(int mode);
 
-/** Pulse mode, 0 at load. Any thread; waits while another call holds the lock. */
+/** Pulse mode, 0 at load. Class: lock. */
 ZEKA_API int ZEKAGetPacingPulseMode(void);
 
 /**
@@ -598,11 +599,11 @@ ZEKA_API int ZEKAGetPacingPulseMode(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPacingAmplitude(double mV);
 
-/** Pulse height in mV, 0.0 (off) at load. Any thread; waits while another call holds the lock. */
+/** Pulse height in mV, 0.0 (off) at load. Class: lock. */
 ZEKA_API double ZEKAGetPacingAmplitude(void);
 
 /**
@@ -612,11 +613,11 @@ ZEKA_API double ZEKAGetPacingAmplitude(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPacingDuration(double ms);
 
-/** Pulse width in ms, 2.0 at load. Any thread; waits while another call holds the lock. */
+/** Pulse width in ms, 2.0 at load. Class: lock. */
 ZEKA_API double ZEKAGetPacingDuration(void);
 
 /**
@@ -626,13 +627,12 @@ ZEKA_API double ZEKAGetPacingDuration(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPacingRate(unsigned int ppm);
 
 /**
- * Pacing rate per minute, 60 at load; also while pacing at the ECG's rate. Any thread; waits while another
- * call holds the lock.
+ * Pacing rate per minute, 60 at load; also while pacing at the ECG's rate. Class: lock.
  */
 ZEKA_API unsigned int ZEKAGetPacingRate(void);
 
@@ -644,7 +644,7 @@ ZEKA_API unsigned int ZEKAGetPacingRate(void);
  * @return  0  stored
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  60 times the frequency lies outside 10 .. 360 per minute; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetPacingRateSynchronized(void);
 
@@ -656,11 +656,11 @@ ZEKA_API int ZEKASetPacingRateSynchronized(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetOvershootTimeConstant(unsigned int ms);
 
-/** Overshoot time constant in ms, 0 at load. Any thread; waits while another call holds the lock. */
+/** Overshoot time constant in ms, 0 at load. Class: lock. */
 ZEKA_API unsigned int ZEKAGetOvershootTimeConstant(void);
 
 /**
@@ -670,13 +670,12 @@ ZEKA_API unsigned int ZEKAGetOvershootTimeConstant(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetOvershootAmplitude(double mV);
 
 /**
- * Overshoot in mV, never negative, 0.0 at load; ZEKAReset leaves it. Any thread; waits while another call
- * holds the lock.
+ * Overshoot in mV, never negative, 0.0 at load; ZEKAReset leaves it. Class: lock.
  */
 ZEKA_API double ZEKAGetOvershootAmplitude(void);
 
@@ -694,7 +693,7 @@ ZEKA_API double ZEKAGetOvershootAmplitude(void);
  * @param apneaSeconds  apnea at the end of every minute; n gives n - 1 seconds of it, 0 none
  * @return 1  confirmed by the instrument and stored
  *         0  no instrument open, none that asks, or not confirmed; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int SetRespiration(int variation, int frequency, int ratio, int baseline, int apneaSeconds);
 
@@ -704,7 +703,7 @@ ZEKA_API int SetRespiration(int variation, int frequency, int ratio, int baselin
  *
  * @return 1  confirmed by the instrument
  *         0  no instrument open, none that asks, or not confirmed
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int SetApnea(bool on);
 
@@ -726,7 +725,7 @@ ZEKA_API void EnableApneaByTime(int seconds);
  * @return 1  switched
  *         0  no instrument open (switched and forgotten all the same), or it sent no request for 3000 ms
  *            (unchanged)
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int EnableRespiration(bool on);
 
@@ -735,7 +734,7 @@ ZEKA_API int EnableRespiration(bool on);
  *
  * @return 0  stored
  *         1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int EnableExternalRespireModule(bool on);
 
@@ -753,7 +752,7 @@ ZEKA_API int EnableExternalRespireModule(bool on);
  * @param ratePercent       swing of the heart rate, in % of the frequency; 0 for none
  * @return 1  stored
  *         0  no instrument open; nothing stored
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apneaSeconds, int baselinePercent,
                                       int amplitudePercent, int ratePercent);
@@ -780,16 +779,16 @@ ZEKA_API int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apnea
  */
 ZEKA_API int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz);
 
-/** Whether the sine sweep is on. Any thread; waits while another call holds the lock. */
+/** Whether the sine sweep is on. Class: lock. */
 ZEKA_API bool ZEKAGetFrequencyScan(void);
 
-/** Start of the last sweep in Hz, 0.67 at load; 0.05 after an ECG sweep. Any thread; never waits. */
+/** Start of the last sweep in Hz, 0.67 at load; 0.05 after an ECG sweep. Class: at once. */
 ZEKA_API double GetFreqScanSineStartFreq(void);
 
-/** Stop of the last sweep in Hz, 150.0 at load; 0.5 after an ECG sweep. Any thread; never waits. */
+/** Stop of the last sweep in Hz, 150.0 at load; 0.5 after an ECG sweep. Class: at once. */
 ZEKA_API double GetFreqScanSineStopFreq(void);
 
-/** Duration of the sine sweep in s, 30 at load. Any thread; never waits. */
+/** Duration of the sine sweep in s, 30 at load. Class: at once. */
 ZEKA_API int GetFreqScanSineDuration(void);
 
 /**
@@ -797,11 +796,11 @@ ZEKA_API int GetFreqScanSineDuration(void);
  *
  * @return  0  started or stopped
  *         -1  no instrument open
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetFreqScanECG(bool on);
 
-/** Whether a sweep runs; either of the two, whatever the name suggests. Any thread; never waits. */
+/** Whether a sweep runs; either of the two, whatever the name suggests. Class: at once. */
 ZEKA_API bool GetFreqScanECG(void);
 
 /**
@@ -815,17 +814,17 @@ ZEKA_API bool GetFreqScanECG(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing stored
  *         -2  amplitude, -3 frequency outside its range; nothing stored
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetDynamicRangeTest(bool on, bool triangle, double amplitude, double frequency);
 
-/** Whether the dynamic range test is on. Any thread; waits while another call holds the lock. */
+/** Whether the dynamic range test is on. Class: lock. */
 ZEKA_API bool ZEKAGetDynamicRangeTest(void);
 
-/** Sine of the dynamic range test in mV peak to peak, 1.0 at load. Any thread; never waits. */
+/** Sine of the dynamic range test in mV peak to peak, 1.0 at load. Class: at once. */
 ZEKA_API double GetDynamicRangeTestAmp(void);
 
-/** Sine of the dynamic range test in Hz, 40.0 at load. Any thread; never waits. */
+/** Sine of the dynamic range test in Hz, 40.0 at load. Class: at once. */
 ZEKA_API double GetDynamicRangeTestFreq(void);
 
 /**
@@ -836,17 +835,16 @@ ZEKA_API double GetDynamicRangeTestFreq(void);
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open; nothing stored
  *         -2  amplitude outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetECG2_27_Noise(int type, double amplitude);
 
 /**
- * Type of the mains noise, 0 (off) at load; the number that was set, no frequency. Any thread; never
- * waits.
+ * Type of the mains noise, 0 (off) at load; the number that was set, no frequency. Class: at once.
  */
 ZEKA_API int GetECG2_27_NoiseFreq(void);
 
-/** Mains noise in mV peak to peak, 0.1 at load. Any thread; never waits. */
+/** Mains noise in mV peak to peak, 0.1 at load. Class: at once. */
 ZEKA_API double GetECG2_27_NoiseAmp(void);
 
 /**
@@ -854,11 +852,11 @@ ZEKA_API double GetECG2_27_NoiseAmp(void);
  *
  * @return  0  stored; heard from the end of the running period while streaming, else at once
  *         -1  no instrument open; nothing stored
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetECG2_27_AAMIDriftTest(bool on);
 
-/** Whether the drift is on, false at load. Any thread; never waits. */
+/** Whether the drift is on, false at load. Class: at once. */
 ZEKA_API bool GetECG2_27_AAMIDriftTest(void);
 
 /**
@@ -868,11 +866,11 @@ ZEKA_API bool GetECG2_27_AAMIDriftTest(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetECG2_27_AAMIDriftTestAmp(double amplitude);
 
-/** Drift in mV peak to peak, 4.0 at load. Any thread; never waits. */
+/** Drift in mV peak to peak, 4.0 at load. Class: at once. */
 ZEKA_API double GetECG2_27_AAMIDriftTestAmp(void);
 
 /**
@@ -882,11 +880,11 @@ ZEKA_API double GetECG2_27_AAMIDriftTestAmp(void);
  * @return  0  stored; heard from the next sample
  *         -1  no instrument open; nothing stored
  *         -2  outside the range or no number; nothing stored
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetECG2_27_AAMIDriftTestFreq(double frequency);
 
-/** Drift in Hz, 0.1 at load. Any thread; never waits. */
+/** Drift in Hz, 0.1 at load. Class: at once. */
 ZEKA_API double GetECG2_27_AAMIDriftTestFreq(void);
 
 /**
@@ -900,11 +898,11 @@ ZEKA_API double GetECG2_27_AAMIDriftTestFreq(void);
  *               it is
  * @return  0  switched; heard from the end of the running period while streaming
  *         -1  no instrument open
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetBaselineResetTest(int state);
 
-/** State of the baseline reset test, 0 (off) at load. Any thread; never waits. */
+/** State of the baseline reset test, 0 (off) at load. Class: at once. */
 ZEKA_API int GetBaselineResetTest(void);
 
 /* ------------------------------------------------------------------- standard test waveforms */
@@ -915,11 +913,11 @@ ZEKA_API int GetBaselineResetTest(void);
  *
  * @param index  0 .. 9; every other value is stored too and plays 0.0 mV
  * @return 0, always; heard from the next sample, also with no instrument open
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetSpecialWave227(int index);
 
-/** The index that functions 9, 10 and 16 share, 0 at load. Any thread; never waits. */
+/** The index that functions 9, 10 and 16 share, 0 at load. Class: at once. */
 ZEKA_API int GetSpecialWave227(void);
 
 /**
@@ -929,7 +927,7 @@ ZEKA_API int GetSpecialWave227(void);
  * @param length  gets the number of samples, 34511 .. 65239; 0 for another index
  * @param rate    gets 720
  * @return the library's own memory, not to be written or released; null for another index
- * @note Any thread; never waits.
+ * @note Class: at once.
  */
 ZEKA_API int* GetSpecialWave227Array(int index, unsigned int* length, unsigned int* rate);
 
@@ -939,11 +937,11 @@ ZEKA_API int* GetSpecialWave227Array(int index, unsigned int* length, unsigned i
  *
  * @param index  0 .. 15; every other value is stored too and plays 0.0 mV
  * @return 0, always; heard from the next sample, also with no instrument open
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetSpecialWave251(int index);
 
-/** The index that functions 9, 10 and 16 share, 0 at load. Any thread; never waits. */
+/** The index that functions 9, 10 and 16 share, 0 at load. Class: at once. */
 ZEKA_API int GetSpecialWave251(void);
 
 /**
@@ -953,7 +951,7 @@ ZEKA_API int GetSpecialWave251(void);
  * @param length  gets the number of samples, 1000; 0 for another index
  * @param rate    gets 1000
  * @return the library's own memory, not to be written or released; null for another index
- * @note Any thread; never waits.
+ * @note Class: at once.
  */
 ZEKA_API int* GetSpecialWave251Array(int index, unsigned int* length, unsigned int* rate);
 
@@ -969,7 +967,7 @@ ZEKA_API int* GetSpecialWave251Array(int index, unsigned int* length, unsigned i
  */
 ZEKA_API int SetSpecialWave247(int index);
 
-/** The index that functions 9, 10 and 16 share, 0 at load. Any thread; never waits. */
+/** The index that functions 9, 10 and 16 share, 0 at load. Class: at once. */
 ZEKA_API int GetSpecialWave247(void);
 
 /**
@@ -990,11 +988,11 @@ ZEKA_API double* GetSpecialWave247Array(int pattern, unsigned int* length, unsig
  * @param lead  0 .. 8
  * @return  0  stored; heard from the next sample, also with no instrument open
  *         -1  outside the range; nothing stored
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int SetANE20000Lead(int lead);
 
-/** Lead of ANE20000, 0 at load. Any thread; never waits. */
+/** Lead of ANE20000, 0 at load. Class: at once. */
 ZEKA_API int GetANE20000Lead(void);
 
 /**
@@ -1017,18 +1015,18 @@ ZEKA_API double* getIEC47RawArray(IEC247_PATTERN pattern);
 ZEKA_API double* getArray(IEC247_PATTERN pattern);
 
 /**
- * The beat of the IEC 60601-2-47 patterns: 360 samples, mV, 1000 per second. The library's own memory. Any
- * thread; never waits.
+ * The beat of the IEC 60601-2-47 patterns: 360 samples, mV, 1000 per second. The library's own memory.
+ * Class: at once.
  */
 ZEKA_API double* getECG227Array(void);
 
-/** Mean RR interval of the 5 patterns in s. The library's own memory. Any thread; never waits. */
+/** Mean RR interval of the 5 patterns in s. The library's own memory. Class: at once. */
 ZEKA_API double* getRRavgArray(void);
 
-/** RR modulation depth of the 5 patterns in s. The library's own memory. Any thread; never waits. */
+/** RR modulation depth of the 5 patterns in s. The library's own memory. Class: at once. */
 ZEKA_API double* getRRdevArray(void);
 
-/** RR modulation frequency of the 5 patterns in Hz. The library's own memory. Any thread; never waits. */
+/** RR modulation frequency of the 5 patterns in Hz. The library's own memory. Class: at once. */
 ZEKA_API double* getHRVfreqArray(void);
 
 /* -------------------------------------- playback from the instrument's memory, loop switches */
@@ -1048,27 +1046,25 @@ ZEKA_API int ZEKAOutputSignal(int function);
 
 /**
  * Samples per second at which a period of that frequency is uploaded: the highest of 40000 .. 50 with at
- * most 2000 samples in a period; 1000 below 0.025 Hz, with more; 40000 for negative ones. Any thread;
- * never waits.
+ * most 2000 samples in a period; 1000 below 0.025 Hz, with more; 40000 for negative ones. Class: at once.
  */
 ZEKA_API int GetSampleRateByFrequency(double hz);
 
 /**
  * Samples in one uploaded period of that frequency, cut to a whole number: at most 2000 from 0.025 Hz on.
- * Any thread; never waits.
+ * Class: at once.
  */
 ZEKA_API int GetPixelNumberByFrequency(double hz);
 
 /**
  * Whether the standard waveforms (functions 9, 10, 16, 17) repeat, true at load, or are played once. Heard
- * from the next sample: switched off after more than one round, it ends the playback at once. Any thread;
- * never waits.
+ * from the next sample: switched off after more than one round, it ends the playback at once. Class: at once.
  */
 ZEKA_API void SetStandardWaveformLoop(bool on);
 
 /**
  * Whether recordings (functions 14 and 18) repeat, true at load, or are played once. Heard from the next
- * burst: switched off after more than one round, it ends the playback at once. Any thread; never waits.
+ * burst: switched off after more than one round, it ends the playback at once. Class: at once.
  */
 ZEKA_API void ZEKAEnableLoop(bool on);
 
@@ -1100,7 +1096,7 @@ ZEKA_API int ZEKASaveDefaultWaveform(void);
  *
  * @return 1  copied
  *         0  no instrument open, or no record given; the record is untouched
- * @note Any thread; never waits.
+ * @note Class: at once.
  */
 ZEKA_API int ZEKAGetDeviceInformation(MODEL_INFORMATION* info);
 
@@ -1110,7 +1106,7 @@ ZEKA_API int ZEKAGetDeviceInformation(MODEL_INFORMATION* info);
  *
  * @return 1  no instrument open, or it sent no request for 3000 ms while streaming
  *         0  not written
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetDeviceInformation(MODEL_INFORMATION* info);
 
@@ -1120,7 +1116,7 @@ ZEKA_API int ZEKASetDeviceInformation(MODEL_INFORMATION* info);
  * @param info  a ZEKA_HW_INFORMATION (20 bytes)
  * @return 1  copied
  *         0  no instrument open, or no record given; the record is untouched
- * @note Any thread; never waits.
+ * @note Class: at once.
  */
 ZEKA_API int ZEKAGetHWInformation(void* info);
 
@@ -1130,7 +1126,7 @@ ZEKA_API int ZEKAGetHWInformation(void* info);
  *
  * @return 1  the instrument sent no request for 3000 ms while streaming
  *         0  no instrument open, or not written
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetHWInformation(int setting0, int setting1);
 
@@ -1139,11 +1135,11 @@ ZEKA_API int ZEKASetHWInformation(int setting0, int setting1);
  *
  * @return one buffer of the library, at most 31 characters; it is overwritten when another instrument is
  *         connected
- * @note Any thread; never waits.
+ * @note Class: at once.
  */
 ZEKA_API const char* ZEKAGetSerialNumber(void);
 
-/** Version of the library, a number a byte: 0x01000502 is 1.0.5.2. Any thread; never waits. */
+/** Version of the library, a number a byte: 0x01000502 is 1.0.5.2. Class: at once. */
 ZEKA_API unsigned int ZEKAGetVersion(void);
 
 /**
@@ -1159,7 +1155,7 @@ ZEKA_API unsigned int ZEKAGetVersion(void);
  * (tcflush) before it is closed, else that close may wait up to 30 s for output that is not taken. A reply
  * that is not read is dropped before the library's next command.
  *
- * @note Any thread; waits while another call holds the lock.
+ * @note Class: lock.
  */
 ZEKA_API int64_t ZEKAGetDeviceHandle(void);
 
@@ -1184,7 +1180,7 @@ ZEKA_API void SetDeviceTimeoutSetting(unsigned int readMs, unsigned int writeMs)
  * @return  0  confirmed by the instrument
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
  *         -2  no such channel, or not confirmed
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetOutputLead(int channel, OutputLead lead);
 
@@ -1196,7 +1192,7 @@ ZEKA_API int ZEKASetOutputLead(int channel, OutputLead lead);
  * @return  0  sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
  *         -2  no such channel or mode; nothing sent
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetInputImpedanceMode(int channel, int mode);
 
@@ -1207,7 +1203,7 @@ ZEKA_API int ZEKASetInputImpedanceMode(int channel, int mode);
  * @return 0, 1 or 2; mode 3 reads back as 2. 0 also with no instrument open or without an answer
  *         -1  it sent no request for 3000 ms while streaming
  *         -2  no such channel
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKAGetInputImpedanceMode(int channel);
 
@@ -1218,7 +1214,7 @@ ZEKA_API int ZEKAGetInputImpedanceMode(int channel);
  * @return  0  sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
  *         -2  no such channel; nothing sent
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKASetSignalGroundToGNDGround(int channel, bool on);
 
@@ -1229,7 +1225,7 @@ ZEKA_API int ZEKASetSignalGroundToGNDGround(int channel, bool on);
  * @return  1  tied; also with no instrument open, or when it sent no request for 3000 ms while streaming
  *          0  not tied, or no answer
  *         -2  no such channel
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKAGetSignalGroundToGNDGround(int channel);
 
@@ -1239,7 +1235,7 @@ ZEKA_API int ZEKAGetSignalGroundToGNDGround(int channel);
  * @param state  has no effect
  * @return  0  sent; whether the instrument confirmed it is not told
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int SetAllOutputState(unsigned int state);
 
@@ -1249,7 +1245,7 @@ ZEKA_API int SetAllOutputState(unsigned int state);
  * @param mask,on  bit c for channel c, 0 to 3, and whether these are enabled
  * @return true   confirmed by the instrument
  *         false  no instrument open, none that asks, or not confirmed
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API bool SetSelectedChannelEnabled(unsigned char mask, bool on);
 
@@ -1260,7 +1256,7 @@ ZEKA_API bool SetSelectedChannelEnabled(unsigned char mask, bool on);
  * @param mask,lead  bit c for channel c, 0 to 3, and what becomes of the bits: 0 clears, others set
  * @return true   confirmed by the instrument
  *         false  no instrument open, none that asks, or not confirmed
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API bool SetSelectedChannelLeads(unsigned char mask, OutputLead lead);
 
@@ -1271,7 +1267,7 @@ ZEKA_API bool SetSelectedChannelLeads(unsigned char mask, OutputLead lead);
  *
  * @return 1  answered by the instrument
  *         0  no instrument open, or no answer
- * @note Any thread, while no signal streams. Waits for another call's lock, then for the exchange.
+ * @note Class: exchange.
  */
 ZEKA_API int ZEKASetCalibrationMode(bool on);
 
@@ -1280,7 +1276,7 @@ ZEKA_API int ZEKASetCalibrationMode(bool on);
  *
  * @return 1  answered by the instrument
  *         0  no instrument open, or no answer
- * @note Any thread, while no signal streams. Waits for another call's lock, then for the exchange.
+ * @note Class: exchange.
  */
 ZEKA_API int ZEKASetOutputDac(int first, int second);
 
@@ -1289,7 +1285,7 @@ ZEKA_API int ZEKASetOutputDac(int first, int second);
  * nothing is transferred.
  *
  * @return 0; the buffer is untouched
- * @note Any thread. Waits for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int ZEKAReadMfgInfo(unsigned char* buffer, int length);
 
@@ -1298,7 +1294,7 @@ ZEKA_API int ZEKAReadMfgInfo(unsigned char* buffer, int length);
  * nothing is transferred.
  *
  * @return 0
- * @note Any thread. Waits for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int ZEKAWriteMfgInfo(unsigned char* buffer, int length);
 
@@ -1307,7 +1303,7 @@ ZEKA_API int ZEKAWriteMfgInfo(unsigned char* buffer, int length);
  * library: nothing is transferred.
  *
  * @return 0
- * @note Any thread. Waits for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API int ZEKASetDCOffsetCalibrationData(int channel, int value);
 
@@ -1317,17 +1313,17 @@ ZEKA_API int ZEKASetDCOffsetCalibrationData(int channel, int value);
  *
  * @return 1  the instrument sent no request for 3000 ms while streaming
  *         0  otherwise, always
- * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ * @note Class: request.
  */
 ZEKA_API int ZEKAWriteDCCalibrationData(int index, int value);
 
-/** Does nothing. Returns 0. Any thread; never waits. */
+/** Does nothing. Returns 0. Class: at once. */
 ZEKA_API int ZEKASetFixedDCByDAC(int code);
 
-/** Does nothing. Returns -1. Any thread; never waits. */
+/** Does nothing. Returns -1. Class: at once. */
 ZEKA_API int ZEKAUpdateFwLoadFirmwareFile(void* a, void* b, void* c, void* d);
 
-/** Does nothing. Any thread; never waits. */
+/** Does nothing. Class: at once. */
 ZEKA_API void ZEKAUpdateFwBurnBinFile(void* a);
 
 /* --------------------------------------------------------------- ECG recordings and raw data */
@@ -1409,7 +1405,7 @@ ZEKA_API int CheckECGTxtChannel(const wchar_t* path, char** names);
  */
 ZEKA_API int ZEKALoadRawData(RAW_WAVEFORM_DATA* data);
 
-/** Does nothing: returns -1, whatever the file. Any thread; never waits. */
+/** Does nothing: returns -1, whatever the file. Class: at once. */
 ZEKA_API int getFileSize(const char* path);
 
 /* ----------------------------------------------------------------------- recording and dumps */
@@ -1426,13 +1422,13 @@ ZEKA_API int getFileSize(const char* path);
  *                returned
  * @return true   recording
  *         false  already on; nothing changed
- * @note Any thread, also from a signal callback. Waits only for another call's lock.
+ * @note Class: lock.
  */
 ZEKA_API bool EnableRecordRaw(double* ac, double* dc, int length);
 
 /**
  * Ends the recording. Once it has returned the library no longer touches the buffers. How many samples
- * came is not told: fill the buffers with NaN before. Any thread; waits while another call holds the lock.
+ * came is not told: fill the buffers with NaN before. Class: lock.
  */
 ZEKA_API void DisableRecordRaw(void);
 

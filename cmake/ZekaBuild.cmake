@@ -22,15 +22,35 @@ if(ZEKA_SANITIZE)
     target_link_options(zeka_flags INTERFACE -fsanitize=${ZEKA_SANITIZE})
 endif()
 
-# zeka_room(<name> <sources>...): one folder of the library, an object library `zeka_room_<name>` whose objects go
-# into both the shared and the static library.
-function(zeka_room name)
-    add_library(zeka_room_${name} OBJECT ${ARGN})
-    target_include_directories(zeka_room_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
-    target_compile_options(zeka_room_${name} PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
-    target_compile_definitions(zeka_room_${name} PRIVATE ZEKA_BUILDING)
+# The library's objects are compiled without assertions where the build type says NDEBUG. The tests then get a second
+# set, with them; the libraries, and the benchmarks, stay what is released.
+set(ZEKA_CHECKED OFF)
+if(ZEKA_BUILD_TESTS AND CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+    set(ZEKA_CHECKED ON)
+endif()
+
+function(zeka_room_objects target)
+    add_library(${target} OBJECT ${ARGN})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+    target_compile_options(${target} PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
+    target_compile_definitions(${target} PRIVATE ZEKA_BUILDING)
     # Who holds which lock, proved by clang in the library; tests and benchmarks look at its state without.
-    target_compile_options(zeka_room_${name} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
-    target_link_libraries(zeka_room_${name} PRIVATE zeka_flags Threads::Threads)
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
+    target_link_libraries(${target} PRIVATE zeka_flags Threads::Threads)
+endfunction()
+
+# zeka_room(<name> <sources>...): one folder of the library, an object library `zeka_room_<name>` whose objects go
+# into both the shared and the static library. DATA, as the first source: nothing in it to assert.
+function(zeka_room name)
+    set(sources ${ARGN})
+    list(REMOVE_ITEM sources DATA)
+    zeka_room_objects(zeka_room_${name} ${sources})
     set_property(GLOBAL APPEND PROPERTY ZEKA_ROOMS zeka_room_${name})
+    set(checked zeka_room_${name})
+    if(ZEKA_CHECKED AND NOT "DATA" IN_LIST ARGN)
+        set(checked zeka_room_${name}_checked)
+        zeka_room_objects(${checked} ${sources})
+        target_compile_options(${checked} PRIVATE -UNDEBUG)
+    endif()
+    set_property(GLOBAL APPEND PROPERTY ZEKA_CHECKED_ROOMS ${checked})
 endfunction()

@@ -4,6 +4,7 @@
 #include "signal/apply.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 #include "device/output_stage.h"
@@ -33,7 +34,11 @@ bool change_in_progress ZEKA_LOCKED = false;
 /// it again.
 class ZEKA_SCOPED_LOCK InProgress {
 public:
-    InProgress() ZEKA_NO_LOCK_ANALYSIS { change_in_progress = true; }
+    InProgress() ZEKA_NO_LOCK_ANALYSIS
+    {
+        assert(!change_in_progress); // _Change looks first
+        change_in_progress = true;
+    }
     ~InProgress() ZEKA_NO_LOCK_ANALYSIS { change_in_progress = false; }
     InProgress(const InProgress&) = delete;
     InProgress& operator=(const InProgress&) = delete;
@@ -41,6 +46,7 @@ public:
 
 void StopStream() ZEKA_NEEDS_LOCK
 {
+    assert(change_in_progress && g_bECGGoing);
     Publish(g_bECGGoing, false);
     g_fOutputTime = 0.0;
     g_fOutputTimeGraph = 0.0;
@@ -136,6 +142,7 @@ private:
 
 void StartStream() ZEKA_NEEDS_LOCK
 {
+    assert(change_in_progress && !g_bECGGoing);
     StartUndone unless_sent;
     Publish(g_bECGGoing, true);
     g_nSequenceCheck = 0;

@@ -2,6 +2,7 @@
 // Every one is defined for every argument: NaN, infinities and numbers that no integer type holds included.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <limits>
 
@@ -41,6 +42,7 @@ namespace zeka {
 /// did to the position, the index lies inside the table.
 [[nodiscard]] inline std::int32_t HeldIndex(double position, std::int32_t count) noexcept
 {
+    assert(count > 0);
     const std::int32_t index = TruncToInt(position);
     if (index < 0)
         return 0;

@@ -88,6 +88,7 @@ public:
     /// exp(-sample / length): what is left of the droop's way.
     double Droop(int sample)
     {
+        assert(sample >= 0 && length_ > 0); // within a pulse
         if (static_cast<std::size_t>(sample) >= droop_.size())
             return std::exp(-static_cast<double>(sample) / length_);
         double& value = droop_[static_cast<std::size_t>(sample)];
@@ -99,6 +100,7 @@ public:
     /// The overshoot's decay `sample` samples into the pulse, from the first sample behind it on.
     double Decay(int sample)
     {
+        assert(sample >= length_); // behind it
         const auto behind = static_cast<std::size_t>(sample - length_);
         if (behind < decay_known_)
             return decay_[behind];
@@ -151,6 +153,7 @@ constinit QuietStretch quiet;
 
 int QuietPacingSamples(int limit)
 {
+    assert(limit >= 0);
     if (s_PulsesRequired < 1 || !quiet.Covers(ClockOffset()))
         return 0;
     const double samples =
@@ -160,7 +163,7 @@ int QuietPacingSamples(int limit)
 
 void QuietPacing(std::span<double> dc, std::span<double> overshoot)
 {
-    assert(dc.size() == overshoot.size());
+    assert(dc.size() == overshoot.size() && s_PulsesRequired >= 1);
     std::size_t i = 0;
     for (const int length = shape.Length(); i < dc.size() && length - s_ppc > 0; ++i) {
         overshoot[i] = 0.0;

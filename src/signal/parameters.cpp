@@ -1,6 +1,8 @@
 // parameters.cpp (signal) - setters and getters of the main signal: amplitude, frequency, pulse width, ECG
 // timing and waves, DC offset. One frame for all setters; the plain ones differ only in a line of the table
 // below.
+#include <cassert>
+
 #include "device/output_stage.h"
 #include "signal/apply.h"
 #include "signal/frame.h"
@@ -63,6 +65,7 @@ constexpr bool IsCheckedAgainstItsCap(int function)
 /// sample.
 void SendDcOffset(int channel) ZEKA_NEEDS_LOCK
 {
+    assert(zeka::HoldsCriticalSection() && zeka::IsChannel(channel));
     SetRelays(true);
     (void)SetDcOffset(channel);
 }

@@ -4,6 +4,7 @@
 // burst and never waits for a request: the burst it belongs to has just answered one, or is the one that
 // starts the stream.
 #include <array>
+#include <cassert>
 #include <cstdint>
 
 #include "device/exchange.h"
@@ -55,6 +56,7 @@ bool SendRespiration(const RespirationCodes& codes, bool apnea)
 /// Switches the instrument's apnea with the codes it was last told.
 int SwitchApnea(bool on) ZEKA_NEEDS_LOCK
 {
+    assert(HoldsCriticalSection());
     const RespirationCodes codes{g_nRespirationVariation, g_nRespirationFrequency, g_nRespirationRatio,
                                  g_nRespirationBaseline};
     if (!SendRespiration(codes, on))
@@ -66,6 +68,7 @@ int SwitchApnea(bool on) ZEKA_NEEDS_LOCK
 /// Everything that a later EnableRespiration(true) must not find again; the instrument is not told.
 void ForgetRespiration() ZEKA_NEEDS_LOCK
 {
+    assert(HoldsCriticalSection());
     g_nRespirationResistance = 0;
     s_BaselineModV = 0.0;
     s_AmpModV = 0.0;

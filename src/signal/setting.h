@@ -2,6 +2,7 @@
 // store, an apply step, in this order. A setting that needs nothing else is a row of its file's table.
 #pragma once
 
+#include <cassert>
 #include <limits>
 #include <type_traits>
 
@@ -47,7 +48,9 @@ inline constexpr Interval kAnyNumber{-std::numeric_limits<double>::infinity(),
 template <typename Frame = SetterFrame, typename T>
 int Set(const Setting<T>& setting, std::type_identity_t<T> value)
 {
+    assert(setting.value != nullptr && setting.apply != nullptr);
     const Frame frame;
+    assert(HoldsCriticalSection());
     if (const int refusal = Refusal(frame, setting.accepted.Contains(value)); refusal != kOk)
         return refusal;
     Publish(*setting.value, value);

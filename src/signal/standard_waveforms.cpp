@@ -5,6 +5,7 @@
 
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <cmath>
 #include <mutex>
 #include <new>
@@ -45,12 +46,14 @@ constexpr bool IsPattern(int pattern)
 
 double*& PatternSlot(int pattern)
 {
+    assert(IsPattern(pattern));
     double** const slots[] = {&pattern1, &pattern2, &pattern3, &pattern4, &pattern5};
     return *slots[pattern];
 }
 
 std::span<double> PatternMemory(int pattern)
 {
+    assert(IsPattern(pattern));
     if (pattern == static_cast<int>(minutes.size()))
         return hour;
     return minutes[static_cast<std::size_t>(pattern)];
@@ -80,6 +83,7 @@ void BuildPattern(int pattern)
 /// family, but never out of the table.
 double SampleMv(std::span<const int> table, std::size_t slots, int index, double at)
 {
+    assert(slots > 0 && table.size() % slots == 0);
     if (index < 0 || static_cast<std::size_t>(index) >= table.size() / slots ||
         !(at > -1.0)) // rounding may put a time just below 0
         return 0.0;

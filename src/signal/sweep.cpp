@@ -3,6 +3,7 @@
 // phase.
 #include "signal/sweep.h"
 
+#include <cassert>
 #include <cmath>
 
 #include "link/serial_link.h"
@@ -24,6 +25,7 @@ constexpr double kEcgStartHz = 0.05, kEcgStopHz = 0.5, kEcgDurationS = 30.0; // 
 /// The library switches the function by itself, and says so.
 void Switch(int function) ZEKA_NEEDS_LOCK
 {
+    assert(HoldsCriticalSection());
     Publish(g_MainOutput, function);
     Notify(g_SyncMainFuncCB, function);
 }

@@ -4,6 +4,7 @@
 // behind.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -40,6 +41,7 @@ constexpr std::size_t SlotAt(std::size_t n) noexcept
 
 constexpr void PutSlot(Burst burst, std::size_t n, std::uint16_t dc, std::int16_t ac) noexcept
 {
+    assert(n < kBurstSamples);
     const auto slot = burst.subspan(SlotAt(n));
     PutBe16(slot.first<2>(), dc);
     PutBe16(slot.subspan<2>().first<2>(), static_cast<std::uint16_t>(ac));
@@ -47,6 +49,7 @@ constexpr void PutSlot(Burst burst, std::size_t n, std::uint16_t dc, std::int16_
 
 constexpr void PutHeader(Burst burst, std::size_t packet, std::uint16_t sequence) noexcept
 {
+    assert(packet < kBurstPackets);
     constexpr std::uint8_t kHeader[] = {0x01, 0x01, 0x00, 0x00, 0x00, sample_packet::kSamples};
     static_assert(sizeof kHeader == sample_packet::kSequenceAt);
     const auto at = burst.subspan(packet * sample_packet::kBytes);

@@ -5,6 +5,7 @@
 #include "stream/burst.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "platform/cancellation.h"
 #include "signal/apply.h"
@@ -92,6 +93,7 @@ void Record(double ac_counts, double dc_mv) ZEKA_NEEDS_LOCK
 {
     if (!s_EnableRecord || s_RecordIndex >= s_RecordLength || s_AcBuffer == nullptr || s_DcBuffer == nullptr)
         return;
+    assert(s_RecordIndex >= 0);
     s_AcBuffer[s_RecordIndex] = ac_counts;
     s_DcBuffer[s_RecordIndex] = dc_mv;
     ++s_RecordIndex;
@@ -101,6 +103,7 @@ void Record(double ac_counts, double dc_mv) ZEKA_NEEDS_LOCK
 
 void PlainSample(Burst burst, std::size_t n)
 {
+    assert(n < kBurstSamples && g_nSampleRate > 0);
     if (n % sample_packet::kSamples == 0)
         PutHeader(burst, n / sample_packet::kSamples, g_nSequenceCheck++);
 

@@ -5,6 +5,7 @@
 // state that left. So nothing of a run outlives it but what the plain road would have left behind too.
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <span>
 
@@ -119,6 +120,7 @@ void PutRun(Burst burst, std::size_t first, std::size_t count, DcSource source,
     if (source == DcSource::kMainSignal)
         MoveToDc(words, count);
 
+    assert(first + count <= kBurstSamples);
     PutHeaders(burst, first, first + count);
     const auto mv = std::span<const double>(words.mv).first(count);
     if (g_nDcDACValue >= 0)
@@ -143,6 +145,7 @@ int BuildSweepRun(Burst burst, std::size_t first, int limit, DcSource source) ZE
 /// A run on the plainly accumulated clock.
 int BuildSteadyRun(Burst burst, std::size_t first, int limit, DcSource source) ZEKA_NEEDS_LOCK
 {
+    assert(g_nSampleRate > 0 && limit >= kWorthARun);
     const double dt = 1.0 / g_nSampleRate;
     const LinearClock graph_clock = LinearClockFrom(g_fOutputTimeGraph, dt, limit);
     const bool together = g_fOutputTime == g_fOutputTimeGraph; // only a sweep parts them
@@ -171,6 +174,7 @@ int BuildSteadyRun(Burst burst, std::size_t first, int limit, DcSource source) Z
 /// the plain road.
 int BuildRun(Burst burst, std::size_t first) ZEKA_NEEDS_LOCK
 {
+    assert(first < kBurstSamples);
     if (s_ChangeOnNextCycle || Recording())
         return 0;
     int limit = UnseenSamples(static_cast<int>(kBurstSamples - first));
@@ -185,6 +189,7 @@ int BuildRun(Burst burst, std::size_t first) ZEKA_NEEDS_LOCK
 
     const int built = s_FreqScanOn ? BuildSweepRun(burst, first, limit, source)
                                    : BuildSteadyRun(burst, first, limit, source);
+    assert(built >= 0 && built <= limit);
     AdvanceDivider(built);
     return built;
 }

@@ -110,6 +110,7 @@ void CopySlots(const SlotImages& images, std::size_t count, Burst burst, std::si
 {
     constexpr std::size_t kSamples = sample_packet::kSamples;
     static_assert(sizeof images[0] == sample_packet::kSlotBytes);
+    assert(count <= images.size());
     std::size_t done = std::min((kSamples - first % kSamples) % kSamples, count);
     std::memcpy(burst.data() + SlotAt(first), images.data(), done * sizeof images[0]);
     std::uint8_t* to = burst.data() + SlotAt(first + done);
@@ -152,6 +153,10 @@ void PutSlots(Burst burst, std::size_t first, std::span<const double> mv, double
     Put(burst, first, mv, counts_per_mv, dc.data(), 1);
 }
 
-void LimitVoltages(std::span<double> mv, double limit) { LimitFrom(LimitLanes(mv, limit), mv, limit); }
+void LimitVoltages(std::span<double> mv, double limit)
+{
+    assert(limit >= 0.0);
+    LimitFrom(LimitLanes(mv, limit), mv, limit);
+}
 
 } // namespace zeka

@@ -5,6 +5,7 @@
 #include "stream/playback.h"
 
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 
@@ -41,6 +42,7 @@ constexpr std::uint16_t kSilentSequence = 0xFF00; // fixed: the stream's counter
 /// Uploads the function and switches the output on. Only a missing device is reported.
 void StartPlayback(int function) ZEKA_NEEDS_LOCK
 {
+    assert(HoldsCriticalSection() && function >= kFirstPeriodic && function <= kLastPeriodic);
     g_hStopPlayEvent.ResetEvent(); // a stop that is still pending belongs to what played before
     Publish(g_MainOutput, function);
     ReleaseOutput();

@@ -75,6 +75,7 @@ public:
 
     void Ramp(double& level, double step)
     {
+        assert(at_ == 0);
         double value = level;
         for (int i = 0; i < run_.Count(); ++i)
             At(i) = value += step;
@@ -152,6 +153,7 @@ private:
 
     template <typename Formula> void To(int end, Formula formula)
     {
+        assert(end <= run_.Count());
         const RunTimes times = times_; // by value: what is stored below could be what a reference leads to
         const Scale scale = scale_;
         RunBuffer& mv = mv_;
@@ -166,6 +168,7 @@ private:
 
     void To(int end, Flat flat)
     {
+        assert(end <= run_.Count());
         if (at_ < end)
             std::fill_n(mv_.begin() + at_, end - at_, flat.mv);
         at_ = std::max(at_, end);

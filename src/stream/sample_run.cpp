@@ -2,6 +2,7 @@
 #include "stream/sample_run.h"
 
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -24,6 +25,7 @@ double PowerOfTwoBelow(double x)
 
 LinearClock LinearClockFrom(double start, double dt, int limit) noexcept
 {
+    assert(limit >= 0);
     // Below dt an addition passes more than one power of two; NaN goes no further either.
     if (!(start >= dt) || !(dt > 0.0) || !(start < std::numeric_limits<double>::max() / 4.0))
         return {start, 0.0, 0};
@@ -40,6 +42,7 @@ LinearClock LinearClockFrom(double start, double dt, int limit) noexcept
 
 Turn TurnAt(const SampleRun& run, double period, int from) noexcept
 {
+    assert(from >= 0 && from < run.Count());
     const double turn = Trunc(run.Time(from) / period);
     const double base = period * turn;
     const double guess = run.SamplesIn(base + period - run.Time(0));

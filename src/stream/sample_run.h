@@ -34,7 +34,11 @@ public:
     }
 
     [[nodiscard]] int Count() const noexcept { return count_; }
-    void Shorten(int count) noexcept { count_ = std::min(count, count_); }
+    void Shorten(int count) noexcept
+    {
+        assert(count >= 0);
+        count_ = std::min(count, count_);
+    }
     /// Stream time of sample i, s.
     [[nodiscard]] double Time(int i) const noexcept { return clock_.At(i); }
 
@@ -43,6 +47,7 @@ public:
     template <typename Quantity>
     int FirstReaching(Quantity quantity, double bound, int from, double guess) const
     {
+        assert(from >= 0);
         int i = guess > from ? (guess < count_ ? static_cast<int>(guess) : count_) : from;
         while (i > from && quantity(i - 1) >= bound)
             --i;

@@ -4,6 +4,7 @@
 // function needs them.
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -93,6 +94,7 @@ template <std::size_t kAt> void PutWord(Packet& packet, std::uint16_t word) noex
 /// The working values of the generator for the selected function, without the caps of the apply step.
 void PrepareGenerator() ZEKA_NEEDS_LOCK
 {
+    assert(g_nSampleRate > 0);
     const int function = Peek(g_MainOutput);
     const double amplitude = Peek(g_Amplitude);
     s_A = KindOf(function) == Kind::kEcg ? amplitude : amplitude / 2.0;
@@ -114,6 +116,7 @@ bool SendAcknowledged(Packet& packet)
 /// Ends an upload that is to be kept: output off, with the settings that belong to the waveform.
 bool SwitchOutputOff() ZEKA_NEEDS_LOCK
 {
+    assert(HoldsCriticalSection());
     _DEVICE_CONTROL_SETTING record{};
     if (!GetDeviceControlSetting(&record))
         return false;
@@ -127,6 +130,7 @@ bool SwitchOutputOff() ZEKA_NEEDS_LOCK
 
 bool GenWaveform(int* count, double** ac, double** dc)
 {
+    assert(count != nullptr && ac != nullptr && dc != nullptr);
     const double frequency = ZEKAGetFrequency();
     const int samples = std::clamp(GetPixelNumberByFrequency(frequency), 0, zeka::kMaxPeriodSamples);
     const auto size = static_cast<std::size_t>(samples);

@@ -40,11 +40,12 @@ print()
 print("from ._library import MODEL_INFORMATION as MODEL_INFORMATION")
 print("from ._library import RAW_WAVEFORM_DATA as RAW_WAVEFORM_DATA")
 print("from ._library import ZEKA_HW_INFORMATION as ZEKA_HW_INFORMATION")
+print("from ._library import ZEKA_OUTPUT_STAGE as ZEKA_OUTPUT_STAGE")
 print()
 print("_Text = Union[str, bytes, os.PathLike[str], os.PathLike[bytes]]")
 print()
 print("__all__ = [")
-for name in ("MODEL_INFORMATION", "RAW_WAVEFORM_DATA", "ZEKA_HW_INFORMATION", *TABLE):
+for name in ("MODEL_INFORMATION", "RAW_WAVEFORM_DATA", "ZEKA_HW_INFORMATION", "ZEKA_OUTPUT_STAGE", *TABLE):
     print(f'    "{name}",')
 print("]")
 print()

@@ -1,7 +1,6 @@
 // info.cpp - zeka info: what the instrument says of itself and of its output stage.
 #include "cli/commands/commands.h"
 
-#include "cli/instrument/control_block.h"
 #include "cli/instrument/session.h"
 #include "cli/shell/options.h"
 
@@ -19,22 +18,40 @@ struct Dc {
     bool common = GetDCOffsetCommonMode();
 };
 
-using Channels = std::array<OutputChannel, kOutputChannels>;
+constexpr int kChannels = 4;
 
-/// Before any call of the library that exchanges something: see control_block.h.
-Channels AskForChannels(const Session& session)
+ZEKA_OUTPUT_STAGE AskForOutputStage(const Session& session)
 {
-    const auto port = static_cast<int>(ZEKAGetDeviceHandle());
+    ZEKA_OUTPUT_STAGE stage{};
+    stage.size = sizeof stage;
+    if (ZEKAGetOutputStage(&stage) == 0)
+        return stage;
     Session::EndIfLost();
-    return ChannelsOf(ReadControlBlock(port, session.Who().node));
+    throw Failure(Exit::kTimeOut,
+                  fmt::format("{} did not tell how its output stage is set; unplug it and plug it in "
+                              "again, then run this again",
+                              session.Who().node));
 }
 
-std::string ImpedanceText(const OutputChannel& channel)
+std::string ImpedanceText(int mode) { return mode >= 0 ? fmt::format("mode {}", mode) : "unknown"; }
+
+std::string DcSourceText(int source)
 {
-    return channel.impedance ? fmt::format("mode {}", *channel.impedance) : "unknown";
+    switch (source) {
+    case ZEKA_DC_SOURCE_NONE:
+        return "none";
+    case ZEKA_DC_SOURCE_PLUS_300_MV:
+        return "+300 mV";
+    case ZEKA_DC_SOURCE_MINUS_300_MV:
+        return "-300 mV";
+    case ZEKA_DC_SOURCE_VARIABLE:
+        return "variable";
+    default:
+        return fmt::format("unknown (0x{:02X})", source);
+    }
 }
 
-std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const Channels& channels,
+std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const ZEKA_OUTPUT_STAGE& stage,
                  const Dc& dc)
 {
     std::string text =
@@ -46,16 +63,17 @@ std::string Text(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const
                     who.serial, who.model, who.node, who.virtual_one ? " (virtual instrument)" : "",
                     who.version, hardware.nStoredInfo0, hardware.nStoredInfo1, hardware.nQueryInfo,
                     hardware.nHWSetting0, hardware.nHWSetting1);
-    for (int number = 0; const OutputChannel& channel : channels)
-        text += fmt::format("channel {}       lead {}, input impedance {}, signal ground {}, DC source {}\n",
-                            number++, channel.lead_0 ? "0" : "other than 0", ImpedanceText(channel),
-                            channel.signal_ground ? "connected" : "open", DcSourceText(channel.dc_source));
+    for (int channel = 0; channel < kChannels; ++channel)
+        text += fmt::format(
+            "channel {}       lead {}, input impedance {}, signal ground {}, DC source {}\n", channel,
+            stage.lead[channel] == 0 ? "0" : "other than 0", ImpedanceText(stage.impedanceMode[channel]),
+            stage.signalGround[channel] == 1 ? "connected" : "open", DcSourceText(stage.dcSource[channel]));
     return text +
            fmt::format("DC              offset {} mV, variable {}, common mode {} (of this connection)\n",
                        dc.offset_mv, dc.variable ? "on" : "off", dc.common ? "on" : "off");
 }
 
-JsonValue Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const Channels& channels,
+JsonValue Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const ZEKA_OUTPUT_STAGE& stage,
                const Dc& dc)
 {
     JsonValue object{{"instrument", ToJson(who)}};
@@ -63,13 +81,15 @@ JsonValue Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const C
                           {"query", hardware.nQueryInfo},
                           {"settings", {hardware.nHWSetting0, hardware.nHWSetting1}}};
     object["channels"] = JsonValue::Array();
-    for (int number = 0; const OutputChannel& channel : channels)
+    for (int channel = 0; channel < kChannels; ++channel) {
+        const int mode = stage.impedanceMode[channel];
         object["channels"].Append(
-            {{"channel", number++},
-             {"lead", channel.lead_0 ? JsonValue(0) : JsonValue("other than 0")},
-             {"impedance_mode", channel.impedance ? JsonValue(*channel.impedance) : JsonValue("unknown")},
-             {"signal_ground", channel.signal_ground},
-             {"dc_source", DcSourceText(channel.dc_source)}});
+            {{"channel", channel},
+             {"lead", stage.lead[channel] == 0 ? JsonValue(0) : JsonValue("other than 0")},
+             {"impedance_mode", mode >= 0 ? JsonValue(mode) : JsonValue("unknown")},
+             {"signal_ground", stage.signalGround[channel] == 1},
+             {"dc_source", DcSourceText(stage.dcSource[channel])}});
+    }
     object["dc"] = {{"offset_mv", dc.offset_mv}, {"variable", dc.variable}, {"common_mode", dc.common}};
     return object;
 }
@@ -77,16 +97,16 @@ JsonValue Json(const Identity& who, const ZEKA_HW_INFORMATION& hardware, const C
 Exit Info(const ConnectOptions& options, Context& context)
 {
     const Session session(options, context);
-    const Channels channels = AskForChannels(session);
+    const ZEKA_OUTPUT_STAGE stage = AskForOutputStage(session);
     ZEKA_HW_INFORMATION hardware{};
     if (ZEKAGetHWInformation(&hardware) != 1)
         Session::EndIfLost();
     const Dc dc;
     Session::EndIfLost(); // what was read of a lost instrument means nothing
     if (context.console.json)
-        context.console.Result("info", Json(session.Who(), hardware, channels, dc));
+        context.console.Result("info", Json(session.Who(), hardware, stage, dc));
     else
-        context.console.Result(Text(session.Who(), hardware, channels, dc));
+        context.console.Result(Text(session.Who(), hardware, stage, dc));
     return Exit::kDone;
 }
 

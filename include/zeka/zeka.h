@@ -148,6 +148,26 @@ typedef struct ZEKA_HW_INFORMATION {
     unsigned int nHWSetting1;  /**< second hardware setting */
 } ZEKA_HW_INFORMATION;
 
+/** What feeds the DC channel of an output, in ZEKA_OUTPUT_STAGE. */
+enum {
+    ZEKA_DC_SOURCE_NONE = 0x00,         /**< nothing: 0 mV */
+    ZEKA_DC_SOURCE_PLUS_300_MV = 0x01,  /**< a fixed source of the instrument */
+    ZEKA_DC_SOURCE_MINUS_300_MV = 0x02, /**< a fixed source of the instrument */
+    ZEKA_DC_SOURCE_VARIABLE = 0x10      /**< what comes with the samples */
+};
+
+/**
+ * How the instrument's output stage is set, for ZEKAGetOutputStage; an element for each channel, 0 to 3.
+ * Members may be added behind these in later versions; what there is room for is told by `size`.
+ */
+typedef struct ZEKA_OUTPUT_STAGE {
+    unsigned int size;    /**< set by the caller: sizeof(ZEKA_OUTPUT_STAGE) */
+    int lead[4];          /**< 0: lead 0 is selected; 1: another one */
+    int impedanceMode[4]; /**< 0 .. 3, 2 and 3 apart; -1: the instrument shows several at once */
+    int signalGround[4];  /**< 1: tied to the instrument's ground; 0: not */
+    int dcSource[4];      /**< ZEKA_DC_SOURCE_NONE, ...; any other value is the instrument's own */
+} ZEKA_OUTPUT_STAGE;
+
 /** A recording in the application's memory, for ZEKALoadRawData. The library copies both arrays. */
 typedef struct RAW_WAVEFORM_DATA {
     double frequency; /**< samples per second, 100.0 .. 40000.0 */
@@ -1228,6 +1248,20 @@ ZEKA_API int ZEKASetSignalGroundToGNDGround(int channel, bool on);
  * @note Class: request.
  */
 ZEKA_API int ZEKAGetSignalGroundToGNDGround(int channel);
+
+/**
+ * Asks the instrument how its whole output stage is set, in one exchange: what the getters above say of a
+ * channel, and what they leave out (the lead, mode 3 apart from mode 2, the DC source).
+ *
+ * @param stage  a record whose `size` the caller has set to sizeof(ZEKA_OUTPUT_STAGE), at least 68. What a
+ *               later header has added to it is filled by a library that knows it, and untouched by this one.
+ * @return  0  filled
+ *         -1  no instrument open, it sent no request for 3000 ms while streaming, or it gave no answer;
+ *             the record is untouched
+ *         -2  no record given, or `size` is below 68, the record's first form; nothing sent
+ * @note Any thread, also from a signal callback. Blocks up to 3000 ms while a signal streams.
+ */
+ZEKA_API int ZEKAGetOutputStage(ZEKA_OUTPUT_STAGE* stage);
 
 /**
  * Sends the output state (playing or not, sample rate) again.

@@ -49,6 +49,21 @@ template <typename Change> bool ChangeChannel(int channel, Change&& change)
            ChangeControlBlock([channel, &change](Block& block) { change(GroupOf(block, channel)); });
 }
 
+// The flags exclude one another; an instrument that shows several has no mode that could be named.
+int ImpedanceModeOf(ChannelGroup group)
+{
+    constexpr std::size_t kFlagAt[] = {cb::kImpedanceAAt, cb::kImpedanceBAt,
+                                       cb::kImpedanceCAt}; // modes 1, 2, 3
+    constexpr int kSeveral = -1;
+    int mode = 0;
+    for (int number = 1; const std::size_t at : kFlagAt) {
+        if (group[at] == cb::kFlagOn)
+            mode = mode == 0 ? number : kSeveral;
+        ++number;
+    }
+    return mode;
+}
+
 std::uint8_t DcSourceOf(int channel) ZEKA_NEEDS_LOCK
 {
     constexpr std::int32_t kFixedOffsetMv = 300;
@@ -113,6 +128,22 @@ bool GetSignalGroundToGNDGround(int c)
     using namespace zeka;
     Block block{};
     return IsChannel(c) && ReadControlBlock(block) && GroupOf(block, c)[cb::kSignalGroundAt] == cb::kFlagOn;
+}
+
+bool ReadOutputStage(ZEKA_OUTPUT_STAGE& stage)
+{
+    using namespace zeka;
+    Block block{};
+    if (!ReadControlBlock(block))
+        return false;
+    for (int channel = 0; IsChannel(channel); ++channel) {
+        const ChannelGroup group = GroupOf(block, channel);
+        stage.lead[channel] = group[cb::kLeadAt] == cb::kFlagOn ? 0 : 1;
+        stage.impedanceMode[channel] = ImpedanceModeOf(group);
+        stage.signalGround[channel] = group[cb::kSignalGroundAt] == cb::kFlagOn ? 1 : 0;
+        stage.dcSource[channel] = group[cb::kDcSourceAt];
+    }
+    return true;
 }
 
 bool SetOutputLead(int c, OutputLead lead)

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "signal/state.h"
+#include "zeka/zeka.h"
 
 /// The 64-byte record that starts playback from the instrument's memory.
 struct _DEVICE_CONTROL_SETTING {
@@ -24,6 +25,9 @@ bool SetInputImpedanceMode(int c, int mode) ZEKA_NEEDS_LOCK;
 int GetInputImpedanceMode(int c) ZEKA_NEEDS_LOCK;
 bool SetSignalGroundToGNDGround(int c, bool on) ZEKA_NEEDS_LOCK;
 bool GetSignalGroundToGNDGround(int c) ZEKA_NEEDS_LOCK;
+/// How all four channels are set, as the instrument answers in one exchange; `size` is the caller's matter.
+/// False, and nothing filled, without an answer.
+bool ReadOutputStage(ZEKA_OUTPUT_STAGE& stage) ZEKA_NEEDS_LOCK;
 bool SetOutputLead(int c, OutputLead lead) ZEKA_NEEDS_LOCK;
 bool SetDcOffset(int c) ZEKA_NEEDS_LOCK;
 bool SetCalibrationMode(bool on) ZEKA_NEEDS_LOCK;

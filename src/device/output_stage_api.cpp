@@ -63,6 +63,18 @@ int ZEKAGetSignalGroundToGNDGround(int channel)
     return GetSignalGroundToGNDGround(channel) ? 1 : 0;
 }
 
+int ZEKAGetOutputStage(ZEKA_OUTPUT_STAGE* stage)
+{
+    static_assert(sizeof(ZEKA_OUTPUT_STAGE) == 68,
+                  "the header names this size; a longer record is filled as far as it goes");
+    if (stage == nullptr || stage->size < sizeof(ZEKA_OUTPUT_STAGE))
+        return zeka::kOutOfRange;
+    const zeka::SetterFrame frame;
+    if (!frame.Ready())
+        return zeka::kNoAnswer;
+    return ReadOutputStage(*stage) ? zeka::kOk : zeka::kNoAnswer;
+}
+
 int SetAllOutputState(unsigned int /*state*/)
 {
     const zeka::SetterFrame frame;

@@ -6,9 +6,9 @@ nm=$1 library=$2 list=$3
 
 status=0
 defined=$("$nm" -D --defined-only "$library" | awk '{ print $NF }' | LC_ALL=C sort)
-unversioned=$(echo "$defined" | grep -v -e '@@ZEKA_1$' -e '^ZEKA_1$' || true)
+unversioned=$(echo "$defined" | grep -vE '(@@|^)ZEKA_1(_[0-9]+)?$' || true)
 if [ -n "$unversioned" ]; then
-    echo "defined without version ZEKA_1:" $unversioned
+    echo "defined without a version node:" $unversioned
     status=1
 fi
 if ! echo "$defined" | sed 's/@.*//' | LC_ALL=C sort -u | diff -u "$list" -; then

@@ -6,8 +6,8 @@ list=$1 table=$2
 
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-# The version node is no function; of the mangled names the class counts: _ZN15CAutoResetEvent10ResetEventEv.
-sed -n '/^_Z/!{/^ZEKA_1$/!p}' "$list" | LC_ALL=C sort >"$folder/functions"
+# The version nodes are no functions; of the mangled names the class counts: _ZN15CAutoResetEvent10ResetEventEv.
+sed -n '/^_Z/!{/^ZEKA_1\(_[0-9]*\)\{0,1\}$/!p}' "$list" | LC_ALL=C sort >"$folder/functions"
 sed -n 's/^_Z[A-Z]*[0-9]*\(C[A-Za-z]*[a-z]\).*/\1/p' "$list" | LC_ALL=C sort -u >"$folder/classes"
 [ -s "$folder/functions" ] && [ -s "$folder/classes" ] || {
     echo "no names in $list"

@@ -184,3 +184,14 @@ def test_a_lost_instrument_is_told_and_found_again(z, virtual):
     assert changed.acquire(timeout=20)
     assert changes == [False, True]
     z.play("sine", seconds=0.2)
+
+
+def test_the_output_stage_is_told_in_one_record(z):
+    stage = zeka.ZEKA_OUTPUT_STAGE()
+    assert zeka.ZEKASetInputImpedanceMode(2, 3) == 0
+    assert zeka.ZEKASetSignalGroundToGNDGround(1, True) == 0
+    assert zeka.ZEKAGetOutputStage(stage) == 0
+    assert list(stage.impedanceMode) == [0, 0, 3, 0]
+    assert list(stage.signalGround) == [0, 1, 0, 0]
+    stage.size = 4
+    assert zeka.ZEKAGetOutputStage(stage) == -2

@@ -34,6 +34,21 @@ class ZEKA_HW_INFORMATION(ctypes.Structure):
     ]
 
 
+class ZEKA_OUTPUT_STAGE(ctypes.Structure):
+    """How the output stage is set, an element for each channel. `size` is set when one is made."""
+
+    _fields_ = [
+        ("size", ctypes.c_uint),
+        ("lead", ctypes.c_int * 4),
+        ("impedanceMode", ctypes.c_int * 4),
+        ("signalGround", ctypes.c_int * 4),
+        ("dcSource", ctypes.c_int * 4),
+    ]
+
+    def __init__(self) -> None:
+        super().__init__(size=ctypes.sizeof(type(self)))
+
+
 class RAW_WAVEFORM_DATA(ctypes.Structure):
     """A recording in memory, for ZEKALoadRawData."""
 
@@ -77,6 +92,7 @@ TYPES: dict[str, Any] = {
     "unsigned char*": ctypes.POINTER(ctypes.c_ubyte),
     "double*": ctypes.POINTER(ctypes.c_double),
     "MODEL_INFORMATION*": ctypes.POINTER(MODEL_INFORMATION),
+    "ZEKA_OUTPUT_STAGE*": ctypes.POINTER(ZEKA_OUTPUT_STAGE),
     "RAW_WAVEFORM_DATA*": ctypes.POINTER(RAW_WAVEFORM_DATA),
     **CALLBACKS,
 }

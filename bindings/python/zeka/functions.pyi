@@ -6,6 +6,7 @@ from typing import Any, Callable, Optional, Union
 from ._library import MODEL_INFORMATION as MODEL_INFORMATION
 from ._library import RAW_WAVEFORM_DATA as RAW_WAVEFORM_DATA
 from ._library import ZEKA_HW_INFORMATION as ZEKA_HW_INFORMATION
+from ._library import ZEKA_OUTPUT_STAGE as ZEKA_OUTPUT_STAGE
 
 _Text = Union[str, bytes, os.PathLike[str], os.PathLike[bytes]]
 
@@ -13,6 +14,7 @@ __all__ = [
     "MODEL_INFORMATION",
     "RAW_WAVEFORM_DATA",
     "ZEKA_HW_INFORMATION",
+    "ZEKA_OUTPUT_STAGE",
     "ZEKAInit",
     "ZEKAConnect",
     "ZEKAFree",
@@ -137,6 +139,7 @@ __all__ = [
     "ZEKAGetInputImpedanceMode",
     "ZEKASetSignalGroundToGNDGround",
     "ZEKAGetSignalGroundToGNDGround",
+    "ZEKAGetOutputStage",
     "SetAllOutputState",
     "SetSelectedChannelEnabled",
     "SetSelectedChannelLeads",
@@ -289,6 +292,7 @@ def ZEKASetInputImpedanceMode(channel: int, mode: int, /) -> int: ...
 def ZEKAGetInputImpedanceMode(channel: int, /) -> int: ...
 def ZEKASetSignalGroundToGNDGround(channel: int, on: bool, /) -> int: ...
 def ZEKAGetSignalGroundToGNDGround(channel: int, /) -> int: ...
+def ZEKAGetOutputStage(stage: Any, /) -> int: ...
 def SetAllOutputState(state: int, /) -> int: ...
 def SetSelectedChannelEnabled(mask: int, on: bool, /) -> bool: ...
 def SetSelectedChannelLeads(mask: int, lead: int, /) -> bool: ...

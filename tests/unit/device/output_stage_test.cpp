@@ -1,7 +1,7 @@
 // output_stage_test.cpp - which bytes of the control block each setting changes, and the channel-state masks.
 #include "device/output_stage.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <set>
 
 #include "device/packets.h"
@@ -12,6 +12,7 @@
 namespace {
 
 using zeka::sim::Fault;
+namespace sim = zeka::sim;
 
 class OutputStage : public zeka::test::InstrumentTest {
 protected:
@@ -89,6 +90,75 @@ TEST_F(OutputStage, SignalGroundIsSetAndRead)
     EXPECT_EQ(ZEKAGetSignalGroundToGNDGround(3), 1);
     EXPECT_EQ(ZEKASetSignalGroundToGNDGround(3, false), 0);
     EXPECT_EQ(ZEKAGetSignalGroundToGNDGround(3), 0);
+}
+
+// Bytes as the instrument holds them: flags of several modes at once and a source without a name, too.
+TEST_F(OutputStage, AllOfItIsToldInOneExchange)
+{
+    ASSERT_EQ(ZEKASetInputImpedanceMode(1, 2), 0);
+    ASSERT_EQ(ZEKASetInputImpedanceMode(2, 3), 0);
+    ASSERT_EQ(ZEKASetSignalGroundToGNDGround(3, true), 0);
+    ASSERT_EQ(ZEKASetOutputLead(3, 1), 0);
+    {
+        const CAutoCriticalSection lock(g_CriticalSection);
+        g_bTestVariableDC[0] = true;
+        ASSERT_TRUE(SetDcOffset(0));
+        g_bTestVariableDC[1] = false;
+        g_DCSetting = -300;
+        ASSERT_TRUE(SetDcOffset(1));
+    }
+    ZEKA_OUTPUT_STAGE stage{};
+    stage.size = sizeof stage;
+    EXPECT_EQ(CommandsOf([&] { EXPECT_EQ(ZEKAGetOutputStage(&stage), 0); }), 1u);
+    EXPECT_THAT(stage.lead, testing::ElementsAre(0, 0, 0, 1));
+    EXPECT_THAT(stage.impedanceMode, testing::ElementsAre(0, 2, 3, 0));
+    EXPECT_THAT(stage.signalGround, testing::ElementsAre(0, 0, 0, 1));
+    EXPECT_THAT(stage.dcSource, testing::ElementsAre(ZEKA_DC_SOURCE_VARIABLE, ZEKA_DC_SOURCE_MINUS_300_MV,
+                                                     ZEKA_DC_SOURCE_NONE, ZEKA_DC_SOURCE_NONE));
+    EXPECT_EQ(stage.size, sizeof stage);
+}
+
+TEST_F(OutputStage, OfSeveralImpedancesAtOnceNoneIsNamed)
+{
+    DeviceClose();
+    sim::InstrumentConfig config;
+    config.port = 1;
+    config.control_block[32 + 8 + 0] = 0xFF; // channel 1: modes 1 and 3
+    config.control_block[32 + 8 + 4] = 0xFF;
+    config.control_block[32 + 2] = 0x2A; // channel 0
+    sim::Instrument odd(config);
+    odd.Plug();
+    ASSERT_TRUE(DoFindDevice(1));
+    ZEKA_OUTPUT_STAGE stage{};
+    stage.size = sizeof stage;
+    ASSERT_EQ(ZEKAGetOutputStage(&stage), 0);
+    EXPECT_EQ(stage.impedanceMode[1], -1);
+    EXPECT_EQ(stage.dcSource[0], 0x2A);
+}
+
+TEST_F(OutputStage, IsRefusedOrUntouchedWhereItCannotBeTold)
+{
+    ZEKA_OUTPUT_STAGE stage{};
+    stage.dcSource[3] = 77;
+    EXPECT_EQ(CommandsOf([&] {
+                  EXPECT_EQ(ZEKAGetOutputStage(nullptr), -2);
+                  stage.size = sizeof stage - 1;
+                  EXPECT_EQ(ZEKAGetOutputStage(&stage), -2);
+              }),
+              0u);
+    struct {
+        ZEKA_OUTPUT_STAGE known{};
+        int later = 77; // of a later version
+    } longer;
+    longer.known.size = sizeof longer;
+    EXPECT_EQ(ZEKAGetOutputStage(&longer.known), 0);
+    EXPECT_EQ(longer.later, 77);
+    stage.size = sizeof stage;
+    instrument.Inject({.fault = Fault::kNoReply, .limit = 1});
+    EXPECT_EQ(ZEKAGetOutputStage(&stage), -1);
+    DeviceClose();
+    EXPECT_EQ(ZEKAGetOutputStage(&stage), -1);
+    EXPECT_EQ(stage.dcSource[3], 77);
 }
 
 TEST_F(OutputStage, TheDcSourceFollowsOffsetRawDataAndVariableMode)

@@ -1,4 +1,4 @@
-// c_interface.cpp - see c_interface.h. No exception leaves it.
+// c_interface.cpp - the same calls with C linkage; every exception becomes a result. No exception leaves it.
 #include "sim/c_interface.h"
 
 #include "sim/instrument.h"

@@ -1,4 +1,4 @@
-// faults.cpp - see faults.h.
+// faults.cpp - keeps the rules and decides at each occasion which of them strikes.
 #include "sim/faults.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// framer.cpp - see framer.h. One function per group of commands says what the bytes so far can be.
+// framer.cpp - finds out where a command ends. One function per group of commands says what the bytes so far
+// can be.
 #include "sim/framer.h"
 
 #include <algorithm>

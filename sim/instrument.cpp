@@ -1,4 +1,4 @@
-// instrument.cpp - see instrument.h: hands every call on to the instrument's thread, or reads under its
+// instrument.cpp - hands every call on to the instrument's thread, or reads under its
 // mutex.
 #include "sim/instrument.h"
 

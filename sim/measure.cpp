@@ -1,5 +1,5 @@
-// measure.cpp - see measure.h. All crossings are interpolated between samples and need a hysteresis of a
-// tenth of the swing, so that noise on a slow edge counts once.
+// measure.cpp - finds levels, crossings and pulses in samples. All crossings are interpolated between samples
+// and need a hysteresis of a tenth of the swing, so that noise on a slow edge counts once.
 #include "sim/measure.h"
 
 #include <algorithm>

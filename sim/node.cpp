@@ -1,4 +1,4 @@
-// node.cpp - see node.h.
+// node.cpp - makes the node and takes it away again, and has a guard do that should this process be killed.
 #include "sim/node.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// player.cpp - see player.h.
+// player.cpp - judges each burst as it arrives, and plays the samples out by the chosen clock.
 #include "sim/player.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-// private_dev.cpp - see private_dev.h. The namespaces are made in a forked child, because a process with
-// threads cannot enter a user namespace; between fork and exec the child uses system calls and its own stack
-// alone.
+// private_dev.cpp - enters user and mount namespaces in which /dev is this program's own. They are made in a
+// forked child, because a process with threads cannot enter a user namespace; between fork and exec the child
+// uses system calls and its own stack alone.
 #include "sim/private_dev.h"
 
 #include <array>

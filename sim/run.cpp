@@ -1,4 +1,5 @@
-// run.cpp - see run.h.
+// run.cpp - starts a program beside a virtual instrument, waits for it and the signals that end it, and takes
+// the measurements.
 #include "sim/run.h"
 
 #include "sim/private_dev.h"

@@ -1,4 +1,5 @@
-// terminal.cpp - see terminal.h.
+// terminal.cpp - opens the pseudo-terminal, reads and writes without waiting, and notices who opens and
+// leaves it.
 #include "sim/terminal.h"
 
 #include <array>

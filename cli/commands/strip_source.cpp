@@ -1,4 +1,4 @@
-// strip_source.cpp - see strip_source.h.
+// strip_source.cpp - turns a signal or a recording into what a strip shows: samples, marks, title, settings.
 #include "cli/commands/strip_source.h"
 
 #include "cli/playing/render.h"

@@ -1,4 +1,4 @@
-// capture.cpp - see capture.h.
+// capture.cpp - writes played samples to a CSV file on the virtual instrument's thread.
 #include "cli/instrument/capture.h"
 
 #include "cli/shell/failure.h"

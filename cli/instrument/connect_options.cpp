@@ -1,4 +1,4 @@
-// connect_options.cpp - see connect_options.h.
+// connect_options.cpp - declares --sim, --port, --wait and --clock.
 #include "cli/instrument/connect_options.h"
 
 #include "cli/instrument/ports.h"

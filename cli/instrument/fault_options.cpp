@@ -1,4 +1,4 @@
-// fault_options.cpp - see fault_options.h.
+// fault_options.cpp - the table of faults, and the rules that the words of --fault stand for.
 #include "cli/instrument/fault_options.h"
 
 #include "cli/shell/options.h"

@@ -1,4 +1,4 @@
-// ports.cpp - see ports.h.
+// ports.cpp - reads nodes, access rights and lock files of the ports; opens none.
 #include "cli/instrument/ports.h"
 
 #include <array>

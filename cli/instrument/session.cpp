@@ -1,4 +1,5 @@
-// session.cpp - see session.h.
+// session.cpp - connects through the library, in a private world where the instrument is the virtual one, and
+// explains from what can be seen from outside why a connection fails.
 #include "cli/instrument/session.h"
 
 #include "cli/instrument/ports.h"
@@ -54,7 +55,7 @@ std::string VersionText()
 
 const char* const kUseVirtual = "or use the built-in virtual instrument with --sim";
 
-[[noreturn]] void NothingThere(int port)
+[[noreturn]] void ThrowNothingThere(int port)
 {
     if (port >= 0)
         throw Failure(Exit::kNoInstrument,
@@ -67,7 +68,7 @@ const char* const kUseVirtual = "or use the built-in virtual instrument with --s
                     kUseVirtual));
 }
 
-[[noreturn]] void MayNot(const Port& port)
+[[noreturn]] void ThrowNoPermission(const Port& port)
 {
     throw Failure(
         Exit::kPermission,
@@ -75,7 +76,7 @@ const char* const kUseVirtual = "or use the built-in virtual instrument with --s
                     port.node, GroupOf(port.node)));
 }
 
-[[noreturn]] void Held(const Port& port)
+[[noreturn]] void ThrowHeld(const Port& port)
 {
     throw Failure(Exit::kHeld,
                   fmt::format("{} is held by {}; end that program, or name another port with --port",
@@ -99,18 +100,18 @@ std::vector<Port> PortsInQuestion(int port)
 }
 
 /// Why there is no connection, told from what can be seen from outside.
-[[noreturn]] void Explain(int port, double waited_s)
+[[noreturn]] void ThrowReason(int port, double waited_s)
 {
     const std::vector<Port> ports = PortsInQuestion(port);
     if (ports.empty())
-        NothingThere(port);
+        ThrowNothingThere(port);
     CheckLockFolder();
     for (const Port& one : ports)
         if (one.lock.state == LockState::kHeld || one.lock.state == LockState::kUnreadable)
-            Held(one);
+            ThrowHeld(one);
     for (const Port& one : ports)
         if (!one.may_open)
-            MayNot(one);
+            ThrowNoPermission(one);
     if (port >= 0)
         throw Failure(Exit::kTimeOut,
                       fmt::format("{} did not answer as an instrument within {} s; name another port "
@@ -129,10 +130,10 @@ void LookFirst(int port)
 {
     const std::vector<Port> ports = PortsInQuestion(port);
     if (ports.empty())
-        NothingThere(port);
+        ThrowNothingThere(port);
     const auto hopeless = [](const Port& one) { return !one.may_open || one.lock.state == LockState::kHeld; };
     if (std::ranges::all_of(ports, hopeless))
-        Explain(port, 0.0);
+        ThrowReason(port, 0.0);
 }
 
 } // namespace
@@ -213,7 +214,7 @@ void Session::Connect(int port, const ConnectOptions& options)
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
         if (left.count() <= 0)
-            Explain(port, wait_s);
+            ThrowReason(port, wait_s);
         if (ZEKAConnect(port, static_cast<unsigned>(std::min(left, kSlice).count())) == 1)
             break;
         EndIfInterrupted(OutputWas::kNeverOn);

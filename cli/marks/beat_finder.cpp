@@ -1,4 +1,5 @@
-// beat_finder.cpp - see beat_finder.h.
+// beat_finder.cpp - keeps the last samples, looks for peaks in them, and forgets what no peak can lie in any
+// more.
 #include "cli/marks/beat_finder.h"
 
 #include <algorithm>

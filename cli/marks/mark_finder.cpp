@@ -1,4 +1,5 @@
-// mark_finder.cpp - see mark_finder.h.
+// mark_finder.cpp - reads pacing pulses off the DC channel, hands the AC channel to the beat finder, and puts
+// all marks in the order of time.
 #include "cli/marks/mark_finder.h"
 
 #include "cli/marks/beat_finder.h"

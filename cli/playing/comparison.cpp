@@ -1,4 +1,5 @@
-// comparison.cpp - see comparison.h.
+// comparison.cpp - the levels and rates that each function should show, and the rows that compare them with
+// what was measured.
 //
 // Tolerances. A level may be off by one count of its 16-bit word, and by what can hide between two samples
 // where the signal has a peak. A frequency or a rate comes from two crossings; each may be off by one sample,

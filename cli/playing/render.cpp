@@ -1,4 +1,5 @@
-// render.cpp - see render.h.
+// render.cpp - drives the exchange of the library's recording buffers and hands blocks of samples on to the
+// sinks.
 #include "cli/playing/render.h"
 
 #include "cli/playing/sample_tap.h"

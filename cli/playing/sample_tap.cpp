@@ -1,5 +1,5 @@
-// sample_tap.cpp - see sample_tap.h. The callback runs under the library's lock; the mutex here is held for
-// moments only and never around a call of the library.
+// sample_tap.cpp - exchanges the library's recording buffers in its signal callback. The callback runs under
+// the library's lock; the mutex here is held for moments only and never around a call of the library.
 #include "cli/playing/sample_tap.h"
 
 #include "cli/shell/failure.h"

@@ -1,4 +1,4 @@
-// signal_marks.cpp - see signal_marks.h.
+// signal_marks.cpp - works out from the options where beats, breaths and rounds lie.
 #include "cli/playing/signal_marks.h"
 
 #include <algorithm>

@@ -1,9 +1,8 @@
-// stream.cpp - see stream.h. The library's callbacks run on its poll thread under its lock, so they only
-// count.
+// stream.cpp - counts in the library's callbacks and waits on the main thread. The callbacks run on the
+// library's poll thread under its lock, so they only count.
 #include "cli/playing/stream.h"
 
 #include "cli/shell/interrupt.h"
-#include "cli/shell/options.h"
 
 #include <algorithm>
 #include <atomic>

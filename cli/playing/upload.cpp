@@ -1,4 +1,5 @@
-// upload.cpp - see upload.h.
+// upload.cpp - works out how a period fits into memory, uploads it, and looks at what the virtual instrument
+// makes of it.
 #include "cli/playing/upload.h"
 
 #include "cli/playing/watched_call.h"

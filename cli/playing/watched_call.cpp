@@ -1,4 +1,4 @@
-// watched_call.cpp - see watched_call.h.
+// watched_call.cpp - runs the call on a thread and reads that thread's counters in /proc while it lasts.
 #include "cli/playing/watched_call.h"
 
 #include <atomic>

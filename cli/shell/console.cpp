@@ -1,4 +1,4 @@
-// console.cpp - see console.h.
+// console.cpp - writes to stdout and stderr; asks the terminal how wide it is and whether it takes colours.
 #include "cli/shell/console.h"
 
 #include "cli/shell/failure.h"

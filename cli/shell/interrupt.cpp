@@ -1,8 +1,7 @@
-// interrupt.cpp - see interrupt.h.
+// interrupt.cpp - the signal handler writes to a pipe, which the main thread polls.
 #include "cli/shell/interrupt.h"
 
 #include "cli/shell/failure.h"
-#include "cli/shell/options.h"
 
 #include <array>
 #include <cerrno>

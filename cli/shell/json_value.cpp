@@ -1,5 +1,5 @@
-// json_value.cpp - turns numbers and texts into JSON when a value is made, and puts brackets and commas around them when it
-// is written.
+// json_value.cpp - turns numbers and texts into JSON when a value is made, and puts brackets and commas
+// around them when it is written.
 #include "cli/shell/json_value.h"
 
 #include "formats/json_text.h"

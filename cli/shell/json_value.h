@@ -1,4 +1,5 @@
-// json_value.h - a result for machines, put together and written as JSON. Members keep the order in which they came.
+// json_value.h - a result for machines, put together and written as JSON. Members keep the order in which
+// they came.
 //
 //     JsonValue result{{"name", "ecg"}, {"levels", {1.5, -0.25}}};
 //     result["seconds"] = 10.0;

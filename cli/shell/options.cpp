@@ -1,4 +1,5 @@
-// options.cpp - hands options and subcommands on to CLI11, and checks the values of options while the command line is parsed.
+// options.cpp - hands options and subcommands on to CLI11, and checks the values of options while the command
+// line is parsed.
 #include "cli/shell/options.h"
 
 #include <CLI/CLI.hpp>

@@ -1,6 +1,6 @@
-// options.h - the options of a subcommand: what they are called, where their values go, what is allowed and what --help says.
-// The option parser behind it takes seconds to compile, so it is seen by options.cpp and by the few sources that
-// read the whole command line back (main, man, completion).
+// options.h - the options of a subcommand: what they are called, where their values go, what is allowed and
+// what --help says. The option parser behind it takes seconds to compile, so it is seen by options.cpp and by
+// the few sources that read the whole command line back (main, man, completion).
 #pragma once
 
 #include "cli/shell/context.h"

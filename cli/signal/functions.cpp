@@ -1,4 +1,4 @@
-// functions.cpp - see functions.h.
+// functions.cpp - the table of the output functions, and the search in it by name, number or waveform.
 #include "cli/signal/functions.h"
 
 #include "cli/shell/failure.h"

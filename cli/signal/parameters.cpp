@@ -1,4 +1,4 @@
-// parameters.cpp - see parameters.h.
+// parameters.cpp - the table of all settings that are one number, with range, setter and getter.
 #include "cli/signal/parameters.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// signal_options.cpp - see signal_options.h.
+// signal_options.cpp - declares the options of a signal, checks that they go together, and makes the calls of
+// the library that set them, before the signal starts.
 #include "cli/signal/signal_options.h"
 
 #include "cli/shell/options.h"

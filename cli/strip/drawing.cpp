@@ -1,4 +1,5 @@
-// drawing.cpp - see drawing.h.
+// drawing.cpp - draws page by page: grid, then rows of trace with calibration pulse and marks, then the words
+// around them.
 #include "cli/strip/drawing.h"
 
 #include "cli/strip/trace.h"

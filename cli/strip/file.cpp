@@ -1,4 +1,5 @@
-// file.cpp - see file.h.
+// file.cpp - draws the pages of a strip on Cairo's PDF, SVG and PNG surfaces, in memory, so that nothing is
+// written when that fails.
 #include "cli/strip/file.h"
 
 #include "cli/shell/failure.h"

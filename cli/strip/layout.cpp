@@ -1,4 +1,4 @@
-// layout.cpp - see layout.h.
+// layout.cpp - divides a page into rows, lanes and margins, all in whole squares of the grid.
 #include "cli/strip/layout.h"
 
 #include "cli/shell/failure.h"

@@ -1,4 +1,4 @@
-// trace.cpp - see trace.h. First the extremes of every narrow column, then
+// trace.cpp - thins a trace out before it is drawn. First the extremes of every narrow column, then
 // of these what a straight line between its neighbours does not say.
 #include "cli/strip/trace.h"
 

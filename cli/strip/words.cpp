@@ -1,4 +1,4 @@
-// words.cpp - see words.h.
+// words.cpp - sets text piece by piece into lines, and draws the marks.
 #include "cli/strip/words.h"
 
 #include "cli/strip/layout.h"

@@ -1,4 +1,5 @@
-// spectrum.cpp - see spectrum.h. Over whole periods every component falls on a line of its own: no window.
+// spectrum.cpp - lines of a spectrum with FFTW. Over whole periods every component falls on a line of its
+// own: no window.
 #include "tools/accuracy/spectrum.h"
 
 #include <algorithm>

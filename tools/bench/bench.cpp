@@ -1,4 +1,5 @@
-// bench.cpp - see bench.h.
+// bench.cpp - connects the library to a virtual instrument, plays one signal after the other and collects
+// what arrives.
 #include "tools/bench/bench.h"
 
 #include "tools/bench/figures.h"

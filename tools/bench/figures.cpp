@@ -1,4 +1,4 @@
-// figures.cpp - see figures.h.
+// figures.cpp - lays tables out as Markdown and counts the misses.
 #include "tools/bench/figures.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// canvas.cpp - see canvas.h.
+// canvas.cpp - draws grid, traces and texts with Cairo into a PNG file.
 #include "tools/waveforms/canvas.h"
 
 #include <algorithm>

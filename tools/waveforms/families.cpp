@@ -1,5 +1,5 @@
-// families.cpp - see families.h. All but ANE20000 come from the library's accessors; ANE20000, which has
-// none, is played into the virtual instrument and drawn as it was received.
+// families.cpp - draws each family of waveforms. All but ANE20000 come from the library's accessors;
+// ANE20000, which has none, is played into the virtual instrument and drawn as it was received.
 #include "tools/waveforms/families.h"
 
 #include "tools/bench/bench.h"

@@ -2,6 +2,7 @@
 // and handed to the library as samples in memory; what happens to them on the way is told.
 #include "cli/commands/commands.h"
 
+#include "cli/playing/follow.h"
 #include "cli/playing/stream.h"
 #include "cli/shell/interrupt.h"
 #include "cli/shell/options.h"
@@ -175,7 +176,7 @@ Exit Play(FileOptions& options, Context& context)
     Require(ZEKASetOutputFunction(kRawData), "file");
     const StreamSummary summary = watch.Run(
         options.seconds, context.console, options.once ? std::optional(playback.Seconds()) : options.seconds);
-    watch.SwitchOff();
+    SwitchOutputOff();
     if (context.console.json)
         context.console.Result("file", ToJson(options, recording, playback, summary, session));
     else

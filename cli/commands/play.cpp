@@ -3,6 +3,7 @@
 #include "cli/commands/commands.h"
 
 #include "cli/playing/comparison.h"
+#include "cli/playing/follow.h"
 #include "cli/shell/interrupt.h"
 #include "cli/shell/options.h"
 
@@ -62,7 +63,7 @@ Exit Play(PlayOptions& options, Context& context)
     context.console.Note(fmt::format("playing {} {}", selection.name, HowLong(options)));
     StartSignal(options.signal, selection);
     const StreamSummary summary = watch.Run(options.seconds, context.console);
-    watch.SwitchOff();
+    SwitchOutputOff();
     EnsureOff(session);
 
     std::vector<Row> rows;

@@ -3,6 +3,7 @@
 #include "cli/commands/commands.h"
 
 #include "cli/playing/comparison.h"
+#include "cli/playing/follow.h"
 #include "cli/shell/interrupt.h"
 #include "cli/shell/options.h"
 
@@ -97,7 +98,7 @@ Exit RunSweep(const SweepOptions& options, Context& context)
                                      sweep.to_hz, sweep.seconds));
     Start(sweep);
     const StreamSummary summary = watch.Run({}, context.console, static_cast<double>(sweep.seconds));
-    watch.SwitchOff();
+    SwitchOutputOff();
 
     std::vector<Row> rows;
     if (session.Virtual() != nullptr && !summary.interrupted)

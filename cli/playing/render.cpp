@@ -2,6 +2,7 @@
 // sinks.
 #include "cli/playing/render.h"
 
+#include "cli/playing/follow.h"
 #include "cli/playing/sample_tap.h"
 #include "cli/playing/signal_marks.h"
 #include "cli/shell/interrupt.h"
@@ -21,16 +22,11 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kLook{100};
-constexpr milliseconds kLiveEvery{200};
-constexpr milliseconds kStall{3000}; // without a sample: the instrument has stopped asking
 
-/// "[#####               ]  12.0 of 60 s, 135 times as fast as it plays"
-std::string Bar(double done_s, double whole_s, double took_s)
+/// "[#####               ] 12.0 of 60 s, 135 times as fast as it plays"
+std::string LiveBar(double done_s, double whole_s, double took_s)
 {
-    constexpr double kWidth = 30.0;
-    const auto marks = static_cast<std::size_t>(std::clamp(done_s / whole_s, 0.0, 1.0) * kWidth);
-    std::string text = fmt::format("[{:<{}}] {:.1f} of {:g} s", std::string(marks, '#'),
-                                   static_cast<int>(kWidth), done_s, whole_s);
+    std::string text = fmt::format("{} {:.1f} of {:g} s", Console::Bar(done_s, whole_s), done_s, whole_s);
     if (const double speed = done_s / took_s; took_s > 0.5 && speed > 2.0)
         text += fmt::format(", {:.0f} times as fast as it plays", speed);
     return text;
@@ -75,40 +71,21 @@ private:
 bool Deliver(SampleTap& tap, Delivery& delivery, double seconds, Console& console)
 {
     const auto start = steady_clock::now();
-    auto progress = start;
-    auto shown = start - kLiveEvery;
-    while (!delivery.Complete()) {
+    const auto look = [&] {
+        if (delivery.Complete())
+            return Progress::kDone;
         std::optional<SampleBlock> block = tap.Next(kLook);
-        const auto now = steady_clock::now();
-        if (block) {
-            delivery.Take(*block);
-            tap.Return(std::move(*block));
-            progress = now;
-        } else if (tap.Ended())
-            return false;
-        else if (now - progress > kStall) {
-            Session::EndIfLost();
-            throw Failure(Exit::kTimeOut, "the instrument asks for no more samples; unplug it and plug it in "
-                                          "again, then run this again");
-        }
-        Session::EndIfLost();
-        if (console.HasLive() && now - shown >= kLiveEvery) {
-            console.Live(
-                Bar(delivery.Seconds(), seconds, std::chrono::duration<double>(now - start).count()));
-            shown = now;
-        }
-        if (Interrupted())
-            return true;
-    }
-    return false;
-}
-
-void SwitchOff()
-{
-    if (ZEKASetOutputFunction(0) == 0)
-        return;
-    Session::EndIfLost();
-    throw Failure(Exit::kTimeOut, "the instrument did not confirm that its output is off; unplug it");
+        if (!block)
+            return tap.Ended() ? Progress::kDone : Progress::kStill;
+        delivery.Take(*block);
+        tap.Return(std::move(*block));
+        return Progress::kOn;
+    };
+    const auto live = [&] {
+        return LiveBar(delivery.Seconds(), seconds,
+                       std::chrono::duration<double>(steady_clock::now() - start).count());
+    };
+    return Follow(look, live, console);
 }
 
 /// However the delivery ends, nothing streams when the buffers go.
@@ -148,7 +125,7 @@ Sent StreamSignal(const Session& /*open*/, const SignalOptions& options, const S
     sent.interrupted = Deliver(tap, delivery, seconds, console);
     sent.ended_by_itself = tap.Ended();
     tap.Close();
-    SwitchOff();
+    SwitchOutputOff();
     while (std::optional<SampleBlock> block = tap.Next(milliseconds(0)))
         delivery.Take(*block); // takes nothing beyond its length
     SampleBlock rest = tap.Rest();

@@ -2,6 +2,7 @@
 // library's poll thread under its lock, so they only count.
 #include "cli/playing/stream.h"
 
+#include "cli/playing/follow.h"
 #include "cli/shell/interrupt.h"
 
 #include <algorithm>
@@ -21,8 +22,6 @@ using std::chrono::steady_clock;
 constexpr std::uint64_t kCallbackDivider = 10; // the library reports every 10th sample
 constexpr std::uint64_t kCallbacksPerBurst = sim::kSamplesPerBurst / kCallbackDivider;
 constexpr milliseconds kLook{20};
-constexpr milliseconds kLiveEvery{200};
-constexpr milliseconds kStall{3000}; // without a sample: the instrument has stopped asking
 
 /// What the callbacks told since the watch began.
 struct Heard {
@@ -169,41 +168,25 @@ StreamSummary StreamWatch::Run(std::optional<double> seconds, Console& console,
                                std::optional<double> will_take)
 {
     std::uint64_t samples_before = 0;
-    auto progress = steady_clock::now();
-    auto shown = progress - kLiveEvery;
-    bool interrupted = false;
-    while (!interrupted && !heard.ended && (!seconds || PlayedSeconds() < *seconds)) {
-        const auto now = steady_clock::now();
-        if (const std::uint64_t samples = heard.samples; samples != samples_before) {
-            samples_before = samples;
-            progress = now;
-        } else if (now - progress > kStall) {
-            Session::EndIfLost();
-            throw Failure(Exit::kTimeOut,
-                          "the instrument asks for no more samples; unplug it and plug it in again, "
-                          "then run this again");
-        }
-        Session::EndIfLost();
-        if (console.HasLive() && now - shown >= kLiveEvery) {
-            const std::string text = LiveText(Now(), session_.Virtual() != nullptr);
-            console.Live(will_take ? Countdown(PlayedSeconds(), *will_take) + text : text);
-            shown = now;
-        }
-        interrupted = InterruptedWithin(kLook);
-    }
+    const auto look = [&] {
+        if (heard.ended || (seconds && PlayedSeconds() >= *seconds))
+            return Progress::kDone;
+        const std::uint64_t samples = heard.samples;
+        const Progress progress = samples != samples_before ? Progress::kOn : Progress::kStill;
+        samples_before = samples;
+        (void)InterruptedWithin(kLook);
+        return progress;
+    };
+    const auto live = [&] {
+        const std::string text = LiveText(Now(), session_.Virtual() != nullptr);
+        return will_take ? Countdown(PlayedSeconds(), *will_take) + text : text;
+    };
+    const bool interrupted = Follow(look, live, console);
     console.EndLive();
     StreamSummary summary = Now();
     summary.ended_by_itself = heard.ended;
     summary.interrupted = interrupted;
     return summary;
-}
-
-void StreamWatch::SwitchOff()
-{
-    if (ZEKASetOutputFunction(0) != 0) {
-        Session::EndIfLost();
-        throw Failure(Exit::kTimeOut, "the instrument did not confirm that its output is off; unplug it");
-    }
 }
 
 PlayedSignal::Window StreamWatch::Played(std::optional<double> seconds) const

@@ -54,9 +54,6 @@ public:
     /// With a bar when it is known how long it `will_take`.
     StreamSummary Run(std::optional<double> seconds, Console& console, std::optional<double> will_take = {});
 
-    /// Switches the output off and makes sure of it. Throws Failure.
-    void SwitchOff();
-
     [[nodiscard]] PlayedSignal::Window Played(std::optional<double> seconds) const;
 
 private:

@@ -220,7 +220,10 @@ class PlainFunction:
 
 
 def _pointer(kind: Any, value: Any) -> Any:
-    """A buffer of the right element type as a pointer to its first element; whatever else as it is."""
+    """A record as a pointer to it, a buffer of the right element type as one to its first element; whatever else as it
+    is."""
+    if isinstance(value, ctypes.Structure):
+        return ctypes.byref(value)
     try:
         view = memoryview(value)
     except TypeError:

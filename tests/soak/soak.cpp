@@ -35,6 +35,7 @@ constexpr milliseconds kCallLimit{3000 + 10 * 500 +
 constexpr milliseconds kUploadLimit{20000 + 2500};
 constexpr milliseconds kReconnectLimit{15000};
 constexpr milliseconds kStallLength{400};
+constexpr std::size_t kMostCommands = 2000;
 constexpr std::size_t kMemorySlackKb = 8192; // of pools that fill up late
 
 struct Options {
@@ -334,6 +335,8 @@ void Soak::CountAnswers()
     for (const double us : instrument_.Stats().stream.last_byte_us)
         worst_answer_ms_ = std::max(worst_answer_ms_, us / 1000.0);
     instrument_.ResetStats(); // their list grows with each
+    if (instrument_.Commands().size() > kMostCommands)
+        instrument_.ClearCommands(); // likewise; some stay for whoever has to find out
 }
 
 void Soak::PrintLine()

@@ -78,6 +78,17 @@ TEST_F(Terminal, ReadsWhatCameWithinTheBudget)
     EXPECT_GE(Since(start), milliseconds{100});
     Send(20);
     EXPECT_EQ(ReadDataEx(block.data(), 64, 100), 20); // some, then silence
+
+    std::thread drip([this] {
+        for (int i = 0; i < 40; ++i) {
+            Send(1);
+            std::this_thread::sleep_for(milliseconds{50});
+        }
+    });
+    const auto dripping = Clock::now();
+    EXPECT_LT(ReadDataEx(block.data(), 40, 200), 40); // a piece brings no new time
+    EXPECT_LT(Since(dripping), milliseconds{1500});
+    drip.join();
 }
 
 TEST_F(Terminal, AHangUpEndsAReadAtOnceAndWakesWhoeverWaitsForTheInstrument)

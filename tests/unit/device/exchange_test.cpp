@@ -138,6 +138,10 @@ TEST_F(Exchanges, ABlockWithSomethingBehindItIsNotWrittenBack)
     shift_next_reply(0x00);
     _DEVICE_CONTROL_SETTING record{};
     EXPECT_FALSE(GetDeviceControlSetting(&record));
+    ASSERT_TRUE(zeka::ReadToWriteBack(Block{}, answer));
+    instrument.SendBytes(std::vector<std::uint8_t>(3, 0xA0)); // as the end of something that was cut in two
+    ASSERT_TRUE(zeka::WaitForInput(10000));
+    EXPECT_FALSE(zeka::WriteBack(channel_state, answer));
     EXPECT_EQ(instrument.State().control_block, before.control_block);
     EXPECT_EQ(instrument.State().enabled_mask, before.enabled_mask);
     ExpectInStep();

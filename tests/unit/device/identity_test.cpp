@@ -58,6 +58,20 @@ TEST_F(Identity, AWrongMarkerOrMissingHardwareInformationRejectsThePort)
     EXPECT_TRUE(DoFindDevice(0));
 }
 
+TEST_F(Identity, APageThatTheFormerSearchAskedForIsNotTakenForTheReplyToThePing)
+{
+    // It holds the bytes of that reply in its middle. Byte by byte, because one that has come whole is easily told.
+    instrument.Inject({.fault = Fault::kLateReply, .value = 300, .limit = 1, .group = 0x12});
+    instrument.Inject({.fault = Fault::kSingleBytes, .value = 200, .limit = 1, .group = 0x12});
+    EXPECT_FALSE(DoFindDevice(0));
+    instrument.ClearCommands();
+    EXPECT_TRUE(DoFindDevice(0));
+    EXPECT_EQ(instrument.Commands().size(), 3u) << "ping, page, module query";
+    ZEKA_HW_INFORMATION hardware{};
+    ASSERT_EQ(ZEKAGetHWInformation(&hardware), 1);
+    EXPECT_EQ(hardware.nHWSetting0, 0x11u);
+}
+
 TEST_F(Identity, RewritingFailsAfterThePageWasReadAndChangesNothing)
 {
     ASSERT_TRUE(DoFindDevice(0));

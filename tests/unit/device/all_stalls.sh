@@ -13,5 +13,5 @@ while [ "$part" -lt "$parts" ]; do
 done
 wait
 cat "$folder"/* | grep -A 6 ': Failure' | grep -E ' ms at |the next but one|not one of' || echo "no case failed"
-cat "$folder"/* | awk '/ cases, the next exchange worked in / { cases += $1; next_worked += $NF }
-    END { print cases " cases; the next exchange worked in " next_worked; exit cases < 18048 }'
+cat "$folder"/* | awk '/ repeated, the next exchange worked in / { cases += $1; repeated += $3; next_worked += $NF }
+    END { print cases " cases, " repeated " repeated; the next exchange worked in " next_worked; exit cases < 18048 }'

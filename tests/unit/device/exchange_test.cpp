@@ -176,6 +176,24 @@ TEST_F(Exchanges, TheEndOfAReplyThatComesLateIsNobodysReply)
     ExpectInStep();
 }
 
+TEST_F(Exchanges, TheEndOfAPageIsNoReplyToThePing)
+{
+    // Behind its twelfth byte a page goes on with the bytes of that reply.
+    instrument.Inject({.fault = Fault::kShortReply, .value = 12, .limit = 1, .group = 0x12});
+    EXPECT_FALSE(zeka::Exchange(zeka::page::kReadInformation, answer));
+    instrument.Inject({.fault = Fault::kNoReply, .limit = 1, .group = 0x55});
+    const auto page = instrument.State().information_page;
+    std::vector<std::uint8_t> late(page.begin() + 12, page.end());
+    late.insert(late.end(), page.begin() + 12, page.begin() + 24);
+    std::thread line([&] {
+        EXPECT_TRUE(
+            zeka::test::WaitUntil([&] { return instrument.Commands().back().command == Command::kPing; }));
+        instrument.SendBytes(late);
+    });
+    ExpectInStep();
+    line.join();
+}
+
 TEST_F(Exchanges, APieceOfAReplyGetsNoNewTime)
 {
     instrument.Inject({.fault = Fault::kSingleBytes, .value = 30'000, .limit = 1}); // 1.9 s for 64 bytes

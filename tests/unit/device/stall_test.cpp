@@ -182,31 +182,39 @@ protected:
         possible = {block};
     }
 
-    void RunCase(const Case& one)
+    // False: the next exchange but one failed. A stall does that every time; a machine that is busy elsewhere for
+    // the 200 ms of a reply does it now and then.
+    bool RunOnce(const Case& one)
     {
-        const auto commands = Commands(0);
-        const std::string name = std::to_string(one.stall_ms) + " ms at reply " + std::to_string(one.reply) +
-                                 " of " + commands[one.first].name + ", " + commands[one.second].name;
-        SCOPED_TRACE(name);
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds{one.stall_ms};
-        instrument.ClearFaults();
         instrument.Inject({.fault = Fault::kStall, .value = one.stall_ms, .limit = 1, .skip = one.reply});
         (void)Run(one.first);
         (void)Run(one.second);
-        // Applications go on at once, and some wait.
         std::this_thread::sleep_until(end + std::chrono::milliseconds{10});
         instrument.ClearFaults();
         next_worked += Run(0) ? 1 : 0;
-        EXPECT_TRUE(Run(2)) << "the next but one";
-        EXPECT_TRUE(Run(0));
+        const bool works = Run(2) && Run(0);
         ExpectBlockIsRight();
+        return works;
+    }
+
+    void RunCase(const Case& one)
+    {
+        const auto commands = Commands(0);
+        SCOPED_TRACE(std::to_string(one.stall_ms) + " ms at reply " + std::to_string(one.reply) + " of " +
+                     commands[one.first].name + ", " + commands[one.second].name);
         ++cases;
+        for (int attempt = 0; attempt < 3; ++attempt, ++repeated)
+            if (RunOnce(one))
+                return;
+        ADD_FAILURE() << "the next but one";
     }
 
     Blocks possible;
     int turn = 0;
     int cases = 0;
-    int next_worked = 0;
+    int next_worked = 0; // the exchange that followed the stall
+    int repeated = 0;
 };
 
 TEST_F(Stall, OfAnyLengthLeavesTheBlockRightAndTheNextButOneWorking)
@@ -217,13 +225,19 @@ TEST_F(Stall, OfAnyLengthLeavesTheBlockRightAndTheNextButOneWorking)
         wanted != nullptr && std::sscanf(wanted, "%u/%u", &part, &parts) == 2 && parts > 0) {
         for (std::size_t number = part; number < CaseCount(); number += parts)
             RunCase(CaseOf(number));
-        std::printf("%d cases, the next exchange worked in %d\n", cases, next_worked);
+        std::printf("%d cases, %d repeated, the next exchange worked in %d\n", cases, repeated, next_worked);
         return;
     }
     std::minstd_rand random(2026);
     std::uniform_int_distribution<std::size_t> any(0, CaseCount() - 1);
-    for (int i = 0; i < 12; ++i)
+    for (int i = 0; i < 6; ++i)
         RunCase(CaseOf(any(random)));
+    // Behind the first time-out, and where two and three exchanges fall into the stall.
+    for (const int stall_ms : {520, 600, 690, 850, 1100}) {
+        Case one = CaseOf(any(random));
+        one.stall_ms = stall_ms;
+        RunCase(one);
+    }
 }
 
 } // namespace

@@ -183,8 +183,9 @@ TEST_F(Exchanges, TheEndOfAPageIsNoReplyToThePing)
     EXPECT_FALSE(zeka::Exchange(zeka::page::kReadInformation, answer));
     instrument.Inject({.fault = Fault::kNoReply, .limit = 1, .group = 0x55});
     const auto page = instrument.State().information_page;
-    std::vector<std::uint8_t> late(page.begin() + 12, page.end());
-    late.insert(late.end(), page.begin() + 12, page.begin() + 24);
+    std::array<std::uint8_t, 64> late{}; // the rest of the page, and then that reply
+    std::copy_n(page.begin() + 12, 52, late.begin());
+    std::copy_n(page.begin() + 12, 12, late.begin() + 52);
     std::thread line([&] {
         EXPECT_TRUE(
             zeka::test::WaitUntil([&] { return instrument.Commands().back().command == Command::kPing; }));

@@ -36,7 +36,9 @@
  * change lands before the next samples are computed: 17.5 ms as a rule, and at most 3000 ms with an
  * instrument that stopped asking, counted from the call also when it queues behind other setters. Calls run
  * one after the other under one lock, in the order in which they came. A call that exchanges bytes with the
- * instrument takes up to 0.4 s more for each exchange that is not answered.
+ * instrument takes 0.2 s more for the first exchange that is not answered and 0.3 s more for each that
+ * follows while the instrument stays silent; no exchange takes longer than 1 s. Most calls take one, those
+ * that change the output stage two, ZEKASetOutputLead four, of which two at most are not answered.
  *
  * Results. Setters return 0 for done, -1 for no instrument or none that asks, -2 for a value out of range;
  * NaN is outside every range, both ends of a range are inside, and nothing is stored unless a call returns
@@ -355,8 +357,8 @@ ZEKA_API void RegisterSyncDCOffsetCB(ZEKA_OFFSET_CALLBACK callback);
  * setter of its own; one that fails is skipped without a word, so with no instrument open nearly nothing
  * changes.
  *
- * @note Any thread but those of signal callbacks. Blocks for the sum of its steps: up to a second, and
- *       6000 ms more where an instrument streams but stopped asking.
+ * @note Any thread but those of signal callbacks. Blocks for the sum of its steps: up to a second, 4.5 s
+ *       with an instrument that answers nothing, and 6000 ms more where it streams but stopped asking.
  */
 ZEKA_API void ZEKAReset(void);
 
@@ -1095,8 +1097,8 @@ ZEKA_API void ZEKAEnableLoop(bool on);
  * @return 1  stored, or not confirmed as stored within 16 s; also when the instrument sent no request for
  *            3000 ms while streaming, and nothing was uploaded
  *         0  no instrument open, or a step was not confirmed; the function stays selected
- * @note Any thread but those of callbacks. Blocks up to 20 s, and a stream has gaps meanwhile: stop it
- *       first. Functions 7 and 8 are stored as a flat line when nothing was set or selected since the library
+ * @note Any thread but those of callbacks. Blocks up to 20 s, less when another thread calls ZEKAFree, and a
+ *       stream has gaps meanwhile: stop it first. Functions 7 and 8 are stored as a flat line when nothing was set or selected since the library
  *       was loaded: their limit is 0 mV until then. Set any parameter first.
  */
 ZEKA_API int ZEKASaveToStandaloneMode(int function);
@@ -1173,7 +1175,7 @@ ZEKA_API unsigned int ZEKAGetVersion(void);
  * at no moment that a program can tell. Work on a duplicate (F_DUPFD_CLOEXEC): on a loss the library closes
  * its own descriptor, whose number may then be given to another file; and flush the duplicate's output
  * (tcflush) before it is closed, else that close may wait up to 30 s for output that is not taken. A reply
- * that is not read is dropped before the library's next command.
+ * that is not read is dropped before the library's next command, which a ping goes ahead of then.
  *
  * @note Class: lock.
  */
@@ -1183,7 +1185,8 @@ ZEKA_API int64_t ZEKAGetDeviceHandle(void);
  * Time-outs of the exchanges with the instrument, 200 ms each at load; there is seldom a reason to change
  * them.
  *
- * @param readMs   for a reply; counted in microseconds of 32 bits, so it wraps above 4294967 ms
+ * @param readMs   for a reply; counted in microseconds of 32 bits, so it wraps above 4294967 ms. For the
+ *                 pings that follow a reply that did not come it is half as long again
  * @param writeMs  for a request; likewise
  * @note Any thread. Waits until the port has input, at most readMs, and then until it takes output, at
  *       most writeMs.
@@ -1200,7 +1203,7 @@ ZEKA_API void SetDeviceTimeoutSetting(unsigned int readMs, unsigned int writeMs)
  * @return  0  confirmed by the instrument
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming
  *         -2  no such channel, or not confirmed
- * @note Class: request.
+ * @note Class: request; 0.6 s more with an instrument that answers nothing.
  */
 ZEKA_API int ZEKASetOutputLead(int channel, OutputLead lead);
 

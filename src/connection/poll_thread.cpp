@@ -62,6 +62,8 @@ void Answer(const std::array<std::uint8_t, kBlockBytes>& block)
         else
             _SendNextPacket();
     }
+    if (!Peek(g_bECGGoing))
+        MakeOwedPause(); // the end of a sweep: the instrument plays what it has been sent
     g_hProcessRequestEvent.ResetEvent();
 }
 

@@ -121,11 +121,17 @@ void ForgetStall() noexcept { stall_seen = 0; }
 
 void PauseBehindFrame(unsigned ms) noexcept { owed_pause_ms = std::max(owed_pause_ms, ms); }
 
+void MakeOwedPause()
+{
+    if (owed_pause_ms > 0)
+        SleepEx(std::exchange(owed_pause_ms, 0u));
+}
+
 OwedPause::~OwedPause()
 {
     const NoCancel in_a_destructor;
-    if (!HoldsCriticalSection() && owed_pause_ms > 0)
-        SleepEx(std::exchange(owed_pause_ms, 0u));
+    if (!HoldsCriticalSection())
+        MakeOwedPause();
 }
 
 SetterFrame::SetterFrame() : SetterFrame(Deadline::InMs(kRequestWaitMs)) {}

@@ -53,8 +53,12 @@ public:
 
 /// The pause that the output stage needs after a switch. Called inside a frame; made behind the calling
 /// thread's outermost one, without the lock, so that the instrument is answered meanwhile. Inside an answer
-/// it is left out: nobody waits for the poll thread to return from it.
+/// it is left out while the stream goes on: nobody waits for the poll thread to return from it.
 void PauseBehindFrame(unsigned ms) noexcept;
+
+/// Makes the pause that is owed at once, also with the lock held: for an answer that ended its stream. No
+/// request is left to be answered, and the next command must not cut off what the instrument still plays.
+void MakeOwedPause();
 
 /// Makes the pause that is owed when the outermost frame has closed.
 class OwedPause {

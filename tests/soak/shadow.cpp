@@ -87,9 +87,12 @@ private:
             return false;
         answer_.Reset(answered[0]);
         ScopedFd says(answered[1]);
+        const bool streams = Peek(g_bECGGoing);
         process_ = ::fork();
-        if (process_ == 0)
+        if (process_ == 0) {
+            Publish(g_bECGGoing, streams); // a child's library takes the stream for its parent's
             Serve(hears.Get(), says.Get());
+        }
         ++forks_;
         return process_ > 0;
     }

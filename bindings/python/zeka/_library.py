@@ -112,7 +112,7 @@ def library() -> ctypes.CDLL:
         if _loaded is None:
             _loaded = _load()
             atexit.register(_at_exit)
-            os.register_at_fork(after_in_child=_after_fork)
+            os.register_at_fork(before=_before_fork, after_in_child=_after_fork)
         return _loaded
 
 
@@ -127,14 +127,19 @@ def _load() -> ctypes.CDLL:
 
 
 _parents_connection = False
+_connected_at_fork = False
+
+
+def _before_fork() -> None:
+    """In the parent: the child's library knows nothing of the connection any more."""
+    global _connected_at_fork
+    _connected_at_fork = _parents_connection or bool(library().ZEKAIsConnected())
 
 
 def _after_fork() -> None:
-    """In the child: a connection that it finds is its parent's. No thread of the library came along, and the one that
-    held the library's lock, if one did, never gives it back."""
+    """In the child: the connection is its parent's, and so are the callbacks' threads."""
     global _parents_connection
-    native = library()
-    _parents_connection = bool(native.ZEKAIsConnected())
+    _parents_connection = _connected_at_fork
 
 
 def of_the_parent() -> bool:

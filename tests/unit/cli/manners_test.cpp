@@ -59,7 +59,7 @@ TEST(Manners, QuietLeavesTheResultAlone)
 // A wrapped line cannot be rewritten. This terminal says nothing of its width: 80 columns.
 TEST(Manners, TheLiveLineFitsItsTerminal)
 {
-    const Outcome outcome = RunZeka({"sweep", "sine", "--seconds", "10", "--sim", "--clock", "fast"},
+    const Outcome outcome = RunZeka({"sweep", "sine", "--seconds", "60", "--sim", "--clock", "fast"},
                                     {.streams = Streams::kTerminal, .environment = {"TERM=xterm"}});
     ASSERT_EQ(outcome.status, 0) << outcome.out;
     EXPECT_THAT(outcome.out, HasSubstr("s left"));

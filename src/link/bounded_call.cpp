@@ -15,24 +15,25 @@
 namespace zeka {
 namespace {
 
-constexpr long kRepeatNs = 20'000'000; // again, in case the first signal came before the thread slept
+constexpr long kRepeatNs = 20'000'000; // repeated in case the first signal came before the thread slept
 constexpr unsigned kRetryPauseMs = 20;
 
-// One bounded call at a time: two of them would put back each other's signal action. Held for at most the
-// limit of the call in front (300 ms); a leaf, nothing is locked inside.
+// Lets one bounded call run at a time, because two would restore the signal action of each other. Held for at
+// most the limit of one call (300 ms). A leaf: no lock is taken under it.
 constinit std::mutex signal_lock;
 const RenewedInChild in_child([] { std::construct_at(&signal_lock); });
 
-void Ignore(int /*signal*/) {} // its delivery is what matters: the sleeping system call returns EINTR
+void Ignore(int /*signal*/) {} // its delivery makes the sleeping system call return EINTR
 
-// A real-time signal that nobody in the process handles; from above, where applications seldom reach.
+// Finds a real-time signal that has no handler. Looks from the highest down, because
+// applications seldom use those.
 int FindFreeSignal(struct sigaction& former)
 {
     for (int signal = SIGRTMAX; signal > SIGRTMIN + 1; --signal)
         if (::sigaction(signal, nullptr, &former) == 0 && (former.sa_flags & SA_SIGINFO) == 0 &&
             former.sa_handler == SIG_DFL)
             return signal;
-    return ::sigaction(SIGRTMAX, nullptr, &former) == 0 ? SIGRTMAX : 0; // all are in use: one is borrowed
+    return ::sigaction(SIGRTMAX, nullptr, &former) == 0 ? SIGRTMAX : 0; // all are in use: borrows one
 }
 
 } // namespace
@@ -52,7 +53,7 @@ BoundedCall::BoundedCall(unsigned limit_ms) noexcept
         return;
 
     struct sigaction action {};
-    action.sa_handler = Ignore; // and no SA_RESTART
+    action.sa_handler = Ignore; // no SA_RESTART
     ::sigemptyset(&action.sa_mask);
     ::sigaction(signal, &action, nullptr);
     sigset_t ours;
@@ -71,13 +72,13 @@ BoundedCall::BoundedCall(unsigned limit_ms) noexcept
 BoundedCall::~BoundedCall()
 {
     if (signal_ != 0) {
-        // The timer goes first: a signal that is already due is delivered to this thread before the call
-        // returns, while our action still stands. The default action would end the process.
+        // Deletes the timer first: a signal that is already due is delivered to this thread before
+        // timer_delete() returns, while our action still stands. The default action would end the process.
         ::timer_delete(timer_);
         ::pthread_sigmask(SIG_SETMASK, &former_mask_, nullptr);
         struct sigaction present {};
         if (::sigaction(signal_, nullptr, &present) == 0 && present.sa_handler == Ignore)
-            ::sigaction(signal_, &former_action_, nullptr); // not over one that was installed meanwhile
+            ::sigaction(signal_, &former_action_, nullptr); // leaves an action that was installed meanwhile
     }
     signal_lock.unlock();
 }

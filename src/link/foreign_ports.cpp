@@ -1,4 +1,4 @@
-// foreign_ports.cpp (link) - nodes and their USB ids, and the pauses of a search that asks in vain.
+// foreign_ports.cpp (link) - nodes, their USB ids, and the pauses after searches without an answer.
 #include "link/foreign_ports.h"
 
 #include <algorithm>
@@ -14,11 +14,11 @@ namespace {
 constexpr unsigned kAskedEachTime = 3;
 constexpr std::chrono::seconds kShortestPause{2};
 constexpr std::chrono::seconds kLongestPause{10};
-constexpr unsigned kMostDoublings = 3; // beyond the longest pause
+constexpr unsigned kMostDoublings = 3; // more would exceed the longest pause anyhow
 
 bool InTable(int port, std::size_t size) { return port >= 0 && static_cast<std::size_t>(port) < size; }
 
-// The first word of a small file of the kernel's; empty when it cannot be read.
+// Reads the first word of a small file of the kernel; empty when it cannot be read.
 std::string ReadWord(const std::string& path)
 {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"), std::fclose);
@@ -73,7 +73,7 @@ bool IsAnotherUsbDevice(const std::string& sysfs, int port, const NodeId& node, 
     const std::string number = std::to_string(major(node.device)) + ":" + std::to_string(minor(node.device));
     if (ReadWord(entry + "/dev") != number)
         return false;
-    // The terminal belongs to an interface of the device.
+    // The ids are those of the device; entry/device is the interface of it that the terminal belongs to.
     const std::string vendor = ReadWord(entry + "/device/../idVendor");
     const std::string product = ReadWord(entry + "/device/../idProduct");
     return !vendor.empty() && !product.empty() && (vendor != ours.vendor || product != ours.product);

@@ -1,6 +1,6 @@
-// foreign_ports.h (link) - which ports the search leaves alone: those whose USB ids say that they are another device,
-// and for a while those that did not answer. A port is opened and asked by every search otherwise, about once a second,
-// which another device's program or firmware may not like.
+// foreign_ports.h (link) - which ports the search leaves alone: those whose USB ids are those of another
+// device, and for a while those that did not answer. Every search, about once a second, would otherwise open
+// and ping them, which the program or firmware of another device may not tolerate.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@
 
 namespace zeka {
 
-/// One plug-in of a device: a node that went and came back is another one.
+/// Identifies one plug-in of a device: a node that went and came back is a different one.
 struct NodeId {
     dev_t file_system = 0;
     dev_t device = 0;
@@ -22,12 +22,13 @@ struct NodeId {
     bool operator==(const NodeId&) const = default;
 };
 
-/// Nothing when there is no such node.
+/// Empty when there is no such node.
 [[nodiscard]] std::optional<NodeId> IdentifyNode(const char* path);
 
-/// The ports that a search has asked in vain. The first three times a port is asked as often as the search comes by;
-/// then it is left alone for 2, 4, 8 and from then on 10 s each time, so that an instrument that was busy or mute is
-/// still found soon. One that has answered before is asked every time; so is whatever is plugged in anew.
+/// Remembers the ports that did not answer as the instrument. A port is tried at every search until its
+/// third failure. Then it is left alone for 2, 4, 8 and from then on 10 s each time, so that an
+/// instrument that was busy or mute is still found soon. A port that has answered before, or was plugged
+/// in anew, is tried at every search.
 class ForeignPorts {
 public:
     using Time = Deadline::Clock::time_point;
@@ -47,11 +48,11 @@ private:
 };
 
 struct UsbIds {
-    std::string vendor, product; // four small hexadecimal digits, as the kernel writes them; empty: not known
+    std::string vendor, product; // four hexadecimal digits in lower case, as the kernel writes them; empty: unknown
 };
 
-/// Whether the node of this port is that of a USB device with other ids. False whenever that is not certain: ids not
-/// given, no such entry under `sysfs` ("/sys"), or a node that is not the one of that entry.
+/// Whether the node of this port is that of a USB device with other ids than ours. False whenever that is
+/// uncertain: ids not given, no such entry under `sysfs` ("/sys"), or an entry that describes another node.
 [[nodiscard]] bool IsAnotherUsbDevice(const std::string& sysfs, int port, const NodeId& node,
                                       const UsbIds& ours);
 

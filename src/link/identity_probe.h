@@ -1,5 +1,7 @@
-// identity_probe.h (link) - what the search needs from the room above it: is the open port the instrument?
+// identity_probe.h (link) - what the search needs from the room above: whether the
+// open port is the instrument.
 #pragma once
 
-/// Identity exchange with the port that has just been opened; fills the model and hardware information.
+/// Runs the identity exchange with the port that has just been opened. Fills the model and hardware
+/// information; false when the port does not answer as the instrument.
 bool IsTargetDevice();

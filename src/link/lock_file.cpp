@@ -1,8 +1,8 @@
-// lock_file.cpp (link) - one lock file a port, by which processes share out the instruments.
-// Content: the holder's process id, 4 bytes in the machine's order. A lock of a dead process is replaced, and
-// that must be atomic: between the look and the removal another process may have replaced it already, and
-// removing its fresh lock would let two processes win. So the opened file is locked (flock) and looked at
-// again before its name goes.
+// lock_file.cpp (link) - one lock file per port, by which processes share the instruments.
+// Content: the process id of the holder, 4 bytes in the machine's order. Replacing the lock of a dead
+// process must be atomic: another process may have replaced it between the look and the removal, and
+// removing its fresh lock would let both win. So the opened file is locked (flock) and looked at
+// again before its name is removed.
 #include "link/serial_link.h"
 
 #include <array>
@@ -40,11 +40,11 @@ enum class Claim {
     kFailed,
 };
 
-// Taken by this process, not by the one it was forked from: a child's exit must leave the parent's lock
-// alone.
+// The process that took the lock. A child of fork() must leave the lock of its parent alone.
 constinit pid_t holder = 0;
 
-// /var/lock is a link to /run/lock on many systems; a container with an empty /run lacks the target.
+// Makes the folder where it is missing: /var/lock is a link to /run/lock on many systems, and a container
+// with an empty /run lacks the target.
 void EnsureLockFolder()
 {
     struct stat folder {};
@@ -70,7 +70,8 @@ Claim CreateLock(const char* path)
     return Claim::kTaken;
 }
 
-// 0 and negative numbers address process groups: kill() succeeds, and yet no process can hold a lock as that.
+// kill() succeeds for 0 and negative numbers, which address process groups, but no
+// process holds a lock under them.
 bool IsAlive(std::int32_t pid) { return pid > 0 && ::kill(pid, 0) == 0; }
 
 bool NamesTheFile(const char* path, int fd)
@@ -81,8 +82,8 @@ bool NamesTheFile(const char* path, int fd)
            named.st_ino == opened.st_ino;
 }
 
-// A lock file that cannot be removed says that nobody holds it: the process lives on, and its own next
-// connection would find the port taken.
+// Writes into a lock file that cannot be removed that no process holds it. Otherwise the next connection of
+// this process would find the port taken, because the process lives on.
 void Disown(int fd)
 {
     constexpr std::int32_t kNobody = 0;
@@ -100,10 +101,11 @@ bool LockWithin(int fd, unsigned ms)
     return true;
 }
 
-// True when another attempt makes sense: the lock was stale and is gone, or it is too short to judge.
+// Removes the lock of a dead process. True when another attempt makes sense: the lock was stale and is gone,
+// or it is too short to judge.
 bool RemoveIfStale(const char* path)
 {
-    // Neither followed nor waited for: a link could lead anywhere, and a FIFO would block.
+    // Follows no link, which could lead anywhere, and does not wait, because a FIFO would block.
     const ScopedFd file{::open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
     struct stat kind {};
     if (!file.IsOpen() || ::fstat(file.Get(), &kind) != 0 || !S_ISREG(kind.st_mode))
@@ -111,7 +113,7 @@ bool RemoveIfStale(const char* path)
 
     std::int32_t pid = 0;
     if (::pread(file.Get(), &pid, sizeof pid, 0) != sizeof pid)
-        return true; // its owner may be about to write it: left in place
+        return true; // left in place: its owner may be about to write it
     if (IsAlive(pid))
         return false;
 

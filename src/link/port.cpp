@@ -1,7 +1,7 @@
 // port.cpp (link) - who uses the descriptor, who may see it, and the close that waits for its users.
-// A close that a user keeps waiting for too long is left to that user: the last one that leaves finishes it.
-// The port's lock guards the users' count, the path and the state of a close; it is a leaf but for the events
-// that a hang-up sets, and it is never held over a system call that can wait.
+// When a user stays too long, the last one to leave finishes the close. The port's lock guards the
+// users' count, the path and the state of a close. No lock is taken under it, and it is never held over
+// a system call that can wait.
 #include "link/port.h"
 
 #include <array>
@@ -32,13 +32,13 @@ namespace {
 
 constexpr unsigned kCloseLimitMs = 150;  // leaves half of the 300 ms for the users to leave
 constexpr unsigned kUsersLeaveMs = 1000; // a use is a wait that a close wakes, or the start of a shell
-constexpr int kSliceMs = 20; // look this often for a close when there is no descriptor to wake with
+constexpr int kSliceMs = 20; // how often a wait without a wake descriptor looks for a close
 
 struct PortState {
     std::mutex lock;
     std::condition_variable changed; // a user left, a close ended
     int users = 0;
-    bool closing = false; // Invariant: no device is open then, and one thread or left_open has its descriptor
+    bool closing = false; // Invariant: while true, no device is open, and one thread or left_open has its descriptor
     int left_open = -1;   // descriptor of a close that is left to the last user
     std::uint64_t generation = 0;
 };
@@ -54,7 +54,7 @@ constinit std::atomic<std::int64_t> lost_descriptor{-1};
 constinit std::atomic<const void*> private_owner{nullptr};
 constinit std::atomic<int> wake_descriptor{-1}; // readable while a close waits for the users; made once
 
-// The address of this variable tells threads apart.
+// Tells threads apart by its address.
 thread_local char thread_mark;
 
 bool VisibleToThisThread() noexcept
@@ -83,14 +83,14 @@ void StopWaking() noexcept
         (void)!::read(fd, &count, sizeof count);
 }
 
-[[maybe_unused]] const PortState& made_at_load = State(); // a fork does not meet its first use
+[[maybe_unused]] const PortState& made_at_load = State(); // no fork can fall into its first use
 const RenewedInChild in_child([] {
     std::construct_at(&State());
     lost_descriptor = -1;
     private_owner = nullptr;
 });
 
-// The descriptor of a close that is left to the last user; exactly one caller gets it.
+// Takes the descriptor of a close that is left to the last user; exactly one caller gets it.
 int TakeLeftOpen() noexcept
 {
     PortState& state = State();
@@ -98,17 +98,17 @@ int TakeLeftOpen() noexcept
     return std::exchange(state.left_open, -1);
 }
 
-// The rest of a close, when no user is left.
+// Does the rest of a close, when no user is left.
 void CloseTaken(int fd) noexcept
 {
-    // Flushing acts on the port, not on the descriptor: without the lock the output belongs to another
-    // process.
+    // Flushes with the lock file only, because flushing acts on the port: without the lock file the
+    // output belongs to another process.
     if (g_nLockFile != -1)
         ::tcflush(fd, TCOFLUSH);
     ReleaseRecordLock(fd);
     SetDevicePath("");
     CloseNode(fd, kCloseLimitMs);
-    UnlockDeviceFile(); // last: whoever takes the lock finds the port closed
+    UnlockDeviceFile(); // last: the next holder of the lock file finds the port closed
     FinishClose();
 }
 
@@ -178,8 +178,8 @@ void PortUse::NoteHangUp() const noexcept
 {
     if (Peek(g_hDevice) != fd_ || lost_descriptor.exchange(fd_) == fd_)
         return;
-    g_hProcessRequestEvent
-        .SetEvent(); // no request will come: whoever waits for one looks at the device instead
+    // No request will come: a setter that waits for one looks at the device instead.
+    g_hProcessRequestEvent.SetEvent();
     g_hReconnectEvent.SetEvent();
 }
 
@@ -287,10 +287,10 @@ void ForgetDevice() noexcept
     const int fd = static_cast<int>(Peek(g_hDevice));
     Publish(g_hDevice, -1);
     SetDevicePath("");
-    UnlockDeviceFile();      // closes our copy; the file is the holder's
-    ReleaseWakeDescriptor(); // a close of one would wake the other's users
+    UnlockDeviceFile();      // closes the copy; the file is the parent's
+    ReleaseWakeDescriptor(); // shared with the parent: a close in one process would wake users in the other
     if (fd >= 0)
-        CloseNode(fd, kCloseLimitMs); // the port must not stay open when the holder closes it
+        CloseNode(fd, kCloseLimitMs); // or the port would stay open when the parent closes it
 }
 
 void SetDevicePath(const char* path) noexcept

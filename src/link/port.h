@@ -1,5 +1,5 @@
-// port.h (link) - the open descriptor and who may use it. Inside the room; the rest of the library sees
-// serial_link.h.
+// port.h (link) - the open descriptor and who may use it. For this room only; the rest of the
+// library includes serial_link.h.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@
 namespace zeka {
 
 enum class WaitResult {
-    kReady,   // the descriptor is ready for what was asked
+    kReady,   // the descriptor is ready for the events of the wait
     kTimeout, // the time ran out, or the wait failed
     kHungUp,  // the instrument is gone
     kClosing, // another thread closes the device
 };
 
-/// Keeps the descriptor from being closed while it lives. Not open when there is no device, when it is being
-/// closed, or when it is visible to another thread alone.
+/// Keeps the descriptor from being closed while it lives. Not open when there is no device, when a close is
+/// under way, or when the device is visible to another thread alone.
 class PortUse {
 public:
     PortUse() noexcept;
@@ -33,16 +33,17 @@ public:
     /// arrived before a hang-up is still reported as ready.
     [[nodiscard]] WaitResult WaitFor(short events, const Deadline& deadline) const noexcept;
 
-    /// The descriptor has hung up: wakes the supervisor and every setter that waits for a request.
+    /// Records that the descriptor has hung up. Wakes the supervisor and every
+    /// setter that waits for a request.
     void NoteHangUp() const noexcept;
 
 private:
-    NoCancel whole_; // a thread that uses the port always leaves it
+    NoCancel whole_; // a cancelled thread leaves the port first
     int fd_ = -1;
 };
 
-/// Keeps a close from beginning while it lives, from any thread and also with no device open; a close that is
-/// under way is waited for. For starting child processes: see presence.cpp.
+/// Keeps a close from beginning while it lives, from any thread and also with no device open. Waits at most
+/// 1000 ms for a close that is under way. For starting child processes: see unseen_shell.cpp.
 class NoClose {
 public:
     NoClose() noexcept;
@@ -50,7 +51,7 @@ public:
     NoClose(const NoClose&) = delete;
     NoClose& operator=(const NoClose&) = delete;
 
-    /// False when the close that is under way does not end.
+    /// False when the close that was under way did not end in time.
     [[nodiscard]] bool Holds() const noexcept { return holds_; }
 
 private:
@@ -58,38 +59,38 @@ private:
     bool holds_;
 };
 
-/// Makes fd the open device. Only while none is open.
+/// Makes fd the open device. REQUIRES: none is open.
 void OpenPort(int fd) noexcept;
 
-/// Takes the device away from everyone (from here on it counts as closed), waits for its users to leave, and
-/// returns its descriptor; FinishClose must follow. -1 when none is open (then waits for another thread's
-/// close to end), or when a user does not leave: the last one that does finishes the close. With a
-/// generation, only that very opening is closed.
 inline constexpr std::uint64_t kAnyGeneration = 0;
+/// Takes the device away from all threads (from here on it counts as closed), waits at most 1000 ms for its
+/// users to leave, and returns its descriptor; FinishClose must follow. Returns -1 when a user does not leave:
+/// then the last one to leave finishes the close. Also returns -1 when no device is open, after waiting for
+/// another thread's close to end. With a generation, closes that opening only.
 [[nodiscard]] int BeginClose(std::uint64_t generation = kAnyGeneration) noexcept;
 void FinishClose() noexcept;
 
-/// At unload, behind the last close: a library that is loaded again and again keeps no descriptor.
+/// Called at unload after the last close, so that a library that is loaded again
+/// and again keeps no descriptor.
 void ReleaseWakeDescriptor() noexcept;
 
 /// Number of the current opening, counted from 1.
 [[nodiscard]] std::uint64_t PortGeneration() noexcept;
 
-/// Closes the device if it is still the given opening: the monitor must not close one that was opened after
-/// its check.
+/// Closes the device if it is still the given opening. The monitor must not close one
+/// that was opened after its check.
 void CloseDevice(std::uint64_t generation) noexcept;
 
-/// Closes the device when the process ends. The lock file goes also when a user does not leave.
+/// Closes the device when the process ends. Removes the lock file also when a user does not leave.
 void CloseAtExit() noexcept;
 
-/// Whether another thread's close has not ended yet; the lock file is still its own.
+/// Whether another thread's close has not ended yet; that close still holds the lock file.
 [[nodiscard]] bool CloseUnderWay() noexcept;
 
-/// Releases any POSIX record lock of this process on the whole device.
+/// Releases every POSIX record lock of this process on the device.
 void ReleaseRecordLock(int fd) noexcept;
 
-/// g_szDevicePath is read by the presence check of other threads: it is written and compared here, under the
-/// lock.
+/// Writes g_szDevicePath under the lock, because the presence check of other threads reads it.
 void SetDevicePath(const char* path) noexcept;
 
 } // namespace zeka

@@ -1,6 +1,6 @@
-// presence.cpp (link) - does the system still list the open device's node?
-// The second and third line behind the descriptor's own hang-up: asked every 1.2 s by the monitor, every 30 s
-// by the supervisor. No lock is held while the listing runs.
+// presence.cpp (link) - checks whether the system still lists the node of the open device. This is the second
+// and third line behind the hang-up of the descriptor: the monitor checks every 1.2 s, the supervisor every
+// 30 s. No lock is held while the listing runs.
 #include "link/serial_link.h"
 
 #include <array>
@@ -15,10 +15,11 @@ namespace zeka {
 namespace {
 
 constexpr char kListCommand[] = "/bin/ls /dev/ttyACM* 2>/dev/null";
-constexpr std::size_t kLineBytes = 512; // with its end; longer ones are cut into several
-constexpr int kCannotRun = 126; // the shell's exit codes for a command that it cannot run (126) or find (127)
+constexpr std::size_t kLineBytes = 512; // with its terminator; longer lines are cut into several
+constexpr int kCannotRun = 126; // the shell's exit status for a command that it cannot run (126) or find (127)
 
-// A listing that takes longer is no check. The library's end does not wait even that long.
+// Limits of a listing; one that takes longer counts as no check. The second one holds once the search is
+// cancelled, as at the end of the library.
 constexpr unsigned kListingMs = 2000;
 constexpr unsigned kListingAtEndMs = 200;
 

@@ -1,7 +1,7 @@
 // search.cpp (link) - finds the instrument among the ACM ports and opens it.
-// Runs on the supervisor thread, outside of g_CriticalSection. While a port is searched it is visible to the
-// searching thread alone: an application that calls setters all the time cannot get between the search's
-// requests and replies.
+// Runs on the supervisor thread, outside of g_CriticalSection. A port that is being searched is
+// visible to the searching thread alone, so that no call of the application comes between a request
+// of the search and its reply.
 #include "link/serial_link.h"
 
 #include <aio.h>
@@ -30,15 +30,15 @@ constexpr cc_t kEndOfFile = 4;
 constexpr unsigned kCancelLookMs = 50;
 
 constinit std::atomic<bool> cancelled{false};
-constinit ForeignPorts foreign_ports; // the searching thread's alone
+constinit ForeignPorts foreign_ports; // used by the searching thread alone
 
-// The ids that the build was given for the instrument; without them every port may be the instrument's.
+// The USB ids of the instrument, as given to the build. Without them every port may be the instrument's.
 #ifndef ZEKA_USB_VENDOR
 #define ZEKA_USB_VENDOR ""
 #define ZEKA_USB_PRODUCT ""
 #endif
 
-// The pause behind a failed attempt; a cancelled search does not sit it out.
+// Pauses after a failed attempt. A cancelled search ends the pause.
 void PauseBetweenAttempts()
 {
     const Deadline end = Deadline::InMs(kAttemptPauseMs);
@@ -48,8 +48,8 @@ void PauseBetweenAttempts()
     }
 }
 
-// Raw bytes at 115200. VMIN, VTIME and the input speed stay as they are. Until this has run the driver echoes
-// what the instrument sends, so it follows the open as soon as the lock allows.
+// Sets raw bytes at 115200 baud; VMIN, VTIME and the input speed stay as they are. Runs as soon after the
+// open as the lock file allows, because until then the driver echoes what the instrument sends.
 void ConfigureTerminal(int fd)
 {
     termios attributes{};
@@ -109,7 +109,8 @@ Asked AskPort(int port, const NodeId& node)
     return asked;
 }
 
-// One of the many ports of a search; a port that the application names is asked every time.
+// Tries one port of a search over all ports, unless it is left alone for now. A port that the
+// application names is tried every time.
 bool FindOnPort(int port)
 {
     const std::optional<NodeId> node = IdentifyNode(PathOf(port).data());

@@ -1,7 +1,7 @@
-// serial_link.h (link) - the serial device: search, lock file, bounded open and close, timed bytes, presence.
-// One open device per process. Callers serialise their exchanges (g_CriticalSection and the wire lock of
-// device/); closing is safe beside them all: it wakes whoever waits on the descriptor, lets them leave, and
-// then closes.
+// serial_link.h (link) - the serial device: search, lock file, bounded open and close, timed reads and
+// writes, presence. One open device per process. Callers serialise their exchanges (g_CriticalSection and the
+// wire lock of device/). Closing is safe beside any of these calls: it wakes the threads that wait on the
+// descriptor, lets them leave, and then closes.
 #pragma once
 
 #include <cstddef>
@@ -15,35 +15,38 @@ extern char g_szLockFilePath[128];          // empty  lock path last formatted
 extern std::uint32_t g_nDeviceReadTimeout;  // 200 ms ReadData; peek
 extern std::uint32_t g_nDeviceWriteTimeout; // 200 ms WriteData; peek
 
+/// Takes the lock file of the port; false when a living process holds it or it cannot be made.
 bool LockDeviceFile(int port);
 void UnlockDeviceFile();
 void UnlockDevice();
+/// Opens the port if it is the instrument's; FindDevice(-1) tries all ports.
 bool DoFindDevice(int port);
 bool FindDevice(int port);
+/// Repeats FindDevice up to `attempts` times, with 1000 ms after each failure unless the search is cancelled.
 bool DeviceConnect(int port, int attempts);
 void DeviceClose();
 bool DeviceIsAlive();
 bool DeviceIsConnected();
 int DeviceCancelIO();
 bool DeviceCheckPath(const char* path);
-/// Bytes read: len, or fewer when the time ran out after some, -1 when nothing came, 0 when closed or hung
-/// up.
+/// Returns the bytes read: len, or fewer when the time ran out, the device was closed or it hung up. -1 when
+/// the time ran out and nothing came. ReadData has g_nDeviceReadTimeout.
 int ReadData(unsigned char* buf, int len);
 int ReadDataEx(unsigned char* buf, int len, unsigned int timeoutMs);
-/// Bytes written; 0 on time-out (even when part was written) or when closed. The flag has no effect.
+/// Returns the bytes written: len, or fewer when the device hung up. 0 on time-out or when it was closed,
+/// even when part was written. The flag has no effect.
 int WriteData(unsigned char* buf, int len, int flag);
 
 namespace zeka {
 
-/// Whether the calling thread has a device to talk to: one is open, not lost, and not being searched or set
-/// up by another thread.
+/// Whether the calling thread has a device to talk to: one is open, not lost, and visible to this thread.
 [[nodiscard]] bool DeviceUsable() noexcept;
 
 /// Whether a hang-up of the open device has been seen.
 [[nodiscard]] bool DeviceLost() noexcept;
 
-/// While one lives, an open device is visible to the calling thread alone: the search and the set-up must not
-/// have the application's calls between their requests and replies.
+/// While one lives, an open device is visible to the calling thread alone, because no call of the application
+/// may come between the requests and replies of the search and the set-up.
 class PrivateDevice {
 public:
     PrivateDevice() noexcept;
@@ -52,10 +55,11 @@ public:
     PrivateDevice& operator=(const PrivateDevice&) = delete;
 
 private:
-    bool owner_; // false when this thread had it already
+    bool owner_; // false when the thread has another one already
 };
 
-/// In a child of fork(), behind RenewedInChild: the open device is the parent's.
+/// Closes the child's copy of the open device, which is the parent's. Called in a child of
+/// fork() after RenewedInChild.
 void ForgetDevice() noexcept;
 
 /// Ends a search that is under way soon, and every later one at once, until AllowSearch.
@@ -64,17 +68,17 @@ void AllowSearch() noexcept;
 [[nodiscard]] bool SearchCancelled() noexcept;
 
 enum class Presence { kThere, kGone, kUnknown };
-/// The presence check with its third answer: it could not be made (no process, no descriptor), which is no
-/// loss.
+/// Checks whether the system still lists the node of the device. kUnknown: the check could not be made (no
+/// process, no descriptor), which is no loss.
 [[nodiscard]] Presence CheckPresence();
 
-/// Waits at most ms until the device has input, is closed or hangs up; true only for input. Reads nothing.
+/// Waits at most ms until the device has input, is closed or hangs up; true for input only. Reads nothing.
 [[nodiscard]] bool WaitForInput(unsigned ms);
-/// Waits at most ms for a hang-up or a close; true only for a hang-up.
+/// Waits at most ms for a hang-up or a close; true for a hang-up only.
 [[nodiscard]] bool WaitForHangUp(unsigned ms);
-/// Bytes that wait to be read, 0 when none or closed.
+/// Number of bytes that wait to be read; 0 when closed.
 [[nodiscard]] std::size_t InputWaiting();
-/// Reads what is there into bytes without waiting; 0 when nothing is, closed or hung up (which is noted).
+/// Reads what has arrived into bytes, without waiting. 0 when nothing has, when closed, or when hung up (noted).
 [[nodiscard]] std::size_t ReadAvailable(std::span<std::uint8_t> bytes);
 
 } // namespace zeka

@@ -1,6 +1,6 @@
 // timed_io.cpp (link) - reads and writes of raw bytes with one time budget a call.
-// The descriptor never blocks; all waiting is poll(2) with an absolute deadline, so that signals (the
-// library's own timers deliver real-time signals) make no wait longer.
+// The descriptor never blocks. All waiting is poll(2) with an absolute deadline, so that signals (those of
+// the library's own timers too) make no wait longer.
 #include "link/serial_link.h"
 
 #include <algorithm>
@@ -20,9 +20,9 @@ constinit std::uint32_t g_nDeviceWriteTimeout = 200;
 namespace zeka {
 namespace {
 
-constexpr unsigned kNothingYetPauseMs = 10; // the descriptor was said to be ready and was not
+constexpr unsigned kNothingYetPauseMs = 10; // after a wait that ended as ready, when nothing moved
 
-// A budget of ms milliseconds; the multiplication wraps above 4 294 967 ms, as the interface has it.
+// Deadline after ms milliseconds. The multiplication wraps above 4 294 967 ms, which the interface keeps.
 Deadline Budget(unsigned ms) { return Deadline::In(std::chrono::microseconds{ms * 1000u}); }
 
 bool IsTryAgain(int error) { return error == EAGAIN || error == EINTR; }
@@ -33,8 +33,8 @@ void PauseAWhile(const Deadline& deadline)
     SleepUntil(pause.At() < deadline.At() ? pause : deadline);
 }
 
-// A read of 0 bytes is a hang-up only when the descriptor says so: under a foreign VMIN of 0 it means
-// "nothing there".
+// A read of 0 bytes is a hang-up only when the descriptor reports one: under a foreign VMIN of 0 it
+// means that nothing is there.
 bool HasHungUp(int fd)
 {
     pollfd look{fd, 0, 0};
@@ -54,14 +54,14 @@ Step Classify(ssize_t moved, int error, int fd)
     return HasHungUp(fd) ? Step::kHungUp : Step::kNothing;
 }
 
-// What a call returns that was cut short: by the time, by a close on another thread.
+// What a call returns that was cut short by the time or by a close on another thread.
 struct CutShort {
     int on_timeout;
     int on_close;
 };
 
-// Moves the bytes from count to len by reads or writes; `move` moves some from an offset on, `cut_short` says
-// what a part of them is worth.
+// Moves the bytes from count to len by reads or writes. `move` moves some from an offset on; `cut_short`
+// gives the results of a call that is cut short after that many bytes.
 template <typename Move, typename Worth>
 int MoveWithin(const PortUse& port, short events, int count, int len, const Deadline& deadline, Move&& move,
                Worth&& cut_short)
@@ -84,7 +84,7 @@ int MoveWithin(const PortUse& port, short events, int count, int len, const Dead
             count += static_cast<int>(moved);
             break;
         case Step::kNothing:
-            // A descriptor may be said to be ready for ever and give nothing: the wait does not end that.
+            // A descriptor may be ready for ever and give nothing; WaitFor then never times out.
             if (deadline.Expired())
                 return cut_short(count).on_timeout;
             PauseAWhile(deadline);
@@ -106,7 +106,7 @@ int ReadWithin(const PortUse& port, unsigned char* buf, int len, const Deadline&
     };
     if (len <= 0)
         return 0;
-    const int there = static_cast<int>(std::max<ssize_t>(read(0), 0)); // mostly all of it: saves the wait
+    const int there = static_cast<int>(std::max<ssize_t>(read(0), 0)); // usually all of it, which saves the wait
     return MoveWithin(port, POLLIN, there, len, deadline, read, [](int count) {
         return CutShort{count > 0 ? count : -1, count};
     });
@@ -117,7 +117,7 @@ int WriteWithin(const PortUse& port, const unsigned char* buf, int len, const De
     const auto write = [&](int count) {
         return ::write(port.Fd(), buf + count, static_cast<std::size_t>(len - count));
     };
-    // No write without the wait: ready means that the instrument has taken everything before.
+    // Waits before each write, because ready means that the instrument has taken everything before.
     return MoveWithin(port, POLLOUT, 0, len, deadline, write, [](int) { return CutShort{0, 0}; });
 }
 
@@ -170,7 +170,7 @@ void SetDeviceTimeoutSetting(unsigned int readMs, unsigned int writeMs)
     const zeka::PortUse port;
     if (!port.IsOpen())
         return;
-    // 0xFFFFFFFF stands unmultiplied here: microseconds, that is a good hour.
+    // 0xFFFFFFFF is not multiplied here: it counts as microseconds, 71 minutes.
     const auto budget = [](unsigned ms) {
         return ms == 0xFFFFFFFFu ? zeka::Deadline::In(std::chrono::microseconds{ms}) : zeka::Budget(ms);
     };

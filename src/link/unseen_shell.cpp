@@ -1,8 +1,8 @@
-// unseen_shell.cpp (link) - a shell that is nobody's child as far as the application can see.
-// A process whose end raises no signal is left out by wait(), waitpid(-1) and SIGCHLD; but exec gives every process
-// the ordinary signal back. So the child that is made here never execs: it starts the shell as a child of its own,
-// waits for it, and ends with its status. It runs on a copy of a process with threads, so it calls nothing but the
-// system.
+// unseen_shell.cpp (link) - a shell that the application does not see as its child.
+// wait(), waitpid(-1) and SIGCHLD leave out a process whose end raises no signal, but exec gives every
+// process the ordinary signal back. So the child that is made here never execs: it starts the shell as a
+// child of its own, waits for it, and ends with its status. The child is a copy of a process with threads,
+// so it makes system calls only.
 #include "link/unseen_shell.h"
 
 #include <array>
@@ -23,13 +23,13 @@ namespace zeka {
 namespace {
 
 constexpr unsigned kReadyMs = 800; // below the time that a close waits for the port's users
-constexpr unsigned kSliceMs = 20;  // look this often for the end and for a reason to give up
+constexpr unsigned kSliceMs = 20;  // how often to look for the end and for a reason to give up
 constexpr unsigned kEndLookMs = 1;
-constexpr int kNotRun = 126;                          // as a shell says that it could not run a command
-constexpr int kNoSignal = static_cast<int>(__WCLONE); // the children whose end raises none
+constexpr int kNotRun = 126;                          // a shell's status for a command that it could not run
+constexpr int kNoSignal = static_cast<int>(__WCLONE); // selects children whose end raises no signal
 constexpr char kReady = '\n';
 
-// No signal of the application's may meet its handler in the child.
+// Blocks all signals, so that no handler of the application runs in the child.
 class SignalsBlocked {
 public:
     SignalsBlocked() noexcept
@@ -46,7 +46,7 @@ private:
     sigset_t former_{};
 };
 
-// Output to the pipe, nothing else of the application's: least of all the device.
+// Keeps the pipe as standard output and nothing else of the application, least of all the device.
 void KeepOnlyOutput(int output) noexcept
 {
     if (output != STDOUT_FILENO)
@@ -72,8 +72,8 @@ void EndWithParent() noexcept { ::prctl(PR_SET_PDEATHSIG, SIGKILL); }
     KeepOnlyOutput(output);
     (void)!::write(STDOUT_FILENO, &kReady, 1);
 
-    const pid_t shell =
-        ::vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork): the copy must be cheap
+    // vfork, because the copy must be cheap. NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork)
+    const pid_t shell = ::vfork();
     if (shell == 0) {
         EndWithParent(); // NOLINT(clang-analyzer-unix.Vfork): one system call, no memory is written
         ::execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
@@ -92,7 +92,7 @@ public:
         if (pid_ <= 0)
             return;
         ::kill(-pid_, SIGKILL);
-        ::kill(pid_, SIGKILL); // it may not have made its group yet
+        ::kill(pid_, SIGKILL); // it may not have its own group yet
         (void)Reap(0);
     }
     Child(const Child&) = delete;
@@ -101,7 +101,7 @@ public:
     [[nodiscard]] bool Started() const noexcept { return pid_ > 0; }
     [[nodiscard]] int Status() const noexcept { return status_; }
 
-    /// True when it has ended.
+    /// True when the child has ended.
     [[nodiscard]] bool Reap(int options) noexcept
     {
         pid_t reaped = 0;
@@ -111,7 +111,7 @@ public:
         if (reaped == 0 || (reaped < 0 && errno != ECHILD))
             return false;
         if (reaped < 0)
-            status_ = -1; // somebody took it with __WALL
+            status_ = -1; // the application reaped it with __WALL
         pid_ = 0;
         return true;
     }
@@ -153,8 +153,9 @@ bool IsReady(int fd)
     return false;
 }
 
-// Fork and not vfork: the application's other threads go on, and so does this one, with a time limit. The arguments
-// are all zero, on every machine: no stack of its own, no memory shared, no signal at its end.
+// Forks, not vforks, because the other threads of the application must go on, and this one too, with a time
+// limit. The arguments are all zero, in whatever order a machine takes them: no stack of its own, no shared
+// memory, no signal at its end.
 pid_t StartChild(const char* command, Pipe& pipe)
 {
     const SignalsBlocked in_the_child;
@@ -188,18 +189,19 @@ std::optional<int> RunUnseenShell(const char* command, const Deadline& deadline,
 
     std::optional<Child> child;
     {
-        // Until it says that it is ready the child has a copy of the device's descriptor. A close in that moment would
-        // not be the last one: the port would stay open, and the child's close could wait 30 s for output that a stalled
-        // instrument does not take.
+        // Until it reports ready, the child has a copy of the device's descriptor. A close in that time would
+        // not be the last one: the port would stay open, and the child's close could wait 30 s for output
+        // that a stalled instrument does not take.
         const NoClose until_ready;
         if (!until_ready.Holds())
             return std::nullopt;
         child.emplace(StartChild(command, pipe));
         if (!child->Started() || !IsReady(output))
-            child.reset(); // killed and reaped, with the descriptor held
+            child.reset(); // kills and reaps it while no close can begin
     }
     while (child && !deadline.Expired() && !give_up()) {
-        // The end of the output is not enough: a child of the application's may have inherited the pipe.
+        // Goes by the end of the child, because the output may not end: a child of the application
+        // may have inherited the pipe.
         const bool ended = child->Reap(WNOHANG);
         const bool output_ended = TakeOutput(output, take);
         if (ended)

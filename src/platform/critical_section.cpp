@@ -1,8 +1,8 @@
 // critical_section.cpp - the recursive lock and its scoped holder.
-// Recursive because exported functions call one another while they hold it: a setter that switches variable
-// DC on calls the setter an application would call. Handed over in the order of arrival: an ordinary mutex
-// goes again and again to a thread that releases and takes it in a loop, and another one's call never comes
-// to its turn. Of the mutexes of the C library only the one with priority inheritance is handed over.
+// Recursive because exported functions call one another while they hold it: the setter of the pacing
+// amplitude calls the exported one that switches variable DC on. Handed over in order of arrival, because a
+// thread that releases and takes an ordinary mutex in a loop gets it again and again and starves the others.
+// Of the mutexes of the C library only the one with priority inheritance is handed over.
 #include <cassert>
 
 #include "platform/cancellation.h"
@@ -11,10 +11,10 @@
 namespace zeka {
 namespace {
 
-/// What the calling thread has to do with g_CriticalSection.
+/// How the calling thread holds g_CriticalSection.
 struct Holding {
-    int times = 0;                            // taken and not released
-    int cancel_state = PTHREAD_CANCEL_ENABLE; // the thread's own, while it holds the lock
+    int times = 0;                            // taken and not yet released
+    int cancel_state = PTHREAD_CANCEL_ENABLE; // the thread's own, kept while it holds the lock
 };
 constinit thread_local Holding holding;
 
@@ -42,15 +42,15 @@ CSimpleCriticalSection::CSimpleCriticalSection()
     pthread_mutexattr_init(&attributes);
     pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_INHERIT);
-    if (pthread_mutex_init(&mutex_, &attributes) != 0) { // a kernel that cannot
+    if (pthread_mutex_init(&mutex_, &attributes) != 0) { // a kernel without priority inheritance
         pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_NONE);
         pthread_mutex_init(&mutex_, &attributes);
     }
     pthread_mutexattr_destroy(&attributes);
 }
 
-// The analysis knows what the two do from their declarations; it cannot follow a pthread mutex inside them.
-// Sections of the application's own are nothing but the mutex.
+// The analysis takes the effect of Lock and Unlock from their declarations, because it cannot follow a
+// pthread mutex. For a section that the application made they only lock and unlock the mutex.
 void CSimpleCriticalSection::Lock() ZEKA_NO_LOCK_ANALYSIS
 {
     if (this != &g_CriticalSection) {

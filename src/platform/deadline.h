@@ -1,6 +1,6 @@
-// deadline.h (platform) - one point on the steady clock, set once per call; every wait inside the call runs
-// towards it. A wait that restarts with what is left after each signal would grow under a storm of signals;
-// an absolute one cannot.
+// deadline.h (platform) - one point on the steady clock, set once per call; every wait inside the call
+// ends there. A wait that restarts with the time left after each signal would grow under a storm of
+// signals; an absolute one cannot.
 #pragma once
 
 #include <ctime>
@@ -13,8 +13,8 @@ namespace zeka {
 
 class Deadline {
 public:
-    using Clock =
-        std::chrono::steady_clock; // CLOCK_MONOTONIC, the clock of SleepUntil and of the events' waits
+    // CLOCK_MONOTONIC, the clock of SleepUntil and of the events.
+    using Clock = std::chrono::steady_clock;
 
     [[nodiscard]] static Deadline InMs(std::uint32_t ms) noexcept
     {
@@ -33,15 +33,15 @@ public:
         return left > Clock::duration::zero() ? left : Clock::duration::zero();
     }
 
-    /// Time left for poll(2): rounded up, so that 0 means passed and a loop around poll does not spin its
-    /// last millisecond away.
+    /// Time left in ms for poll(2), rounded up: 0 means that the deadline has passed, and a loop around
+    /// poll(2) does not spin through its last millisecond.
     [[nodiscard]] int RemainingMsCeil() const noexcept
     {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(Remaining()).count();
         return left < INT_MAX ? static_cast<int>(left) : INT_MAX;
     }
 
-    /// The same point for the calls of the C library that take CLOCK_MONOTONIC.
+    /// The deadline for calls of the C library that take CLOCK_MONOTONIC.
     [[nodiscard]] constexpr timespec ToTimespec() const noexcept
     {
         const auto since = at_.time_since_epoch();
@@ -56,7 +56,7 @@ private:
     Clock::time_point at_;
 };
 
-/// Sleeps until the deadline, at once when it has passed; signals do not end the sleep and do not stretch it.
+/// Sleeps until the deadline; returns at once when it has passed. Signals neither end nor stretch the sleep.
 /// A cancelled thread leaves it at once.
 void SleepUntil(Deadline deadline);
 

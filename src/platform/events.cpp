@@ -1,7 +1,6 @@
-// events.cpp - events with automatic and with manual reset, through which all threads of the library meet.
-// Any thread calls any operation. Each takes the event's own mutex, and no other lock is taken under it.
-// None is ever destroyed: the classes have trivial destructors, so a global event outlives every thread at
-// exit.
+// events.cpp - events with automatic and with manual reset.
+// Any thread calls any operation. Each takes the mutex of the event, and no other lock is taken under it. The
+// classes have trivial destructors, so a global event outlives every thread at exit.
 #include <cerrno>
 
 #include <atomic>
@@ -22,8 +21,8 @@ private:
     pthread_mutex_t& mutex_;
 };
 
-// The flag of an auto-reset event is also written by signal handlers, which cannot take the mutex: reading
-// and clearing it is one step, or a signal that comes between the two would be lost.
+// Signal handlers also raise the flag of an auto-reset event, and cannot take the mutex. So the flag is read
+// and cleared in one step: a signal between the two would be lost.
 bool Take(bool& flag) noexcept { return std::atomic_ref(flag).exchange(false, std::memory_order_acq_rel); }
 void Raise(bool& flag) noexcept { std::atomic_ref(flag).store(true, std::memory_order_release); }
 static_assert(std::atomic_ref<bool>::is_always_lock_free, "a signal handler may raise the flag");
@@ -32,8 +31,8 @@ void InitialiseCondition(pthread_cond_t& condition)
 {
     pthread_condattr_t attributes;
     pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes,
-                              CLOCK_MONOTONIC); // setting the time of day must not move a time-out
+    // Setting the time of day must not move a time-out.
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
     pthread_cond_init(&condition, &attributes);
     pthread_condattr_destroy(&attributes);
 }
@@ -89,7 +88,7 @@ unsigned int CAutoResetEvent::WaitTimeout(unsigned int ms)
     const Guard guard(mutex_);
     while (!Take(signalled_))
         if (pthread_cond_timedwait(&condition_, &mutex_, &deadline) == ETIMEDOUT)
-            return ZEKA_WAIT_TIMEOUT; // a signal that came at the last moment stays for the next wait
+            return ZEKA_WAIT_TIMEOUT; // an event that is set at the last moment stays for the next wait
     return kSignalled;
 }
 

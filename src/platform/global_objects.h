@@ -1,9 +1,9 @@
-// global_objects.h (platform) - the one lock and the events through which all threads of the library meet.
-// Defined in connection/library_objects.cpp, in one place and one order, and never destroyed: a thread of the
-// application that is still inside a call while the process exits finds them whole.
+// global_objects.h (platform) - the one lock and the events that all threads of the library share. They are
+// defined in connection/library_objects.cpp, in order of construction, and never destroyed, because a thread
+// of the application may still be inside a call while the process exits.
 //
 // Order of locks, outer to inner: g_CriticalSection - the wire lock (device/exchange.cpp) - the port's lock
-// (link/port.cpp) - an event's own mutex. No thread takes one against this order.
+// (link/port.cpp) - an event's own mutex. Every thread takes them in this order.
 #pragma once
 
 #include "zeka/platform.hpp"
@@ -11,8 +11,8 @@
 extern CSimpleCriticalSection g_CriticalSection; // signal state and every exchange with the instrument
 
 namespace zeka {
-/// Whether the calling thread holds g_CriticalSection, however often. A callback that is raised under it must
-/// not wait for a thread that needs it.
+/// Whether the calling thread holds g_CriticalSection, at any depth. A callback that is raised under the lock
+/// must not wait for a thread that needs the lock.
 [[nodiscard]] bool HoldsCriticalSection() noexcept;
 } // namespace zeka
 
@@ -25,6 +25,7 @@ extern CAutoResetEvent g_hSigTimer1Event;        // raised by the SIGRTMIN timer
 extern CAutoResetEvent g_hSigTimer2Event;        // raised by the SIGRTMIN + 1 timer's handler; to be polled
 
 namespace zeka {
-/// Before the library is unmapped: the timer signals whose handlers stand in it are ignored from here on.
+/// Ignores the timer signals from here on. Called before the library is unmapped,
+/// because their handlers lie in it.
 void IgnoreTimerSignals() noexcept;
 } // namespace zeka

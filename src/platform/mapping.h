@@ -1,11 +1,11 @@
-// mapping.h (platform) - how long the library's code stays where it is.
+// mapping.h (platform) - keeps the code of the library mapped.
 #pragma once
 
 namespace zeka {
 
-/// From here on dlclose() leaves this library loaded, until the process ends: a thread that has to be left
-/// behind would come back into code that is gone. Not from a destructor of the library: dlclose() has decided
-/// by then. Nothing happens where the library is part of the program.
+/// Keeps the library loaded over dlclose() until the process ends, because a thread that has to be left
+/// behind would return into unmapped code. Has no effect where the library is part of the program. REQUIRES:
+/// not called from a destructor of the library, because dlclose() has decided by then.
 void StayMapped() noexcept;
 
 } // namespace zeka

@@ -1,6 +1,5 @@
-// scoped_fd.h (platform) - a file descriptor with one owner, closed on every way out.
-// Not for the open device: its descriptor is shared between threads and closed by link/ once all have let go
-// of it.
+// scoped_fd.h (platform) - a file descriptor with one owner, closed on every way out. Not for the open
+// device: threads share its descriptor, and link/ closes it once all of them have left it.
 #pragma once
 
 #include <unistd.h>
@@ -27,11 +26,11 @@ public:
 
     [[nodiscard]] int Get() const noexcept { return fd_; }
     [[nodiscard]] bool IsOpen() const noexcept { return fd_ >= 0; }
-    /// Hands the descriptor to the caller, who closes it from now on.
+    /// Returns the descriptor; the caller closes it from now on.
     [[nodiscard]] int Release() noexcept { return std::exchange(fd_, -1); }
 
-    /// Closes the old descriptor, takes the new one; errno stays, so that the failure that led here can be
-    /// reported.
+    /// Closes the old descriptor and takes the new one. Keeps errno, so that the failure
+    /// that led here can be reported.
     void Reset(int fd = -1) noexcept
     {
         const int old = std::exchange(fd_, fd);

@@ -26,17 +26,17 @@ void SleepEx(unsigned int ms)
 int CloseHandle(int64_t handle)
 {
     if (handle < 0 || handle > INT_MAX)
-        return 0; // cut down to an int it would be someone else's descriptor
+        return 0; // truncated to an int it could be another descriptor
     return ::close(static_cast<int>(handle)) == 0 ? 1 : 0;
 }
 
 int CreateThread(unsigned long* threadId, void* (*start)(void*), void* arg)
 {
-    // Stored by the C library before the thread runs, so the thread itself may already read it.
+    // The C library stores the id before the thread runs, so the thread itself may read it.
     static_assert(std::is_same_v<pthread_t, unsigned long>);
     return pthread_create(threadId, nullptr, start, arg) == 0 ? 1 : 0;
 }
 
-// Releasing a thread is the business of whoever joins it; the name stays for programs that pair it with
-// CreateThread.
+// Does nothing, because joining a thread releases it. The name stays for programs
+// that pair it with CreateThread.
 void CloseThread(unsigned long) {}

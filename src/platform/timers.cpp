@@ -1,7 +1,7 @@
 // timers.cpp - periodic timers whose expiry is a real-time signal that raises an event.
-// The signal goes to the process and its handler runs on any thread. It cannot take the event's mutex, so it
-// raises the flag and wakes nobody: the two timer events are to be polled. A blocking call elsewhere may
-// return EINTR.
+// The signal goes to the process, so its handler runs on any thread. The handler cannot take the mutex of
+// the event: it raises the flag and wakes no thread, so the two timer events must be polled. A blocking
+// call elsewhere may return EINTR.
 #include "platform/global_objects.h"
 
 static void onSigTimer1Timer(int, siginfo_t*, void*) { g_hSigTimer1Event.RaiseFromSignalHandler(); }
@@ -11,8 +11,8 @@ static void TimerSetHandler(int signo, void (*handler)(int, siginfo_t*, void*))
 {
     struct sigaction action {};
     action.sa_sigaction = handler;
-    action.sa_flags =
-        SA_SIGINFO; // no SA_RESTART: a program that waits in a system call may want to look at the event
+    // No SA_RESTART: a program that waits in a system call may want to look at the event.
+    action.sa_flags = SA_SIGINFO;
     sigemptyset(&action.sa_mask);
     sigaction(signo, &action, nullptr);
 }
@@ -29,8 +29,8 @@ timespec PeriodOf(unsigned int ms) noexcept
     return period;
 }
 
-// The kernel numbers the timers of a process from 0, and the C library hands number 0 out as a null handle,
-// which here means that there is no timer: that one is given back for another.
+// The kernel numbers the timers of a process from 0, and the C library returns number 0 as a null handle.
+// Null means "no timer" here, so number 0 is exchanged for another timer.
 timer_t CreateWithHandle(sigevent& notification) noexcept
 {
     timer_t timer = nullptr;
@@ -59,8 +59,8 @@ void IgnoreOwn(int signo, void (*handler)(int, siginfo_t*, void*)) noexcept
 
 } // namespace
 
-// The former action is not put back: it was the default one as a rule, and the next expiry of a timer that
-// nobody deleted would end the process. Ignoring also drops a signal that is pending.
+// Does not restore the former action: it is usually the default one, and the next expiry of a timer that was
+// not deleted would end the process. Ignoring also drops a pending signal.
 void zeka::IgnoreTimerSignals() noexcept
 {
     IgnoreOwn(SIGRTMIN, onSigTimer1Timer);
@@ -69,8 +69,7 @@ void zeka::IgnoreTimerSignals() noexcept
 
 timer_t CreateNewTimer(unsigned int ms, unsigned int& signo)
 {
-    // SIGRTMIN is no constant: the C library keeps some real-time signals for itself and says at run time
-    // which.
+    // SIGRTMIN is no constant: the C library reserves some real-time signals for itself at run time.
     const int number = static_cast<int>(signo);
     if (number == SIGRTMIN)
         TimerSetHandler(number, onSigTimer1Timer);
@@ -88,7 +87,7 @@ timer_t CreateNewTimer(unsigned int ms, unsigned int& signo)
     timing.it_value = PeriodOf(ms); // 0 leaves the timer unarmed
     timing.it_interval = timing.it_value;
     if (timer_settime(timer, 0, &timing, nullptr) != 0) {
-        timer_delete(timer); // nobody else would know it
+        timer_delete(timer); // no caller knows its handle
         return nullptr;
     }
     return timer;

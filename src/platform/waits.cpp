@@ -26,7 +26,7 @@ std::optional<unsigned int> FirstSignalled(unsigned int count, CEvent** events)
 
 unsigned int WaitForSingleObject(CEvent* event, unsigned int ms) { return event->WaitTimeout(ms); }
 
-// Polls: an event that a signal handler raised wakes nobody, and only a look finds it.
+// Polls, because a signal handler that raises an event wakes no thread.
 unsigned int WaitForMultipleObjects(unsigned int count, CEvent** events, int waitAll, unsigned int ms)
 {
     if (waitAll != 0)
@@ -38,6 +38,6 @@ unsigned int WaitForMultipleObjects(unsigned int count, CEvent** events, int wai
             return *index;
         if (ms != kNoLimit && Clock::now() > deadline)
             return ZEKA_WAIT_TIMEOUT;
-        ::usleep(kRoundUs); // a signal that cuts it short only brings the next look forward
+        ::usleep(kRoundUs); // a signal that interrupts it only brings the next look forward
     }
 }

@@ -1,4 +1,4 @@
-// bytes.h (util) - numbers as the instrument has them on the wire: most significant byte first.
+// bytes.h (util) - writes numbers as they go over the wire: most significant byte first.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ constexpr void PutBe16(std::span<std::uint8_t, 2> bytes, std::uint16_t value) no
     bytes[1] = static_cast<std::uint8_t>(value & 0xFF);
 }
 
-/// The low 16 bits of value at a place of a packet.
+/// Writes the low 16 bits of value to packet[at] and packet[at + 1].
 constexpr void PutBe16At(std::span<std::uint8_t> packet, std::size_t at, unsigned value) noexcept
 {
     PutBe16(packet.subspan(at).first<2>(), static_cast<std::uint16_t>(value));

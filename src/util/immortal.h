@@ -1,6 +1,6 @@
-// immortal.h - an object that is made at its first use, in memory that is there from the start, and never
-// destroyed: no allocation can fail, and a thread of the application that is inside a call while the process
-// exits finds it whole.
+// immortal.h (util) - holds an object in static memory, constructs it at its first use and never destroys
+// it. No allocation can fail, and a thread of the application that is inside a call while the process
+// exits can still use the object.
 #pragma once
 
 #include <new>

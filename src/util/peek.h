@@ -1,6 +1,7 @@
 // peek.h (util) - single values that one thread writes under a lock and others read without it.
-// The shared values keep their plain types; both sides go through these two functions, so that the compiler
-// and ThreadSanitizer see an atomic access. Relaxed: a peeked value says nothing about any other value.
+// The values keep their plain types; writer and readers use these two functions, so that the
+// compiler and ThreadSanitizer see atomic accesses. The order is relaxed: a peeked value says
+// nothing about any other value.
 #pragma once
 
 #include <atomic>

@@ -12,7 +12,8 @@ namespace {
 
 constexpr wchar_t kInvalidSequence = 0x22E0;
 
-// How the first byte of a sequence tells its length, and how many bits of the character it carries itself.
+// Marks by which the first byte of a sequence gives its length, and the bits of the
+// character that a byte carries.
 constexpr unsigned kContinuationMask = 0xC0, kContinuationMark = 0x80, kContinuationBits = 0x3F;
 constexpr unsigned kTwoByteMask = 0xE0, kTwoByteMark = 0xC0, kTwoByteBits = 0x1F;
 constexpr unsigned kThreeByteMask = 0xF0, kThreeByteMark = 0xE0, kThreeByteBits = 0x0F;
@@ -20,7 +21,7 @@ constexpr int kBitsPerContinuation = 6;
 
 unsigned ByteAt(const char* s, int index) { return static_cast<unsigned char>(s[index]); }
 
-// False at the terminator too, so that nothing behind it is looked at.
+// False at the terminator too, so that no byte behind it is read.
 bool IsContinuation(unsigned byte) { return (byte & kContinuationMask) == kContinuationMark; }
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -95,7 +96,7 @@ unsigned int ConvertVersion(const char* text)
     if (text == nullptr)
         return 0;
 
-    // strtol and not "%d": scanf leaves open what a number beyond the type does.
+    // strtol, not scanf with "%d", which is undefined for a number that does not fit the type.
     std::uint32_t packed = 0;
     for (const int shift : std::array{24, 16, 8, 0}) {
         char* end = nullptr;

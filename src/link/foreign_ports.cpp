@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned kAskedEachTime = 3;
 constexpr std::chrono::seconds kShortestPause{2};
 constexpr std::chrono::seconds kLongestPause{10};
-constexpr unsigned kMostDoublings = 3; // more would exceed the longest pause anyhow
+constexpr unsigned kMostDoublings = 3; // more would exceed the longest pause
 
 bool InTable(int port, std::size_t size) { return port >= 0 && static_cast<std::size_t>(port) < size; }
 

@@ -26,9 +26,9 @@ struct NodeId {
 [[nodiscard]] std::optional<NodeId> IdentifyNode(const char* path);
 
 /// Remembers the ports that did not answer as the instrument. A port is tried at every search until its
-/// third failure. Then it is left alone for 2, 4, 8 and from then on 10 s each time, so that an
-/// instrument that was busy or mute is still found soon. A port that has answered before, or was plugged
-/// in anew, is tried at every search.
+/// fourth failure in a row. Then it is left alone for 2, 4, 8 and from then on 10 s each time, so that an
+/// instrument that was busy or mute is still found soon. A port that has answered before, or was plugged in
+/// anew, is tried at every search.
 class ForeignPorts {
 public:
     using Time = Deadline::Clock::time_point;
@@ -48,7 +48,8 @@ private:
 };
 
 struct UsbIds {
-    std::string vendor, product; // four hexadecimal digits in lower case, as the kernel writes them; empty: unknown
+    // Four lower-case hexadecimal digits, as the kernel writes them; empty: unknown.
+    std::string vendor, product;
 };
 
 /// Whether the node of this port is that of a USB device with other ids than ours. False whenever that is

@@ -32,13 +32,13 @@ namespace {
 
 constexpr unsigned kCloseLimitMs = 150;  // leaves half of the 300 ms for the users to leave
 constexpr unsigned kUsersLeaveMs = 1000; // a use is a wait that a close wakes, or the start of a shell
-constexpr int kSliceMs = 20; // how often a wait without a wake descriptor looks for a close
+constexpr int kSliceMs = 20;             // how often a wait without a wake descriptor looks for a close
 
 struct PortState {
     std::mutex lock;
     std::condition_variable changed; // a user left, a close ended
     int users = 0;
-    bool closing = false; // Invariant: while true, no device is open, and one thread or left_open has its descriptor
+    bool closing = false; // Invariant: no device is open then; one thread or left_open has its descriptor
     int left_open = -1;   // descriptor of a close that is left to the last user
     std::uint64_t generation = 0;
 };

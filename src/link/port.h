@@ -64,9 +64,9 @@ void OpenPort(int fd) noexcept;
 
 inline constexpr std::uint64_t kAnyGeneration = 0;
 /// Takes the device away from all threads (from here on it counts as closed), waits at most 1000 ms for its
-/// users to leave, and returns its descriptor; FinishClose must follow. Returns -1 when a user does not leave:
-/// then the last one to leave finishes the close. Also returns -1 when no device is open, after waiting for
-/// another thread's close to end. With a generation, closes that opening only.
+/// users to leave, and returns its descriptor; FinishClose must follow. Returns -1 when a user stays longer:
+/// the last user to leave finishes the close. Also returns -1 when no device is open, after waiting for the
+/// close of another thread to end. With a generation, closes that opening only.
 [[nodiscard]] int BeginClose(std::uint64_t generation = kAnyGeneration) noexcept;
 void FinishClose() noexcept;
 

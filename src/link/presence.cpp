@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kListCommand[] = "/bin/ls /dev/ttyACM* 2>/dev/null";
 constexpr std::size_t kLineBytes = 512; // with its terminator; longer lines are cut into several
-constexpr int kCannotRun = 126; // the shell's exit status for a command that it cannot run (126) or find (127)
+constexpr int kCannotRun = 126;         // shell status of a command that it cannot run (126) or find (127)
 
 // Limits of a listing; one that takes longer counts as no check. The second one holds once the search is
 // cancelled, as at the end of the library.

@@ -78,7 +78,8 @@ enum class Presence { kThere, kGone, kUnknown };
 [[nodiscard]] bool WaitForHangUp(unsigned ms);
 /// Number of bytes that wait to be read; 0 when closed.
 [[nodiscard]] std::size_t InputWaiting();
-/// Reads what has arrived into bytes, without waiting. 0 when nothing has, when closed, or when hung up (noted).
+/// Reads what has arrived into bytes, without waiting. 0 when nothing has, or when closed
+/// or hung up (which is noted).
 [[nodiscard]] std::size_t ReadAvailable(std::span<std::uint8_t> bytes);
 
 } // namespace zeka

@@ -22,7 +22,7 @@ namespace {
 
 constexpr unsigned kNothingYetPauseMs = 10; // after a wait that ended as ready, when nothing moved
 
-// Deadline after ms milliseconds. The multiplication wraps above 4 294 967 ms, which the interface keeps.
+// Deadline after ms milliseconds. The count of microseconds has 32 bits, so it wraps above 4 294 967 ms.
 Deadline Budget(unsigned ms) { return Deadline::In(std::chrono::microseconds{ms * 1000u}); }
 
 bool IsTryAgain(int error) { return error == EAGAIN || error == EINTR; }
@@ -106,7 +106,7 @@ int ReadWithin(const PortUse& port, unsigned char* buf, int len, const Deadline&
     };
     if (len <= 0)
         return 0;
-    const int there = static_cast<int>(std::max<ssize_t>(read(0), 0)); // usually all of it, which saves the wait
+    const int there = static_cast<int>(std::max<ssize_t>(read(0), 0)); // usually all: saves the wait
     return MoveWithin(port, POLLIN, there, len, deadline, read, [](int count) {
         return CutShort{count > 0 ? count : -1, count};
     });

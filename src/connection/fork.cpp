@@ -1,5 +1,6 @@
-// fork.cpp (connection) - a child of fork() has a library without a device: port, lock file and threads are its
-// parent's. Its calls answer as with none open until it connects itself, which it may when its parent was idle.
+// fork.cpp (connection) - a child of fork() has a library without a device, because port, lock file and
+// threads are its parent's. Its calls answer as with no device open until it connects itself, which it
+// may when its parent was idle.
 #include "connection/fork.h"
 
 #include <memory>
@@ -36,8 +37,8 @@ void RenewGlobalObjects()
     Renew(poll_thread_ended, true);
 }
 
-// Runs on the only thread of the child, which may be inside a callback and think that it holds g_CriticalSection: its
-// releases then fail without harm.
+// Runs on the only thread of the child, which may be inside a callback and count itself as holding
+// g_CriticalSection: its releases then fail without harm.
 void ForgetParentsConnection() ZEKA_NO_LOCK_ANALYSIS
 {
     may_connect = may_connect && g_hConnectDeviceThread == 0 && g_hDevice == -1;

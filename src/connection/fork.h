@@ -1,12 +1,12 @@
-// fork.h (connection) - what a child of fork() finds of the library.
+// fork.h (connection) - the library in a child of fork().
 #pragma once
 
 namespace zeka {
 
-/// At load: from here on a child of fork() has no device, no thread and no lock of its parent's.
+/// Called at load. From here on a child of fork() has no device, no thread and no lock of its parent.
 void WatchForks();
 
-/// Whether this process may start a connection: not when its parent had one at the fork.
+/// Whether this process may start a connection. False when its parent had one at the fork.
 [[nodiscard]] bool MayConnect() noexcept;
 
 } // namespace zeka

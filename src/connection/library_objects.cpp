@@ -1,14 +1,15 @@
-// library_objects.cpp (connection) - everything that must exist from load to unload, in the order in which
-// each thing may use the ones above it. What starts a thread comes last; what ends all threads is destroyed
-// first. The locks and events have no destructors: a thread of the application that is still inside a call
-// while the process exits, or that comes later, finds them whole.
-// In a program that links the static library they come before its own objects and end behind them: one of
-// those may connect in its constructor. The linker orders by the priority alone; within it, by this file.
+// library_objects.cpp (connection) - everything that must exist from load to unload. Each object may use
+// those above it. The object that starts a thread comes last; the one that ends all threads is destroyed
+// first. The locks and events have no destructors, because a thread of the application may be inside a call
+// while the process exits, or call later.
+// In a program that links the static library these objects are constructed before its own and destroyed after
+// them, because one of those may connect in its constructor. The linker orders by the priority alone; among
+// equal priorities, this file does.
 #include "connection/monitor.h"
 #include "connection/supervisor.h"
 #include "platform/global_objects.h"
 
-#define ZEKA_FIRST [[gnu::init_priority(101)]] // the lowest that is not the compiler's own
+#define ZEKA_FIRST [[gnu::init_priority(101)]] // the lowest priority that is not the compiler's own
 
 ZEKA_FIRST CSimpleCriticalSection g_CriticalSection;
 ZEKA_FIRST CAutoResetEvent g_hConnectedEvent{false};
@@ -30,6 +31,6 @@ struct EndOfLibrary {
 };
 ZEKA_FIRST const EndOfLibrary end_of_library;
 
-// dlclose() runs this ahead of the destructors above, exit() behind them.
+// dlclose() runs this before the destructors above, exit() after them.
 [[gnu::destructor]] void BeforeUnmapping() { zeka::EndBeforeUnmapping(); }
 } // namespace

@@ -1,7 +1,7 @@
-// lifecycle.cpp (connection) - start and end of the library's connection.
-// One supervisor at most; its handle, the stop flag and the start are changed under g_CriticalSection, the
-// waiting for its end is done without any lock. Several threads may free and start at once: each waits for
-// the end it needs.
+// lifecycle.cpp (connection) - start and end of the connection.
+// At most one supervisor runs. Its handle, the stop flag and the start are changed under
+// g_CriticalSection; the wait for its end holds no lock. Several threads may free and start at once: each
+// waits for the end that it needs.
 #include <atomic>
 #include <condition_variable>
 #include <memory>
@@ -30,14 +30,14 @@ constinit std::uint64_t g_hConnectDeviceThread = 0;
 namespace zeka {
 namespace {
 
-constexpr unsigned kEndWaitMs = 10000; // the longest legitimate end: a setter's wait, a ping, a tear-down
+constexpr unsigned kEndWaitMs = 10000; // the longest regular end: a setter's wait, a ping, a tear-down
 constexpr unsigned kExitWaitMs = 5000; // a thread that hangs in a callback must not hold up the process
 constexpr unsigned kNoLimitMs = 0xFFFFFFFF;
 
 constinit std::atomic<bool> unloading{false};
 
-// The supervisor's runs, numbered from 1: a caller that ends one waits for that very run, also when another
-// thread has started the next one by then. Never destroyed, a leaf.
+// Numbers the runs of the supervisor from 1. A caller that ends a run waits for that very one, also when
+// another thread has started the next by then. Never destroyed; the lock is a leaf.
 struct Runs {
     std::mutex lock;
     std::condition_variable changed;
@@ -76,10 +76,10 @@ bool WaitForRunToEnd(std::uint64_t run, unsigned ms)
     return runs.changed.wait_for(hold, std::chrono::milliseconds{ms}, [&] { return runs.ended >= run; });
 }
 
-[[maybe_unused]] const Runs& made_at_load = SupervisorRuns(); // a fork does not meet its first use
+[[maybe_unused]] const Runs& made_at_load = SupervisorRuns(); // no fork can fall into its first use
 const RenewedInChild runs_in_child([] { std::construct_at(&SupervisorRuns()); });
 
-// Asks the supervisor to end; the application hears nothing of it.
+// Asks the supervisor to end. The listener is not called any more.
 void RequestStop() ZEKA_NEEDS_LOCK
 {
     Publish(g_bStopConnectDeviceThread, 1);
@@ -88,10 +88,11 @@ void RequestStop() ZEKA_NEEDS_LOCK
     ReconnectDevice();
 }
 
-// Exactly one caller gets the handle: at unload it is taken without the lock.
+// Takes the handle of the supervisor; exactly one caller gets it. Atomic, because
+// unload takes it without the lock.
 std::uint64_t TakeThread() { return std::atomic_ref(g_hConnectDeviceThread).exchange(0); }
 
-// Takes the handle of an ended supervisor; exactly one caller gets it and joins.
+// Joins an ended supervisor. Exactly one caller gets its handle and joins.
 void JoinEndedSupervisor()
 {
     const NoCancel joins_what_it_takes;
@@ -105,15 +106,15 @@ void JoinEndedSupervisor()
         ::pthread_join(ended, nullptr);
 }
 
-// Inside a callback nothing of the connection can be waited for: the callback runs on the thread whose end
-// would be waited for, or under the lock that this thread needs.
+// False inside a callback, which runs on the thread whose end would be waited for, or under the
+// lock that this thread needs.
 bool MayWaitForThreads() noexcept
 {
     return !OnSupervisorThread() && !OnPollThread() && !HoldsCriticalSection();
 }
 
-// Waits until a supervisor that was told to stop has ended; false when it has not. Inside a callback the end
-// comes after the callback has returned.
+// Waits until a supervisor that was asked to stop has ended; false when it has not. Does not wait inside a
+// callback: the end comes after the callback has returned.
 bool WaitForEnd(std::uint64_t run, unsigned ms)
 {
     if (!MayWaitForThreads())
@@ -136,8 +137,8 @@ bool StartSupervisor() ZEKA_NEEDS_LOCK
     return true;
 }
 
-// A program that forks first and connects then, as a daemon does, takes the library over: its monitor starts
-// anew. A child of a process that is connected cannot: port and lock are the parent's.
+// Lets a program that forks before it connects, as a daemon does, take the library over: starts its monitor
+// anew. A child of a connected process cannot, because port and lock file are the parent's.
 bool AdoptProcess()
 {
     if (InOwnProcess())
@@ -178,8 +179,8 @@ void ForgetCallbacks()
     Publish(g_Callback, nullptr);
 }
 
-// Exactly one caller ends the library; in a child of fork() it is the parent's. Without the lock: another
-// thread may hang in a callback with it.
+// True for the one caller that ends the library. In a child of fork() it is the parent's to end. Takes no
+// lock, because another thread may hang in a callback under it.
 bool BeginEnd()
 {
     if (!InOwnProcess() || unloading.exchange(true))
@@ -215,7 +216,7 @@ void EndAtExit() noexcept
         return;
     const CutRomWaitShort at_once;
     EndSupervisor(kExitWaitMs);
-    CloseAtExit(); // a no-op unless the supervisor called exit() itself, or hangs; the lock file goes anyhow
+    CloseAtExit(); // closes only when the supervisor called exit() or hangs; the lock file goes in any case
     ReleaseWakeDescriptor();
 }
 
@@ -226,7 +227,7 @@ void EndBeforeUnmapping() noexcept
         return;
     const CutRomWaitShort at_once;
     IgnoreTimerSignals();
-    const bool on_own_thread = OnSupervisorThread() || OnPollThread(); // nobody can wait for itself
+    const bool on_own_thread = OnSupervisorThread() || OnPollThread(); // a thread cannot wait for itself
     const unsigned limit_ms = on_own_thread ? kExitWaitMs : kNoLimitMs;
     EndSupervisor(limit_ms);
     if (!on_own_thread)
@@ -275,11 +276,11 @@ int ZEKAConnect(int port, unsigned int timeoutMs)
 void ZEKAFree(void)
 {
     using namespace zeka;
-    // In a child of fork() it is the parent's: no thread came along that could end it, and the wait would
-    // last.
+    // In a child of fork() the connection is the parent's. Its threads did not come along, so the wait for
+    // their end would last the whole time-out.
     if (!InOwnProcess())
         return;
-    const CutRomWaitShort at_once; // a store that is being waited for holds the lock
+    const CutRomWaitShort at_once; // a thread that waits for a store holds the lock
     (void)ZEKASetOutputFunction(ZEKA_FUNCTION_NONE);
     std::uint64_t run = 0;
     {

@@ -1,6 +1,6 @@
-// monitor.cpp (connection) - notices that the device is gone: at once by the descriptor's hang-up, within
-// seconds by its node. Takes no lock; its close goes the same road as everybody's, which waits for the
-// descriptor's users.
+// monitor.cpp (connection) - notices that the device is gone: at once by the hang-up of the
+// descriptor, within seconds by its node. Takes no lock. Its close, like any other, waits for
+// the users of the descriptor.
 #include "connection/monitor.h"
 
 #include <map>
@@ -43,19 +43,19 @@ void Pause(unsigned ms)
     }
 }
 
-// A pause of the monitoring that a hang-up ends; true when there was one.
+// Pauses the monitoring; true when a hang-up ended the pause.
 bool PauseUntilHangUp(unsigned ms)
 {
     const auto end = zeka::Deadline::InMs(ms);
     if (zeka::WaitForHangUp(ms))
         return true;
     if (!end.Expired())
-        Pause(kIdlePauseMs); // closed meanwhile, or not ours to see
+        Pause(kIdlePauseMs); // closed meanwhile, or visible to another thread alone
     return false;
 }
 
-// Up to three checks of the node, over at once when the descriptor hangs up. A check that cannot be made is
-// no loss.
+// Checks the node up to three times; a hang-up of the descriptor ends the checks at once. A check
+// that cannot be made is no loss.
 bool DeviceIsPresent()
 {
     for (int check = 0; check < kChecks && !StopRequested(); ++check) {
@@ -79,7 +79,7 @@ NotifyRegistry& Registry()
     return registry.Get();
 }
 
-[[maybe_unused]] const NotifyRegistry& made_at_load = Registry(); // a fork does not meet its first use
+[[maybe_unused]] const NotifyRegistry& made_at_load = Registry(); // no fork can fall into its first use
 const zeka::RenewedInChild registry_in_child([] { std::construct_at(&Registry().lock); });
 
 } // namespace
@@ -133,7 +133,7 @@ std::string CInstance::GetWorkingDirectory() { return directory_; }
 void* MonitorDeviceThread(void* /*unused*/)
 {
     while (!StopRequested()) {
-        // Only the opening that was checked is closed: the supervisor may have another one by then.
+        // Closes only the opening that was checked: the supervisor may have made another one by then.
         const std::uint64_t checked = zeka::PortGeneration();
         if (!g_AutoMonitor.IsMonitored()) {
             Pause(kIdlePauseMs);
@@ -156,7 +156,8 @@ void RegisterNotifyEvent(unsigned int message, ZEKA_NOTIFY_CALLBACK callback)
     try {
         registry.g_mapNotifyEvent[message] = callback;
     } catch (const std::bad_alloc&) {
-        // No exception leaves the library; a callback that is never called is not missed.
+        // No exception leaves the library. A callback that was not stored is not missed,
+        // because none is ever called.
     }
 }
 

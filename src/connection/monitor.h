@@ -9,14 +9,14 @@
 class CAutoMonitor {
 public:
     explicit CAutoMonitor(const char* name); // starts the thread; the name is accepted and not stored
-    ~CAutoMonitor();                         // ends it, and waits for it for a while
+    ~CAutoMonitor();                         // ends the thread and waits for it, at most 500 ms
     CAutoMonitor(const CAutoMonitor&) = delete;
     CAutoMonitor& operator=(const CAutoMonitor&) = delete;
 
-    void Start();          // the thread; at load, and again in a forked process that takes the library over
+    void Start();          // starts the thread: at load, and in a forked process that takes the library over
     void End(unsigned ms); // asks the thread to end, and joins it when it does within ms
     void NoteEnded();      // the thread's last act
-    void ForgetThread();   // in a forked process: it has none
+    void ForgetThread();   // for a forked process, which has no such thread
     void StartMonitor();
     void PauseMonitor();
     bool IsMonitored();

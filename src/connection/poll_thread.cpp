@@ -1,6 +1,6 @@
-// poll_thread.cpp (connection) - answers the instrument's requests for samples, one burst each.
+// poll_thread.cpp (connection) - answers the instrument's requests, one burst each.
 // One thread a connection. It waits for input without any lock, reads under the wire lock, and answers under
-// g_CriticalSection; between reading and taking that lock it signals g_hProcessRequestEvent, so that a setter
+// g_CriticalSection. Between reading and taking that lock it signals g_hProcessRequestEvent, so that a setter
 // that holds the lock and waits makes its change before the burst is built.
 #include <array>
 #include <cassert>
@@ -25,19 +25,19 @@ namespace {
 constexpr int kSamplesTimesMs = 700 * 1000; // samples of a burst, times ms of a second
 constexpr unsigned kPauseMs = 10;
 
-unsigned long poll_thread = 0;       // the supervisor's alone, and the unload's behind its end
+unsigned long poll_thread = 0;       // used by the supervisor alone, and by unload after its end
 unsigned read_timeout_ms = kPauseMs; // written before the thread starts
 thread_local bool on_poll_thread = false;
 
-// Length of a burst, 17 ms at 40000 samples/s. Taken before the thread runs: a setter that holds the lock and
-// waits for a request must not keep the thread from reading it.
+// Length of a burst, 17 ms at 40000 samples/s. Read before the thread starts, because a setter that holds the
+// lock and waits for a request must not keep the thread from reading that request.
 unsigned ReadTimeoutMs()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
     return g_nSampleRate > 0 ? static_cast<unsigned>(kSamplesTimesMs / g_nSampleRate) : kPauseMs;
 }
 
-// At most 10 ms, less when a request arrives: a full pause would answer every second request late.
+// Pauses 10 ms, less when input arrives: a full pause would answer every second request late.
 void PauseUntilInput()
 {
     const Deadline end = Deadline::InMs(kPauseMs);
@@ -106,7 +106,7 @@ void* USBDataPollThread(void* /*unused*/)
 {
     using namespace zeka;
     on_poll_thread = true;
-    // A burst's length and the pause behind it in one: at 17 ms alone every wait would end just before the
+    // Waits for the length of a burst and the pause in one: a wait of 17 ms would end just before each
     // request, and the thread would run twice a burst.
     const unsigned wait_ms = read_timeout_ms + kPauseMs;
     std::array<std::uint8_t, kBlockBytes> block{};

@@ -1,6 +1,6 @@
 // supervisor.cpp (connection) - finds the instrument, brings it into a known state, watches it, and starts
-// again. One thread from ZEKAInit or ZEKAConnect to ZEKAFree. Search, open and close run outside of
-// g_CriticalSection.
+// again after a loss. One thread from ZEKAInit or ZEKAConnect to ZEKAFree. Search, open and close run
+// outside of g_CriticalSection.
 #include "connection/supervisor.h"
 
 #include <algorithm>
@@ -27,8 +27,8 @@ namespace {
 
 constexpr unsigned kSuperviseMs = 30000;
 constexpr unsigned kSearchPauseMs = 10;
-constexpr unsigned kPollThreadEndMs =
-    1000; // it ends within a burst, unless a callback of the application takes long
+// The poll thread ends within a burst unless a callback of the application takes long.
+constexpr unsigned kPollThreadEndMs = 1000;
 
 thread_local bool on_supervisor_thread = false;
 
@@ -41,10 +41,11 @@ void ForgetStream()
     g_hProcessRequestEvent.ResetEvent();
 }
 
-bool dc_settings_are_stale =
-    false; // the supervisor's alone: a poll thread that hangs with the lock kept them
+// Set when a poll thread that hangs with the lock kept the DC settings from being cleared.
+// Used by the supervisor alone.
+bool dc_settings_are_stale = false;
 
-// The DC settings end with the connection, also when the instrument could no longer be told.
+// Clears the DC settings. They end with the connection, also when the instrument can no longer be set.
 void ForgetDcSettings()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
@@ -59,21 +60,23 @@ void ForgetStaleDcSettings()
         ForgetDcSettings();
 }
 
-// Output off, leads and impedance of all channels to 0; nothing streams yet, and no request is waited for. An
-// instrument that went on playing through the loss has asked meanwhile: its requests are the lost stream's.
+// Switches the output off and sets lead and impedance of all channels to 0. Waits for no request, because
+// nothing streams yet. Drops what has arrived: an instrument that played on through the loss has sent
+// requests, and those are the lost stream's.
 void ResetOutputStage()
 {
     const WithoutRequestWait no_wait;
     for (int channel = 0; channel < kChannels; ++channel) {
         const CAutoCriticalSection lock(g_CriticalSection);
-        HoldOutputOff(); // each time: without a device, too, a standard waveform can be selected
+        HoldOutputOff(); // each time: the application may select a standard waveform, also without a device
         (void)ZEKASetOutputLead(channel, 0);
         (void)ZEKASetInputImpedanceMode(channel, 0);
     }
     DropStaleInput();
 }
 
-// A poll thread of the former connection may still be inside a callback of the application, with the lock.
+// Waits for the poll thread of the former connection, which may still be inside a callback with the lock.
+// False when a stop is requested first.
 bool FormerPollThreadEnded()
 {
     while (!EndPollThread(kSearchPauseMs))
@@ -82,12 +85,12 @@ bool FormerPollThreadEnded()
     return true;
 }
 
-// Search and set-up, visible to this thread alone. The monitor and the poll thread start before the
-// application hears of the connection, so that a listener may start a stream and go on setting it.
+// Searches for the instrument and sets it up, visible to this thread alone. The monitor and the poll thread
+// start before the announcement, so that a listener may start a stream and change its settings.
 bool Connect()
 {
-    // Before a port is opened: nobody would notice a hang-up of one that is held meanwhile, and an instrument
-    // that was pulled would come back under another number.
+    // Waits before a port is opened: no thread would notice a hang-up of a port that is held meanwhile, and
+    // an instrument that was pulled would come back under another number.
     if (!FormerPollThreadEnded())
         return false;
     ForgetStaleDcSettings();
@@ -101,17 +104,18 @@ bool Connect()
         return false;
     }
     g_AutoMonitor.StartMonitor();
-    // In one step: a standard waveform may have been selected meanwhile, which starts a stream without a
-    // device.
+    // Holds the lock until the device is visible: a standard waveform that is selected without a device
+    // starts a stream, and none may start in between.
     const CAutoCriticalSection lock(g_CriticalSection);
     ForgetStream();
     HoldOutputOff();
-    ForgetStall(); // several calls may have reported it, and the last report wakes us once more
+    ForgetStall(); // several calls may have reported the stall; the last report wakes this thread again
     while_setting_up.reset();
     return true;
 }
 
-// With the lock held, right after a request: the instrument waits for an answer and has time for a ping.
+// Pings with the lock held, right after a request: the instrument then waits for an
+// answer and has time for a ping.
 bool InstrumentAnswers()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
@@ -120,7 +124,7 @@ bool InstrumentAnswers()
 
 bool StillThere()
 {
-    // A stall is looked for ahead of the presence check, which can take longer than its news lasts.
+    // Looks for a stall before the presence check, which can take longer than a stall is remembered.
     return DeviceIsConnected() && !DeviceLost() && !StallJustSeen() && CheckPresence() != Presence::kGone &&
            InstrumentAnswers();
 }
@@ -138,8 +142,8 @@ void Supervise()
     }
 }
 
-// A stream that could not be stopped in the ordinary way, because the instrument no longer asks or the
-// process ends.
+// Stops a stream that could not be stopped in the ordinary way, because the instrument sends no requests
+// any more or the process ends.
 void StopStream()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
@@ -161,7 +165,7 @@ void ResetDcOffsets()
 void TearDown()
 {
     const PrivateDevice while_tearing_down;
-    // A poll thread inside a callback holds the lock: the settings are left out rather than waited for.
+    // A poll thread inside a callback holds the lock, so the settings are left out rather than waited for.
     if (EndPollThread(kPollThreadEndMs)) {
         const WithoutRequestWait no_wait;
         const GiveUpAfterSilence one_time_out;
@@ -212,8 +216,9 @@ void* ConnectDeviceThread(void* /*unused*/)
         TearDown();
         NotifyListener(false);
     }
-    // A loss leaves its stream to the next connection. When ZEKAFree waited for an instrument that no longer
-    // asks, the connection was given up as lost before the stop was requested, and no next one comes.
+    // Ends the stream that a loss leaves to the next connection, because none comes. This happens when
+    // ZEKAFree waited for an instrument that sends no requests: the connection was given up as lost
+    // before the stop was requested.
     if (poll_thread_ended.WaitTimeout(0) == 0) {
         ForgetStream();
         ForgetStaleDcSettings();

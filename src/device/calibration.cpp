@@ -1,6 +1,6 @@
-// calibration.cpp (device) - the exported entries for manufacturing and calibration work. They take
-// g_CriticalSection for their whole run and ask for no request and no device first: without one the exchange
-// fails, and that is the result.
+// calibration.cpp (device) - the exported calls for manufacturing and calibration. They hold
+// g_CriticalSection for their whole run and, except for ZEKAWriteDCCalibrationData, neither wait for a
+// request nor check for a device first: without a device the exchange fails, and that is the result.
 #include "device/memory.h"
 #include "device/output_stage.h"
 #include "link/serial_link.h"
@@ -20,7 +20,7 @@ constexpr int kBusy = 1; // ZEKAWriteDCCalibrationData alone
 int ZEKASetCalibrationMode(bool)
 {
     const CAutoCriticalSection lock(g_CriticalSection);
-    return SetCalibrationMode(true) ? zeka::kDone : zeka::kFailed; // on, whatever was asked for
+    return SetCalibrationMode(true) ? zeka::kDone : zeka::kFailed; // on, whatever the argument
 }
 
 int ZEKASetOutputDac(int first, int second)

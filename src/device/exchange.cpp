@@ -1,12 +1,14 @@
-// exchange.cpp (device) - the one command exchange. The wire lock is held from before a request's first byte
-// to after its reply's last one; the poll thread takes it for each read. It lies inside g_CriticalSection and
-// outside of the port's lock.
+// exchange.cpp (device) - the one command exchange. It holds the wire lock from before a command's first byte
+// to after its reply's last one; the poll thread takes the lock for each read. The wire lock lies inside
+// g_CriticalSection and outside of the port's lock.
 //
-// A command is written in step only (step.h). Out of step a ping comes first; while it goes unanswered the
-// exchange fails without having written its command, however often it is repeated. The time that this takes,
-// with the 200 ms of g_nDeviceReadTimeout: 200 ms for a reply that does not come; from then on 300 ms, until
-// the instrument answers a ping again; 500 ms at most, where the ping is answered and the command is not.
-// Each write adds up to 200 ms with an instrument that takes nothing in, and input without end 100 ms.
+// A command is written in step only (step.h). Out of step a ping comes first; while no ping is
+// answered, an exchange fails without having written its command. An exchange takes, with
+// g_nDeviceReadTimeout at its 200 ms:
+// - 200 ms when the reply does not come, and from then on 300 ms until the instrument answers a ping again;
+// - 500 ms at most, when the ping is answered and the command is not;
+// - for each write up to 200 ms more, with an instrument that takes nothing in;
+// - 100 ms more with input without end.
 #include "device/exchange.h"
 
 #include <array>
@@ -23,8 +25,8 @@ namespace {
 thread_local bool give_up_after_silence = false;
 thread_local bool met_silence = false;
 
-// For the pings that bring a shifted link back into step, all together: half as long again as for a reply,
-// since what is overdue comes ahead of their replies.
+// Time for all pings that bring the wire back in step: half as long again as for a reply, because owed bytes
+// come ahead of their replies.
 unsigned ProofWaitMs()
 {
     const unsigned wait_ms = ReplyWaitMs();
@@ -50,7 +52,8 @@ bool Ping(std::span<std::uint8_t, identity::kReplyBytes> reply, const Deadline& 
     return ReadIdentityReply(reply, deadline);
 }
 
-// Several pings where earlier ones are still unanswered: the reply that comes may be to one of those.
+// Writes pings until the step is proved. One is not enough while earlier ones are unanswered, because the
+// reply that comes may be to one of those.
 bool ProveStep()
 {
     std::array<std::uint8_t, identity::kReplyBytes> reply;
@@ -79,7 +82,7 @@ bool RunCommand(std::span<const std::uint8_t> request, std::span<std::uint8_t> r
                 const ExchangeTiming& timing)
 {
     if (!WriteWhole(request)) {
-        NoteMissing(reply.size(), false); // the driver may still hand it on
+        NoteMissing(reply.size(), false); // the driver may still deliver it
         return false;
     }
     SleepEx(timing.pause_ms);
@@ -149,7 +152,7 @@ int ReadRequestBlock(std::span<std::uint8_t, kBlockBytes> block, unsigned wait_m
     if (!WaitForInput(wait_ms))
         return 0;
     const std::scoped_lock hold(wire.lock);
-    if (TakeKeptRequest(block)) // an exchange was faster
+    if (TakeKeptRequest(block)) // an exchange has read it meanwhile
         return static_cast<int>(kBlockBytes);
     return static_cast<int>(ReadRequest(block));
 }

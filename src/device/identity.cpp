@@ -1,7 +1,7 @@
-// identity.cpp (device) - the exchanges by which the instrument says who it is, and those that would rewrite
-// it. IsTargetDevice runs on the supervisor during the search, WatchDog on it under g_CriticalSection; the
-// writers run under g_CriticalSection. What the exchanges learned is copied under a lock of its own
-// (identity_store.h), because the application reads it at any time.
+// identity.cpp (device) - the exchanges by which the instrument identifies itself, and those that would
+// rewrite its identity. IsTargetDevice runs on the supervisor during the search; WatchDog, also on the
+// supervisor, and the writers run under g_CriticalSection. The results have a lock of their own
+// (identity_store.h), because the application reads them at any time.
 #include "device/identity.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ constexpr unsigned kRewritePauseMs = 40;
 constexpr unsigned kWatchDogWaitMs = 2000;
 constexpr unsigned char kInformationArea = 1;
 
-// The page before it is rewritten.
+// Reads the page that is to be rewritten.
 bool ReadInformationPage(Block& information)
 {
     return Exchange(page::kReadBeforeWrite, information, {.pause_ms = kRewritePauseMs});

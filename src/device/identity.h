@@ -1,5 +1,5 @@
-// identity.h (device) - the exchanges by which the instrument identifies itself: identity ping, information
-// page, module query; and the records that they fill (identity_store.cpp).
+// identity.h (device) - the exchanges by which the instrument identifies itself (identity ping, information
+// page, module query), and the records that they fill (identity_store.cpp).
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@ extern MODEL_INFORMATION g_ModelInfo; // as of the last identity exchange; kept 
 extern ZEKA_HW_INFORMATION g_ModuleHWInfo; // likewise
 extern std::uint8_t s_DeviceHWInfo[64];    // the information page last read
 
-/// Information page and module query into g_ModuleHWInfo.
+/// Reads the information page and the module query into g_ModuleHWInfo; false when one is not answered.
 bool GetHWInfo();
-/// Identity ping with a reply time-out of 2000 ms; stores nothing.
+/// Whether the instrument answers an identity ping within 2000 ms; stores nothing.
 bool WatchDog();
 bool SetHWInfo(int setting0, int setting1);
 bool SetModelInfo(MODEL_INFORMATION* info);

@@ -1,5 +1,5 @@
-// identity_api.cpp (device) - the exported identity calls. The getters take no g_CriticalSection and perform no
-// exchange: they hand out what the identity exchange stored.
+// identity_api.cpp (device) - the exported identity calls. The getters of records take no g_CriticalSection
+// and perform no exchange: they return what the identity exchange stored.
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -60,7 +60,8 @@ int ZEKAGetHWInformation(void* info)
 
 const char* ZEKAGetSerialNumber(void)
 {
-    static std::array<char, zeka::kSerialTextBytes> text{}; // handed out; written only when it changes
+    // Returned to callers, so it is written only when it changes.
+    static std::array<char, zeka::kSerialTextBytes> text{};
     MODEL_INFORMATION model{};
     (void)ZEKAGetDeviceInformation(&model);
     const auto next = zeka::FormatSerialNumber(model);

@@ -1,6 +1,6 @@
-// identity_store.h (device) - what the identity exchanges learned. The supervisor may write it while the
-// application copies it; a small lock of its own (a leaf) keeps records whole without making a getter wait
-// for an exchange.
+// identity_store.h (device) - what the identity exchanges learned. The supervisor may write it
+// while the application copies it. A lock of its own (a leaf) keeps records whole, so that a getter
+// need not wait for an exchange.
 #pragma once
 
 #include "device/packets.h"

@@ -19,13 +19,13 @@ namespace {
 
 const RenewedInChild in_child([] { std::construct_at(&wire); });
 
-// More than any buffer asks for at once: older requests are history.
+// More requests than any buffer of an instrument sends at once; older ones are out of date.
 constexpr std::size_t kMostWaitingRequests = 8;
-constexpr unsigned kSortOutMs = 100; // for input that keeps coming
+constexpr unsigned kSortOutMs = 100; // limit for input without end
 
 using Bytes = std::span<std::uint8_t>;
 
-// For the rest of a block that has begun.
+// Limit for the rest of a block that has begun, 5 to 20 ms.
 Deadline RestDeadline() { return Deadline::InMs(std::clamp(ReplyWaitMs() / 10, 5u, 20u)); }
 
 bool IsSampleRequest(std::span<const std::uint8_t> head)
@@ -40,7 +40,7 @@ bool IsIdentityReply(std::span<const std::uint8_t> head)
            std::equal(identity::kMarker.begin(), identity::kMarker.end(), marker.begin());
 }
 
-// The information page carries the bytes of an identity reply, but not as its head: inside of an overdue page
+// The information page holds the bytes of an identity reply, but not at its head. Inside an overdue page
 // they are no reply to a ping.
 bool IsInsideOverduePage(std::span<const std::uint8_t> head)
 {
@@ -48,7 +48,7 @@ bool IsInsideOverduePage(std::span<const std::uint8_t> head)
     return wire.step.Overdue() == kBlockBytes - kReplyInPageAt && IsIdentityReply(head);
 }
 
-// Fills bytes from `have` on; returns how many are there in the end.
+// Reads into bytes from `have` on; returns how many are there in the end.
 std::size_t FillFrom(Bytes bytes, std::size_t have, const Deadline& deadline)
 {
     if (have >= bytes.size())
@@ -76,7 +76,7 @@ void KeepRequestFrom(std::size_t have, const Deadline& deadline)
     KeepRequest();
 }
 
-// How far to the next place at which an identity reply or a sample request may begin.
+// Distance to the next place where an identity reply or a sample request may begin.
 std::size_t NextCandidate(std::span<const std::uint8_t> bytes)
 {
     const auto fits = [&bytes](std::size_t at, std::uint8_t expected) {
@@ -93,9 +93,9 @@ std::size_t NextCandidate(std::span<const std::uint8_t> bytes)
     return at;
 }
 
-// Drops what stands at the head and is no sample request: an identity reply, bytes of the overdue reply, or
-// what nobody owes, that up to the next place where something known may begin. Returns how many bytes that
-// were.
+// Drops what stands at the head and is no sample request: an identity reply, bytes of the
+// overdue reply, or bytes that no command asked for, up to the next place where a known block
+// may begin. Returns the number dropped.
 std::size_t DropStale(Bytes bytes, std::size_t& have)
 {
     const auto head = bytes.first(have);
@@ -105,7 +105,7 @@ std::size_t DropStale(Bytes bytes, std::size_t& have)
         if (count == identity::kReplyBytes)
             wire.step.IdentityCame();
         else
-            wire.step.BytesCame(count); // its end comes later, and is not known as such
+            wire.step.BytesCame(count); // its end comes later and cannot be recognised
     } else {
         count = wire.step.Overdue() > 0 ? std::min(wire.step.Overdue(), have) : NextCandidate(head);
         wire.step.BytesCame(count);
@@ -114,8 +114,8 @@ std::size_t DropStale(Bytes bytes, std::size_t& have)
     return count;
 }
 
-// An instrument that asks faster than it is answered. Looked at now and then only: the look costs as much as
-// a read.
+// Drops requests of an instrument that sends them faster than they are answered. Looks at every eighth read
+// only, because a look costs as much as a read.
 void DropSurplusRequests(std::span<std::uint8_t, kBlockBytes> block)
 {
     if (++wire.reads_since_look < kMostWaitingRequests)
@@ -132,9 +132,9 @@ void DropSurplusRequests(std::span<std::uint8_t, kBlockBytes> block)
     }
 }
 
-// Where nothing is known of what stands ahead of it, an identity reply may lie in the middle of a page that
-// the former connection asked for. That goes on at once behind it, with neither a request nor an identity
-// reply.
+// Whether an identity reply lies inside an information page that the former connection asked for, which is
+// possible while nothing is known of what stands ahead of it. The page goes on at once behind it, with
+// neither a request nor an identity reply.
 bool IsFollowedByTheRestOfAPage()
 {
     constexpr std::size_t kRestBytes =
@@ -179,7 +179,7 @@ void SortOutInput()
         }
     }
     if (have > 0)
-        wire.step.BytesCame(have); // a device that talks without end
+        wire.step.BytesCame(have); // input without end
 }
 
 std::size_t ReadReply(std::span<std::uint8_t> reply, const Deadline& deadline)
@@ -227,7 +227,7 @@ bool ReadIdentityReply(std::span<std::uint8_t, identity::kReplyBytes> reply, con
             dropped += DropStale(reply, have);
         }
         if (deadline.Expired())
-            return false; // a device that talks without end
+            return false; // input without end
     }
 }
 

@@ -15,8 +15,7 @@
 namespace zeka {
 namespace {
 
-// EEPROM, as its callers address it. The manufacturing record at its full length reaches over the calibration
-// words.
+// Addresses in the EEPROM. The manufacturing record at its full length overlaps the calibration words.
 constexpr unsigned char kEepromArea = 17;
 constexpr unsigned kMfgInfoAt = 0;
 constexpr int kMfgInfoBytes = 64;
@@ -35,7 +34,7 @@ constexpr std::size_t kDoneAt = 3;
 constexpr std::size_t kStatusAt = 5;
 constexpr int kMaxPolls = 80;
 constexpr unsigned kPollPauseMs = 200;
-constexpr unsigned kLookMs = 20; // this soon a pause ends for who is in a hurry
+constexpr unsigned kLookMs = 20; // how soon a CutRomWaitShort ends a pause
 } // namespace rom
 
 template <std::size_t kSize>
@@ -45,7 +44,7 @@ std::array<std::uint8_t, kSize> ForItem(std::array<std::uint8_t, kSize> request,
     return request;
 }
 
-constinit std::atomic<int> in_a_hurry{0}; // how many CutRomWaitShort there are
+constinit std::atomic<int> in_a_hurry{0}; // number of living CutRomWaitShort objects
 
 enum class RomStatus { kDone, kNotYet, kSilent };
 
@@ -60,8 +59,8 @@ RomStatus AskRom(int item, std::uint8_t& status)
     return done ? RomStatus::kDone : RomStatus::kNotYet;
 }
 
-/// Waits for the next poll. False, and at once, when there is none: the instrument is lost and will never
-/// report, or somebody waits for the lock to end the connection.
+/// Waits for the next poll. False at once when there is none, because the instrument is lost and will never
+/// report, or a thread waits for the lock to end the connection.
 bool WaitForNextPoll(const Deadline& next)
 {
     while (in_a_hurry == 0 && DeviceUsable()) {
@@ -77,9 +76,8 @@ bool WaitForNextPoll(const Deadline& next)
     return false;
 }
 
-/// Polls until the item is done, at most 80 times with 200 ms after each. With an instrument that does not
-/// answer a poll takes longer than that pause: then its time counts instead, so that silence lasts no longer
-/// than 80 pauses.
+/// Polls until the item is done, at most 80 times with 200 ms after each. A poll that is not answered takes
+/// longer than that pause; its time then counts instead, so that silence lasts no longer than 80 pauses.
 void AwaitRom(int item)
 {
     using std::chrono::milliseconds;
@@ -159,5 +157,5 @@ bool WriteToROM(int item)
     if (!zeka::Exchange(zeka::ForItem(zeka::rom::kStoreRequest, item), reply))
         return false;
     zeka::AwaitRom(item);
-    return true; // the instrument took the request; one that never reports the end is not told apart
+    return true; // also when the instrument answered and never reports the end
 }

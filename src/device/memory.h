@@ -1,5 +1,5 @@
 // memory.h (device) - the instrument's non-volatile memory. Flash and EEPROM have no transport in this
-// system: their primitives fail at once; only the ROM commands reach the instrument.
+// system, so their functions fail at once; only the ROM commands reach the instrument.
 #pragma once
 
 bool FlashErase(unsigned char area, unsigned int address);
@@ -14,16 +14,16 @@ int WriteDCVariableCalibrationData(int index, unsigned short value);
 int ReadECGMfgInfo(unsigned char* buffer, int length);
 bool WriteECGMfgInfo(unsigned char* buffer, int length);
 
-/// Asks whether a ROM item is done; the status byte goes to *status.
+/// Whether a ROM item is done; puts the status byte of the reply into *status unless status is null.
 bool DoReadFromROM(int item, unsigned char* status);
-/// Stores the uploaded waveform and waits up to 80 polls for completion; false only when the request went
-/// unanswered. An instrument that falls silent ends the wait after the 16 s of 80 pauses.
+/// Stores the uploaded waveform and polls up to 80 times for completion. False only when the command was not
+/// answered. Silence of the instrument ends the wait after 16 s, the time of 80 pauses.
 bool WriteToROM(int item);
 
 namespace zeka {
 
-/// While one lives, nobody waits for a store to be done: it is carried out, but whether it was is not asked
-/// any longer. ZEKAFree needs the lock that is held meanwhile.
+/// While one lives, no thread waits for a store to be done: the store is carried out, and its end is not
+/// polled for any longer. For ZEKAFree, which needs the lock that is held during the wait.
 class CutRomWaitShort {
 public:
     CutRomWaitShort() noexcept;

@@ -31,7 +31,7 @@ constexpr Block kReadRequest{};
 
 bool ReadControlBlock(Block& block) { return Exchange(kReadRequest, block); }
 
-// A change: the block as the instrument holds it, with only the bytes of the setting altered.
+// Reads the block, alters only the bytes of the setting, and writes the block back.
 template <typename Change> bool ChangeControlBlock(Change&& change)
 {
     Block block{};
@@ -49,11 +49,11 @@ template <typename Change> bool ChangeChannel(int channel, Change&& change)
            ChangeControlBlock([channel, &change](Block& block) { change(GroupOf(block, channel)); });
 }
 
-// The flags exclude one another; an instrument that shows several has no mode that could be named.
+// The flags exclude one another, so an instrument that shows several has no mode: -1.
 int ImpedanceModeOf(ChannelGroup group)
 {
-    constexpr std::size_t kFlagAt[] = {cb::kImpedanceAAt, cb::kImpedanceBAt,
-                                       cb::kImpedanceCAt}; // modes 1, 2, 3
+    // Modes 1, 2, 3.
+    constexpr std::size_t kFlagAt[] = {cb::kImpedanceAAt, cb::kImpedanceBAt, cb::kImpedanceCAt};
     constexpr int kSeveral = -1;
     int mode = 0;
     for (int number = 1; const std::size_t at : kFlagAt) {
@@ -187,8 +187,8 @@ bool GetDeviceControlSetting(_DEVICE_CONTROL_SETTING* out)
     if (out == nullptr || !ReadToWriteBack(kReadRequest, block)) // the channels' groups go back in the record
         return false;
 
-    // Samples per period, split into whole samples (the instrument knows them) and thousandths; both
-    // truncated.
+    // Samples per period, split into whole samples, which the instrument knows, and
+    // thousandths. Both are truncated.
     const double hz = ZEKAGetFrequency();
     const int rate = GetSampleRateByFrequency(hz);
     const double per_period = rate / hz;

@@ -6,7 +6,7 @@
 namespace zeka {
 namespace {
 constexpr int kHighestImpedanceMode = 3;
-constexpr int kCannotAsk = 1; // answer of the signal-ground getter when the instrument cannot be asked
+constexpr int kCannotAsk = 1; // result of the signal-ground getter when the instrument cannot be read
 } // namespace
 } // namespace zeka
 
@@ -18,7 +18,8 @@ int ZEKASetOutputLead(int channel, OutputLead lead)
     if (!zeka::IsChannel(channel))
         return zeka::kOutOfRange;
     SetRelays(true);
-    return SetOutputLead(channel, lead) ? zeka::kOk : zeka::kOutOfRange; // not confirmed has the same code
+    // An unconfirmed change has the same code as a channel out of range.
+    return SetOutputLead(channel, lead) ? zeka::kOk : zeka::kOutOfRange;
 }
 
 int ZEKASetInputImpedanceMode(int channel, int mode)

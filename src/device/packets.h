@@ -1,5 +1,5 @@
-// packets.h (device) - the layout of the command packets, once and in words. Numbers are big-endian.
-// Byte 0 of a request names its group, byte 1 the direction: 0x00 read, 0xFF write.
+// packets.h (device) - the layout of the command packets as named constants. Numbers are big-endian. Byte 0
+// of a command names its group, byte 1 the direction: 0x00 read, 0xFF write.
 #pragma once
 
 #include <array>

@@ -21,7 +21,7 @@ void Step::Lose() noexcept
 
 void Step::IdentityCame() noexcept
 {
-    if (pings_ == 0) { // nobody asked: this is something else
+    if (pings_ == 0) { // no ping was written: this is something else
         Lose();
         return;
     }
@@ -51,7 +51,7 @@ void Step::BytesCame(std::size_t count) noexcept
     }
     overdue_ -= std::min(overdue_, count);
     if (overdue_ == 0)
-        early_ = 0; // what was asked for ahead of this reply came ahead of it
+        early_ = 0; // replies to earlier pings came ahead of this one
 }
 
 } // namespace zeka

@@ -24,7 +24,7 @@ std::vector<std::string> OpenDescriptors()
 {
     std::vector<std::string> targets;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone; // the descriptor that lists them is among them
+        std::error_code gone; // another thread may close one meanwhile
         const std::filesystem::path target = std::filesystem::read_symlink(entry.path(), gone);
         if (!gone && !target.string().ends_with("/fd"))
             targets.push_back(target.string());

@@ -1,4 +1,4 @@
-// fixture.h - a virtual instrument for a test, and what tests around threads, descriptors and waits need.
+// fixture.h - a test with a virtual instrument, and helpers for threads, descriptors and waits.
 #pragma once
 
 #include "sim/instrument.h"
@@ -14,7 +14,7 @@ namespace zeka::test {
 
 using std::chrono::milliseconds;
 
-/// Long enough for a loaded machine; a wait that succeeds does not take it.
+/// Time limit that a loaded machine keeps; a wait that succeeds does not use it up.
 inline constexpr milliseconds kPatience{20000};
 
 /// Waits until predicate() holds, looking every millisecond; false when the deadline passes first.
@@ -23,14 +23,14 @@ inline constexpr milliseconds kPatience{20000};
 /// The targets of the process's open descriptors, sorted: "/dev/pts/3", "pipe:[4711]", ...
 std::vector<std::string> OpenDescriptors();
 
-/// The threads of this process.
+/// Number of threads of this process.
 std::size_t ThreadCount();
 
 /// Processor time that this process has used so far.
 std::chrono::nanoseconds ProcessorTime();
 
-/// Plugs an instrument in on port 0 before the test and pulls it after. A fixture of one's own passes another
-/// configuration, or kUnplugged.
+/// Plugs an instrument in on port 0 before the test and pulls it afterwards. A derived fixture may pass
+/// another configuration, or kUnplugged.
 class InstrumentTest : public testing::Test {
 protected:
     enum class Start { kPlugged, kUnplugged };
@@ -52,7 +52,7 @@ private:
     Start start_;
 };
 
-/// Plays every burst at once and asks for the next.
+/// An instrument that plays every burst at once and sends the next request.
 inline sim::InstrumentConfig FastClock()
 {
     sim::InstrumentConfig config;
@@ -60,8 +60,8 @@ inline sim::InstrumentConfig FastClock()
     return config;
 }
 
-/// Asks a second time only after 2 s, not after 100 ms: a request that was lost shows, one that a busy
-/// machine left lying for a while does not.
+/// An instrument that repeats a request after 2 s, not after 100 ms: a lost request shows, one that a busy
+/// machine answers late does not.
 inline sim::InstrumentConfig PatientInstrument()
 {
     sim::InstrumentConfig config;
@@ -69,7 +69,7 @@ inline sim::InstrumentConfig PatientInstrument()
     return config;
 }
 
-/// Plays when told by Step(); at most `depth_bursts` bursts wait inside.
+/// An instrument that plays at each Step(); at most `depth_bursts` bursts wait inside.
 inline sim::InstrumentConfig SteppedClock(unsigned depth_bursts = 1)
 {
     sim::InstrumentConfig config;

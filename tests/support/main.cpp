@@ -1,6 +1,6 @@
 // main.cpp - main() of the test programs. Every run gets a private /dev and /var/lock, so that tests may use
-// any port and any lock file, also several at a time and as an ordinary user. Where root may not have a
-// private world, the programs share the machine's own /dev and take turns.
+// any port and any lock file, also several at a time and as an ordinary user. Where even root gets no private
+// ones, the programs share the /dev of the machine and take turns.
 #include "sim/medium.h"
 #include "sim/private_dev.h"
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Held until the process ends.
+/// Waits for the other test programs. The lock is held until the process ends.
 void TakeTurns()
 {
     const int turn = ::open("/run/lock/zeka-tests", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
@@ -25,10 +25,10 @@ void TakeTurns()
 int main(int argc, char** argv)
 {
     char* const* const arguments = argv;
-    const std::vector<char*> as_given(arguments,
-                                      arguments + argc + 1); // InitGoogleTest takes its own ones away
+    // InitGoogleTest removes its own arguments.
+    const std::vector<char*> as_given(arguments, arguments + argc + 1);
     testing::InitGoogleTest(&argc, argv);
-    // On USB the nodes are the kernel's, in the machine's own /dev; that machine is there for one test alone.
+    // On USB the nodes are the kernel's, in the /dev of the machine, which runs one test alone.
     if (!testing::GTEST_FLAG(list_tests) && zeka::sim::DefaultMedium() == zeka::sim::MediumKind::kTerminal) {
         zeka::sim::EnterPrivateDev(as_given.data());
         if (!zeka::sim::InPrivateDev())

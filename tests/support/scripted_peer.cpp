@@ -1,4 +1,4 @@
-// scripted_peer.cpp - the thread at the far end of a pair of sockets, which answers as the script says.
+// scripted_peer.cpp - the thread at the far end of a pair of sockets, which answers by the script.
 #include "support/scripted_peer.h"
 
 #include <algorithm>

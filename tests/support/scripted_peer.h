@@ -1,6 +1,6 @@
-// scripted_peer.h - the instrument's end of the wire, byte for byte under the control of a test. Unlike the
-// virtual instrument it knows no command: a test says what is answered. Each write of the library arrives as
-// one message, so the requests listed are exactly what was written, one by one.
+// scripted_peer.h - the instrument's end of the wire, byte for byte under the control of a test. It knows no
+// command, unlike the virtual instrument: the test says what is answered. Each write of the library arrives
+// as one message, so Requests() lists what was written, one by one.
 #pragma once
 
 #include <array>
@@ -21,30 +21,30 @@ class ScriptedPeer {
 public:
     using Message = std::vector<std::uint8_t>;
     using Burst = std::array<std::uint8_t, kBurstBytes>;
-    /// What is answered to the request of this number (from 0); an empty message: nothing.
+    /// Returns the answer to message `number` (from 0); an empty one: no answer.
     using Script = std::function<Message(std::size_t number, const Message& request)>;
 
-    /// 64 bytes: the request, with the status byte that says "done".
+    /// Returns 64 bytes: the request with the status byte for "done".
     static Message Acknowledge(const Message& request, std::uint8_t status = 0xFF);
 
-    /// Acknowledges every command and swallows bursts.
+    /// Acknowledges every command and takes bursts without an answer.
     ScriptedPeer();
     explicit ScriptedPeer(Script script);
     ~ScriptedPeer();
     ScriptedPeer(const ScriptedPeer&) = delete;
     ScriptedPeer& operator=(const ScriptedPeer&) = delete;
 
-    /// All requests so far. Complete once the call that sent them has returned.
+    /// All messages so far, bursts too. Complete once the call that sent them has returned.
     [[nodiscard]] std::vector<Message> Requests() const;
-    /// Those that begin with this byte.
+    /// Those whose first byte is `group`.
     [[nodiscard]] std::vector<Message> Requests(std::uint8_t group) const;
-    /// The bursts so far, at least `count` unless they do not come within 5 s.
+    /// The bursts so far. Waits at most 5 s for at least `count`.
     [[nodiscard]] std::vector<Burst> Bursts(std::size_t count);
 
-    /// The status byte of what is acknowledged from now on. Only without a script of one's own.
+    /// Sets the status byte of the acknowledgements from now on. REQUIRES: constructed without a script.
     void AnswerWith(std::uint8_t status) { status_ = status; }
 
-    /// As a pulled cable.
+    /// Hangs up, as a pulled cable does.
     void HangUp();
 
 private:
@@ -61,8 +61,8 @@ private:
     std::thread thread_;
 };
 
-/// The request that a setter waits for while a signal streams is always there. No poll thread runs: the test
-/// builds the bursts itself.
+/// A peer that streams: the request that a setter waits for is always there. No poll thread runs, so the
+/// test builds the bursts itself.
 class AskingPeer : public ScriptedPeer {
 public:
     AskingPeer() { g_hProcessRequestEvent.SetEvent(); }

@@ -1,4 +1,5 @@
-// signal_storm.h - a thousand signals a second, with a handler that does nothing and restarts nothing.
+// signal_storm.h - sends the process a thousand signals a second. Their handler does nothing, and
+// interrupted calls are not restarted.
 #pragma once
 
 #include <csignal>

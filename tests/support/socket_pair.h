@@ -1,4 +1,4 @@
-// socket_pair.h - two connected sockets, the near one in the place of the open port.
+// socket_pair.h - two connected sockets, the near one in place of the open port.
 #pragma once
 
 #include <cstdlib>
@@ -7,13 +7,13 @@
 
 namespace zeka::test {
 
-/// What is written at one end arrives at the other. Owned by nobody: the test closes both.
+/// What is written at one end arrives at the other. The test closes both.
 struct SocketPair {
     int near = -1; // never blocks, as the library opens its port
     int far = -1;  // blocks
 };
 
-/// type: SOCK_STREAM, or SOCK_SEQPACKET where each write is to arrive as one message.
+/// type: SOCK_STREAM, or SOCK_SEQPACKET for writes that arrive as one message each.
 inline SocketPair MakeSocketPair(int type)
 {
     int ends[2];

@@ -64,8 +64,8 @@ std::string PathOf(int fd)
 
 bool IsNode(const std::string& path) { return path.starts_with(kNode); }
 
-// Five seconds in a call that the kernel would restart after a handler with SA_RESTART; false when a signal
-// ended it.
+// Waits five seconds in a call that the kernel would restart after a handler with SA_RESTART. False
+// when a signal ended the call.
 bool Block()
 {
     const int timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);

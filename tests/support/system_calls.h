@@ -1,5 +1,5 @@
-// system_calls.h - what a test program says to the system about ports and locks, in order, and a system that
-// blocks or refuses. Only in programs with system_calls.cpp, whose functions stand before those of the C library.
+// system_calls.h - records the system calls of a test program on ports and locks, in order, and makes them
+// block or fail. Only for programs with system_calls.cpp, whose functions override those of the C library.
 #pragma once
 
 #include <atomic>
@@ -13,10 +13,10 @@ namespace zeka::test {
 [[nodiscard]] std::vector<std::string> SystemCalls();
 void ForgetSystemCalls();
 
-/// The place of the first call that begins so; the number of all when there is none.
+/// Index of the first call that begins with `beginning`; the number of all calls when there is none.
 [[nodiscard]] std::size_t PlaceOf(const std::vector<std::string>& calls, const std::string& beginning);
 
-/// While set, open() or close() of a node lasts five seconds, unless a signal ends it: as the driver's.
+/// While set, open() or close() of a node lasts five seconds, as in the driver, unless a signal ends it.
 extern std::atomic<bool> open_blocks;
 extern std::atomic<bool> close_blocks;
 /// While set, kill() fails with EPERM; stat() of /var/lock finds nothing.

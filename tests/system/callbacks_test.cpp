@@ -1,5 +1,5 @@
-// callbacks_test.cpp - the end of the library, asked for inside a callback: whatever the callback is, and
-// whatever call raises it, nothing waits there for a thread that needs the lock.
+// callbacks_test.cpp - ends the library inside a callback, for every callback and every call that raises it:
+// nothing may wait there for a thread that needs the lock.
 #include <filesystem>
 
 #include "signal/state.h"
@@ -59,7 +59,7 @@ struct Raised {
     const char* name;
     void (*register_it)();
     void (*raise)();
-    int function = 0; // selected before, as a loss leaves it: the call starts the stream
+    int function = 0; // selected before, as after a loss: the call starts the stream
 };
 
 class FreeInACallback : public zeka::test::InstrumentTest, public testing::WithParamInterface<Raised> {
@@ -122,7 +122,7 @@ TEST_P(StartInACallback, WaitsForNoThreadThatNeedsTheLock)
 {
     Run([] {
         ZEKAFree();
-        EXPECT_FALSE(ZEKAInit(nullptr)); // the former connection ends behind the callback
+        EXPECT_FALSE(ZEKAInit(nullptr)); // the former connection ends after the callback
         EXPECT_EQ(ZEKAConnect(0, 10000), 0);
     });
     EXPECT_TRUE(zeka::test::WaitUntil([] { return ZEKAConnect(0, 10000) == 1; }));

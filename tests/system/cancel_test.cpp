@@ -1,6 +1,6 @@
-// cancel_test.cpp - pthread_cancel of a thread of the application inside a call: the process lives, the lock
-// is free, the next call works. Each call meets a cancellation that is pending when it begins, and one that
-// comes while it waits.
+// cancel_test.cpp - pthread_cancel of a thread of the application inside a call: the process lives, the
+// lock is free, the next call works. Each call meets a cancellation that is pending when it begins, and
+// one that comes while it waits.
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -49,7 +49,7 @@ protected:
         ::pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
         GetParam().run();
         for (;;)
-            ::pause(); // where one that was put off takes effect
+            ::pause(); // a cancellation that was put off takes effect here
     }
 
     static void CancelOne(bool pending)
@@ -84,7 +84,7 @@ TEST_P(Cancelled, LeavesTheLockFreeAndTheNextCallWorks)
             instrument.Inject({.fault = *GetParam().fault});
         ASSERT_NO_FATAL_FAILURE(CancelOne(pending));
         EXPECT_FALSE(ZEKAGetFrequencyScan());                     // takes the lock
-        EXPECT_FALSE(GetParam().cuts_a_start && ZEKAIsPlaying()); // the instrument would never ask
+        EXPECT_FALSE(GetParam().cuts_a_start && ZEKAIsPlaying()); // the instrument would never send a request
         instrument.ClearFaults();
         ZEKARegisterSignalOutputCallback(nullptr);
         const auto plays = [this] {
@@ -93,7 +93,8 @@ TEST_P(Cancelled, LeavesTheLockFreeAndTheNextCallWorks)
                    instrument.WaitFor([&] { return instrument.Stats().stream.bursts > before + 5; },
                                       milliseconds{1000});
         };
-        EXPECT_TRUE(zeka::test::WaitUntil( // one that was being lost or ended is connected anew
+        // Connects anew where the call was losing or ending the connection.
+        EXPECT_TRUE(zeka::test::WaitUntil(
             [&] { return (ZEKAIsConnected() || ZEKAConnect(0, 20000) == 1) && plays(); }));
         EXPECT_EQ(ZEKASetAmplitude(2.0), 0);
         EXPECT_EQ(ZEKASetOutputFunction(0), 0);

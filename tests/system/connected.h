@@ -20,7 +20,7 @@ inline milliseconds Since(Clock::time_point start)
     return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
 }
 
-/// What ZEKAInit's listener heard, with times.
+/// Records what is reported to the listener of ZEKAInit, with times.
 class Listener {
 public:
     static void Hear(bool connected)

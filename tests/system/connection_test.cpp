@@ -1,4 +1,4 @@
-// connection_test.cpp - from the search to the announcement, and what the application may do meanwhile.
+// connection_test.cpp - from the search to the announcement, and what calls of the application do meanwhile.
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -18,7 +18,8 @@ using zeka::test::Since;
 class Connection : public zeka::test::InstrumentTest {
 protected:
     Connection() : InstrumentTest(AsTheDriverLeavesIt(), Start::kUnplugged) {}
-    // Line editing and echo: whoever forgets the terminal settings gets no reply, or his own command.
+    // Line editing and echo are on: without the terminal settings the library gets
+    // no reply, or its own command.
     static zeka::sim::InstrumentConfig AsTheDriverLeavesIt()
     {
         zeka::sim::InstrumentConfig config;
@@ -46,8 +47,7 @@ TEST_F(Connection, ResetsLeadsAndImpedanceBeforeItIsAnnounced)
         }
     }));
     ASSERT_TRUE(zeka::test::WaitUntil([] { return announced.load(); }));
-    // Ping, page, query; then for each channel output state, lead and impedance, each a read and a
-    // write-back.
+    // Ping, page, query; then output state, lead and impedance of each channel, each a read and a write-back.
     EXPECT_EQ(commands_before, 3u + 4u * 6u);
     const auto block = instrument.State().control_block;
     for (std::size_t channel = 0; channel < 4; ++channel) {
@@ -68,7 +68,7 @@ TEST_F(Connection, ByPortAndTimeAnswersOneOrZero)
     EXPECT_EQ(ZEKAConnect(2, 20000), 1);
     EXPECT_TRUE(ZEKAIsConnected());
     EXPECT_FALSE(ZEKAIsPlaying());
-    EXPECT_EQ(ZEKAConnect(2, 200), 0); // no new connection is announced: documented to shut down
+    EXPECT_EQ(ZEKAConnect(2, 200), 0); // nothing new is announced: the call shuts down, as documented
     EXPECT_FALSE(ZEKAIsConnected());
     EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM2.lock"));
 }
@@ -80,7 +80,7 @@ TEST_F(Connection, OfAnEarlierTimeDoesNotCountForALaterCall)
     ASSERT_EQ(ZEKAConnect(0, 20000), 1);
     EXPECT_GE(ZEKAGetDeviceHandle(), 3);
     const auto plugs = instrument.Stats().plugs;
-    instrument.Replug(); // its listener hears of it, and nobody waits
+    instrument.Replug(); // sets the event of the first call again, and no call waits
     ASSERT_TRUE(zeka::test::WaitUntil([&] { return instrument.Commands().size() >= 2 * 27; }));
     ASSERT_EQ(instrument.Stats().plugs, plugs + 1);
     ASSERT_TRUE(zeka::test::WaitUntil([] { return ZEKAIsConnected(); }));
@@ -118,7 +118,7 @@ TEST_F(Connection, ASetterBeforeTheAnnouncementGetsNoAnswerAndPutsNoByteOnTheWir
     application.join();
     EXPECT_EQ(wrong, 0);
     EXPECT_GT(early, 0);
-    // Up to the last impedance write of the set-up there is nothing of the application on the wire.
+    // The application puts no byte on the wire up to the last impedance write of the set-up.
     ASSERT_GE(commands.size(), 27u);
     for (std::size_t i = 3; i < 27; ++i)
         EXPECT_EQ(commands[i].bytes[0], 0x00) << i;

@@ -1,5 +1,5 @@
-// global_connector.cpp - a program of the static library whose global object connects in its constructor,
-// ahead of main(), and plays; it lets go in its destructor, behind it. Started by unload_test.cpp.
+// global_connector.cpp - a program of the static library whose global object connects and plays in its
+// constructor, before main(), and frees in its destructor, after it. Started by unload_test.cpp.
 #include "zeka/zeka.h"
 
 #include <cstdio>

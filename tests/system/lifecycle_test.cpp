@@ -51,7 +51,7 @@ TEST_F(Free, WhileStreamingStopsTheOutputAndTellsNobody)
         EXPECT_EQ(left.control_block[32 + 8 * channel + 2], 0x00) << channel; // DC source: none
     EXPECT_EQ(ZEKAGetDCOffset(), 0);
     ZEKAFree();
-    ASSERT_TRUE(ZEKAInit(Listener::Hear)); // and again
+    ASSERT_TRUE(ZEKAInit(Listener::Hear)); // a second time
     EXPECT_TRUE(Listener::Get().WaitForCount(2));
 }
 
@@ -149,10 +149,10 @@ TEST_F(Free, FromTheListenerReturnsAndTheEndFollows)
     EXPECT_EQ(ZEKAConnect(0, 20000), 1);
 }
 
-// In a child of fork(): the status bit of everything that is not as with no device open.
+// Returns a bit for every call of a child of fork() that does not answer as with no device open.
 int CallsOfAChild()
 {
-    ::alarm(20); // ends a child that hangs, and says so by its status
+    ::alarm(20); // ends a child that hangs; the status shows it
     const int wrong = (ZEKAIsConnected() || ZEKAIsPlaying() ? 1 : 0) | (ZEKAGetDeviceHandle() != -1 ? 2 : 0) |
                       (ZEKASetAmplitude(3.0) != -1 || SetApnea(true) != 0 ? 4 : 0) |
                       (ZEKASetOutputFunction(0) != -1 || ZEKASetOutputLead(0, 1) != -1 ? 8 : 0) |

@@ -17,8 +17,7 @@ using zeka::test::Since;
 
 using Loss = Connected;
 
-// The promise is 100 ms; a loaded test machine gets more, and still far less than the 1.2 s of the timed
-// check.
+// The promise is 100 ms. A loaded test machine gets more, still far less than the 1.2 s of the timed check.
 constexpr milliseconds kToldWithin{900};
 
 TEST_F(Loss, IsToldAtOnceWhetherIdleOrStreamingAndTheInstrumentComesBackUnderItsNumber)
@@ -80,7 +79,7 @@ TEST_F(Loss, AnInstrumentThatStopsAskingIsGivenUpAndFoundAgain)
     EXPECT_EQ(ZEKASetAmplitude(2.0), -1);
     EXPECT_GE(Since(start), milliseconds{2900});
     EXPECT_EQ(ZEKAGetAmplitude(), 1.0);
-    ASSERT_TRUE(Listener::Get().WaitForCount(2)); // the time-out itself makes the supervisor look
+    ASSERT_TRUE(Listener::Get().WaitForCount(2)); // the time-out wakes the supervisor
     EXPECT_LT(Since(start), milliseconds{8000});
     instrument.Clear(fault);
     ASSERT_TRUE(Listener::Get().WaitForCount(3));
@@ -99,7 +98,7 @@ TEST_F(Loss, SettersThatQueueNeitherAddUpTheirWaitsNorEndTheNextConnection)
     std::array<std::thread, 3> setters;
     for (std::thread& setter : setters) {
         setter = std::thread([] { EXPECT_EQ(ZEKASetAmplitude(2.0), -1); });
-        std::this_thread::sleep_for(milliseconds{20}); // each reports the stall on its own
+        std::this_thread::sleep_for(milliseconds{20}); // each setter reports the stall on its own
     }
     for (std::thread& setter : setters)
         setter.join();
@@ -123,7 +122,7 @@ TEST_F(Loss, AnInstrumentThatComesBackIsLeftAloneWhileACallbackOfTheFormerStream
     EXPECT_TRUE(Listener::Get().WaitForCount(2));
     instrument.Replug();
     instrument.ClearCommands();
-    // A port that is held now would keep its number when the cable is pulled once more.
+    // A port that is held now would keep its number at the next pull.
     EXPECT_FALSE(instrument.WaitFor([&] { return !instrument.Commands().empty(); }, milliseconds{1500}));
     EXPECT_FALSE(std::filesystem::exists("/var/lock/kestrava.ACM0.lock"));
     hang = false;
@@ -138,7 +137,7 @@ TEST_F(Loss, OfTheNodeAloneIsSeenByTheMonitor)
     const auto start = Clock::now();
     ASSERT_TRUE(std::filesystem::remove("/dev/ttyACM0")); // the descriptor does not hang up
     ASSERT_TRUE(Listener::Get().WaitForCount(2));
-    EXPECT_LT(Listener::Get().When(1) - start, milliseconds{12000}); // the supervisor looks every 30 s
+    EXPECT_LT(Listener::Get().When(1) - start, milliseconds{12000}); // the supervisor alone checks every 30 s
     EXPECT_FALSE(ZEKAIsConnected());
 }
 
@@ -200,7 +199,7 @@ TEST_F(Loss, HundredReplugsLeaveNoThreadAndNoDescriptorBehind)
         if (round % 10 == 5) {
             EXPECT_EQ(ZEKASetOutputFunction(1), 0);
         }
-        if (round % 10 == 9) { // long enough out for a search that finds nothing
+        if (round % 10 == 9) { // pulled long enough for a search that finds nothing
             instrument.Unplug();
             ASSERT_TRUE(Listener::Get().WaitForCount(heard + 1));
         }
@@ -241,17 +240,17 @@ TEST_F(PoweredInstrument, IsSwitchedOffByTheNextConnectionUntilASettingStartsThe
     ASSERT_TRUE(Streams(5));
     instrument.Replug();
     ASSERT_TRUE(Listener::Get().WaitForCount(2));
-    EXPECT_EQ(ZEKAGetDCOffset(), 0); // although it could not be told
+    EXPECT_EQ(ZEKAGetDCOffset(), 0); // although the instrument could not be set
     EXPECT_FALSE(ZEKAGetDCOffsetVariableMode());
     ASSERT_TRUE(Listener::Get().WaitForCount(3));
-    EXPECT_EQ(DcSource(1), 0x10); // it keeps what it was told last
+    EXPECT_EQ(DcSource(1), 0x10); // the instrument keeps its last setting
     ASSERT_EQ(ZEKASetDCOffset(1, 300), 0);
     EXPECT_EQ(DcSource(1), 0x01); // fixed +300 mV: variable DC is off
 
     EXPECT_EQ(OutputState(), 0x08);
     EXPECT_FALSE(ZEKAIsPlaying());
     EXPECT_EQ(ZEKAGetOutputFunction(), 3);
-    ASSERT_EQ(ZEKASetOutputLead(1, 1), 0); // no setting of the signal
+    ASSERT_EQ(ZEKASetOutputLead(1, 1), 0); // does not start the stream again
     EXPECT_EQ(OutputState(), 0x08);
     instrument.ResetStats();
     ASSERT_EQ(ZEKASetAmplitude(2.0), 0);
@@ -299,7 +298,7 @@ TEST_F(SparseInstrument, IsNotBlamedForASetterThatStoodInTheQueue)
 {
     static std::atomic<int> calls{0};
     ZEKARegisterSignalOutputCallback([](double, double) {
-        if (++calls == 300) // of 70 a burst, in the middle of one
+        if (++calls == 300) // there are 70 a burst: in the middle of one
             std::this_thread::sleep_for(milliseconds{3400});
     });
     ASSERT_EQ(ZEKASetOutputFunction(1), 0);

@@ -1,5 +1,4 @@
-// recordings_test.cpp - recordings and uploaded periods over the wire: what the instrument plays is what went
-// in.
+// recordings_test.cpp - recordings and uploaded periods over the wire: the instrument plays what went in.
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -19,9 +18,9 @@ using zeka::test::Connected;
 using zeka::test::kPatience;
 
 constexpr int kRate = 1000;
-constexpr std::size_t kHeld = 40; // samples of the stream to one of the recording
+constexpr std::size_t kHeld = 40; // samples of the stream for one of the recording
 
-/// A second of a recording: a slow wave with a sharp edge, in steps that three decimals hold.
+/// One second of a recording: a slow wave with a sharp edge, in steps that three decimals hold.
 std::vector<double> Wave(double offset)
 {
     std::vector<double> values;
@@ -32,7 +31,7 @@ std::vector<double> Wave(double offset)
 
 std::int16_t AcWord(double millivolts) { return static_cast<std::int16_t>(millivolts * 6400.0); }
 
-/// A text file beside the test, gone with it.
+/// A text file beside the test, removed with it.
 class Dumped {
 public:
     explicit Dumped(std::vector<double> values)
@@ -152,10 +151,10 @@ protected:
 TEST_F(MemoryPlayback, AnUploadedPeriodIsPlayedAsItWasComputed)
 {
     ASSERT_EQ(ZEKASetAmplitude(2.0), 0);
-    double clock = 0.0; // an upload leaves it one period further; the next one begins at its phase
+    double clock = 0.0; // each upload advances it by one period; the next upload begins there
     for (const double hz : {3.0, 60.0, 1.0}) {
-        ASSERT_EQ(ZEKASetOutputFunction(0),
-                  0); // an uploaded function stays selected: a setter would stream it
+        // An uploaded function stays selected, and a setter would stream it.
+        ASSERT_EQ(ZEKASetOutputFunction(0), 0);
         ASSERT_EQ(ZEKASetFrequency(hz), 0);
         const double step = 1.0 / GetSampleRateByFrequency(hz);
         const auto samples = static_cast<std::size_t>(GetPixelNumberByFrequency(hz));

@@ -1,4 +1,4 @@
-// rom_store_test.cpp - a store in the instrument's memory that is still being waited for when the library is freed.
+// rom_store_test.cpp - ends the library while a call waits for a store in the instrument's memory.
 #include "connected.h"
 
 #include <thread>

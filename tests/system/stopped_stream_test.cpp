@@ -1,4 +1,4 @@
-// stopped_stream_test.cpp - the request that the instrument had sent when the stream was stopped.
+// stopped_stream_test.cpp - the request that was under way when the stream was stopped.
 #include "connected.h"
 
 #include "platform/global_objects.h"
@@ -24,7 +24,7 @@ TEST_F(StoppedStream, ARequestAfterTheStopIsAnsweredWithTheOutputStateTheNextOne
     ASSERT_TRUE(Streams(1));
     instrument.ClearCommands();
     g_hStopPlayEvent.SetEvent();
-    instrument.Step(); // makes room, and asks
+    instrument.Step(); // makes room and sends a request
     ASSERT_TRUE(WaitUntil([&] { return instrument.Commands().size() >= 2; }));
     EXPECT_EQ(instrument.Commands()[1].command, sim::Command::kControlWrite);
     EXPECT_EQ(instrument.Stats().stream.bursts, 1u);

@@ -51,7 +51,7 @@ TEST_F(Stream, CarriesTheSineOfItsFormulaFromTheFirstSampleOn)
     ASSERT_EQ(ZEKASetOutputFunction(0), 0);
     EXPECT_FALSE(ZEKAIsPlaying());
     EXPECT_TRUE(instrument.WaitFor([&] { return !instrument.State().output_on; }, zeka::test::kPatience));
-    // The request that the stop met was answered with the output state, not with samples.
+    // The request under way at the stop was answered with the output state, not with samples.
     EXPECT_EQ(instrument.Stats().stream.ignored_packets, 0u);
 }
 
@@ -174,7 +174,7 @@ TEST_F(Stream, AnInstrumentThatTakesNothingStopsNoCall)
 
 TEST_F(Stream, SettersInsideTheFirstBurstWaitForNoRequest)
 {
-    instrument.Inject({.fault = Fault::kStopAsking}); // it asks for nothing before it has something to play
+    instrument.Inject({.fault = Fault::kStopAsking}); // no request comes before it has something to play
     static std::atomic<int> refused{0};
     for (int (*const start)() :
          {+[] { return ZEKASetOutputFunction(1); }, +[] { return SetFreqScanECG(true); }}) {
@@ -216,9 +216,9 @@ TEST_F(FastStream, GoesOnWhileTheSweepThatStartedItLetsTheOutputSettle)
     ASSERT_EQ(ZEKASetFrequencyScan(true, 180, 1.0, 2.0), 0);
     const auto bursts = instrument.Stats().stream.bursts;
     EXPECT_GE(zeka::test::Since(begin), milliseconds{100});
-    EXPECT_GE(bursts, 4u); // of hundreds: with the lock held it is the first one alone
+    EXPECT_GE(bursts, 4u); // of hundreds; with the lock held there would be the first one alone
     EXPECT_EQ(ZEKASetFrequencyScan(true, 9, 1.0, 2.0), -4);
-    // Its end, on the poll thread, keeps the lock from nobody either.
+    // The end of the sweep, on the poll thread, keeps no caller from the lock either.
     auto shortest = milliseconds::max();
     for (int round = 0; round < 5; ++round) {
         ASSERT_EQ(ZEKASetFrequencyScan(true, 180, 2.0, 1.0), 0);

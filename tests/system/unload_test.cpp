@@ -1,6 +1,6 @@
-// unload_test.cpp - exit() and dlclose() at any moment: no crash, no hang, and the lock file is gone.
-// The programs under test are children of this one; they load the shared object by dlopen, as a plug-in host
-// does.
+// unload_test.cpp - exit() and dlclose() at any moment: no crash, no hang, and the lock file is
+// gone. The programs under test are children of this one. They load the shared object by
+// dlopen, as a plug-in host does.
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -17,8 +17,8 @@
 #include "support/fixture.h"
 #include "zeka/platform.hpp"
 
-// The leak check stops every thread of the process, and fails in a child that was forked from a process with
-// threads, as all the programs under test here are. Other tests look for leaks.
+// Turns the leak check off, because it stops every thread of the process and fails in a child that was forked
+// from a process with threads, as all the programs under test are. Other tests look for leaks.
 #if defined(__SANITIZE_ADDRESS__)
 extern "C" int __lsan_is_turned_off();
 extern "C" int __lsan_is_turned_off() { return 1; }
@@ -185,7 +185,7 @@ TEST_F(Unload, ByDlcloseBehindAFreeThatLeftAThreadKeepsTheCode)
                   library.Get<decltype(ZEKAFree)>("ZEKAFree")();
                   if (::dlclose(library.handle) != 0 || returned || !StillLoaded())
                       ::_exit(93);
-                  // The listener comes back, and the supervisor ends the connection.
+                  // The listener returns, and the supervisor ends the connection.
                   if (!zeka::test::WaitUntil([] { return returned && !Locked(); }))
                       ::_exit(94);
               }),
@@ -235,7 +235,7 @@ TEST_F(Unload, ByExitDoesNotWaitForASlowShell)
         if (!SlowShellHere())
             std::exit(77);
         Library{}.Stream();
-        std::this_thread::sleep_for(milliseconds{2000}); // the monitor has asked for the listing
+        std::this_thread::sleep_for(milliseconds{2000}); // the monitor waits for the listing
     });
     if (status == 77)
         GTEST_SKIP() << "may not lay a shell over the machine's own";

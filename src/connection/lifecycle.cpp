@@ -76,7 +76,7 @@ bool WaitForRunToEnd(std::uint64_t run, unsigned ms)
     return runs.changed.wait_for(hold, std::chrono::milliseconds{ms}, [&] { return runs.ended >= run; });
 }
 
-[[maybe_unused]] const Runs& made_at_load = SupervisorRuns(); // no fork can fall into its first use
+[[maybe_unused]] const Runs& made_at_load = SupervisorRuns(); // at load: no fork interrupts its construction
 const RenewedInChild runs_in_child([] { std::construct_at(&SupervisorRuns()); });
 
 // Asks the supervisor to end. The listener is not called any more.

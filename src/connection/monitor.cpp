@@ -79,7 +79,7 @@ NotifyRegistry& Registry()
     return registry.Get();
 }
 
-[[maybe_unused]] const NotifyRegistry& made_at_load = Registry(); // no fork can fall into its first use
+[[maybe_unused]] const NotifyRegistry& made_at_load = Registry(); // no fork interrupts its construction
 const zeka::RenewedInChild registry_in_child([] { std::construct_at(&Registry().lock); });
 
 } // namespace

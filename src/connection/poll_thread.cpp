@@ -89,7 +89,7 @@ bool EndPollThread(unsigned ms)
 {
     g_hPollingEvent.ResetEvent();
     if (poll_thread_ended.WaitTimeout(ms) != 0)
-        return false; // still inside a callback; it ends behind it
+        return false; // still inside a callback; the thread ends after it
     if (const unsigned long ended = std::exchange(poll_thread, 0); ended != 0)
         ::pthread_join(ended, nullptr);
     return true;

@@ -17,8 +17,8 @@ extern std::uint64_t g_hConnectDeviceThread;    // 0      the supervisor thread;
 /// for one that is ending. False when the supervisor cannot be started or has not ended, and in a child of
 /// fork() whose parent was connected.
 bool DoInit(void (*callback)(bool));
-/// Stores the state and reports it to the listener. REQUIRES: on the supervisor
-/// thread, without g_CriticalSection.
+/// Stores the state and reports it to the listener.
+/// REQUIRES: on the supervisor thread, without g_CriticalSection.
 void NotifyListener(bool connected);
 /// The listener of ZEKAConnect.
 void ConnectedHandler(bool connected);

@@ -1,5 +1,5 @@
-// channel_state.cpp (device) - the command that enables channels and switches their leads by bit masks, and its
-// two exported calls. The instrument holds the masks: each change reads them first.
+// channel_state.cpp (device) - the command that enables channels and switches their leads by bit masks, and
+// its two exported calls. The instrument holds the masks, so each change reads them first.
 #include <array>
 #include <cstdint>
 

@@ -3,12 +3,12 @@
 // g_CriticalSection and outside of the port's lock.
 //
 // A command is written in step only (step.h). Out of step a ping comes first; while no ping is
-// answered, an exchange fails without having written its command. An exchange takes, with
-// g_nDeviceReadTimeout at its 200 ms:
+// answered, an exchange fails without having written its command. At the default
+// g_nDeviceReadTimeout of 200 ms an exchange takes
 // - 200 ms when the reply does not come, and from then on 300 ms until the instrument answers a ping again;
 // - 500 ms at most, when the ping is answered and the command is not;
-// - for each write up to 200 ms more, with an instrument that takes nothing in;
-// - 100 ms more with input without end.
+// - up to 200 ms more for each write, when the instrument takes nothing in;
+// - 100 ms more when the input does not end.
 #include "device/exchange.h"
 
 #include <array>

@@ -29,9 +29,9 @@ struct ExchangeTiming {
 [[nodiscard]] bool Exchange(std::span<const std::uint8_t> request, std::span<std::uint8_t> reply,
                             ExchangeTiming timing = {});
 
-/// The two exchanges of a change: what the instrument holds is read, altered, and written back. False also
-/// when bytes that no command asked for stand behind the reply that was read, or have come by the time it
-/// is written back, because the reply may then be that of another command. REQUIRES: g_CriticalSection,
+/// The two exchanges of a change: the first reads what the instrument holds, the second writes it back
+/// altered. Each is also false when bytes that no command asked for stand behind the reply that was
+/// read or have come since, because that reply may be another command's. REQUIRES: g_CriticalSection,
 /// from the first to the second.
 [[nodiscard]] bool ReadToWriteBack(std::span<const std::uint8_t> request, std::span<std::uint8_t> reply);
 [[nodiscard]] bool WriteBack(std::span<const std::uint8_t> request, std::span<std::uint8_t> reply);

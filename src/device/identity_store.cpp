@@ -1,4 +1,4 @@
-// identity_store.cpp (device) - the records of the last identity exchange, and the lock that keeps them whole.
+// identity_store.cpp (device) - the records of the last identity exchange and the lock that keeps them whole.
 #include "device/identity_store.h"
 
 #include <algorithm>

@@ -13,7 +13,7 @@
 
 namespace zeka {
 
-constinit Wire wire; // trivially destroyed: a late caller at process exit finds it whole
+constinit Wire wire; // no destructor, because a thread may still call while the process exits
 
 namespace {
 

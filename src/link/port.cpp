@@ -83,7 +83,7 @@ void StopWaking() noexcept
         (void)!::read(fd, &count, sizeof count);
 }
 
-[[maybe_unused]] const PortState& made_at_load = State(); // no fork can fall into its first use
+[[maybe_unused]] const PortState& made_at_load = State(); // at load: no fork interrupts its construction
 const RenewedInChild in_child([] {
     std::construct_at(&State());
     lost_descriptor = -1;

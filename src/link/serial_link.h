@@ -8,6 +8,9 @@
 #include <cstdint>
 #include <span>
 
+// g_szDevicePath is guarded by the port's lock. The two values of the lock file belong to the thread that
+// searches or closes, one at a time: a search begins when no close is under way.
+//                                             start  meaning
 extern std::int64_t g_hDevice;              // -1     descriptor of the open device; peek
 extern char g_szDevicePath[512];            // empty  node of the open device, set after the identity exchange
 extern std::int32_t g_nLockFile;            // -1     descriptor of the held lock file

@@ -104,8 +104,8 @@ bool Connect()
         return false;
     }
     g_AutoMonitor.StartMonitor();
-    // Holds the lock until the device is visible: a standard waveform that is selected without a device
-    // starts a stream, and none may start in between.
+    // Holds the lock until the device is visible. A standard waveform that is selected without a device
+    // starts a stream: the stream is ended here, and none may start in between.
     const CAutoCriticalSection lock(g_CriticalSection);
     ForgetStream();
     HoldOutputOff();

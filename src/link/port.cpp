@@ -30,7 +30,7 @@ constinit char g_szDevicePath[512] = {};
 namespace zeka {
 namespace {
 
-constexpr unsigned kCloseLimitMs = 150;  // leaves half of the 300 ms for the users to leave
+constexpr unsigned kCloseLimitMs = 150;  // half of the 300 ms of a close; the rest is for the users to leave
 constexpr unsigned kUsersLeaveMs = 1000; // a use is a wait that a close wakes, or the start of a shell
 constexpr int kSliceMs = 20;             // how often a wait without a wake descriptor looks for a close
 

@@ -33,11 +33,11 @@ bool DeviceIsConnected();
 int DeviceCancelIO();
 bool DeviceCheckPath(const char* path);
 /// Returns the bytes read: len, or fewer when the time ran out, the device was closed or it hung up. -1 when
-/// the time ran out and nothing came. ReadData has g_nDeviceReadTimeout.
+/// the time ran out and nothing came. ReadData waits g_nDeviceReadTimeout.
 int ReadData(unsigned char* buf, int len);
 int ReadDataEx(unsigned char* buf, int len, unsigned int timeoutMs);
-/// Returns the bytes written: len, or fewer when the device hung up. 0 on time-out or when it was closed,
-/// even when part was written. The flag has no effect.
+/// Returns the bytes written: len, or fewer when the device hung up or failed. 0 on time-out or when it was
+/// closed, even when part was written. The flag has no effect.
 int WriteData(unsigned char* buf, int len, int flag);
 
 namespace zeka {

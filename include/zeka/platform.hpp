@@ -1,7 +1,7 @@
 /// @file
 /// The platform objects of libzeka for C++17 programs: events, waits, locks, threads, signal-driven timers.
-/// The names are Windows names; where the behaviour differs from what they suggest it is said: a time-out is
-/// 110, no value means "for ever" but where it is said, there is no waiting for all.
+/// The names are Windows names. The behaviour differs from what they suggest in these points: a time-out gives
+/// 110; no value means "for ever" unless a function says so; there is no waiting for all.
 #ifndef ZEKA_PLATFORM_HPP
 #define ZEKA_PLATFORM_HPP
 
@@ -11,7 +11,7 @@
 
 #include "zeka/zeka.h"
 
-// clang proves at compile time who holds which lock (-Wthread-safety); other compilers see nothing.
+// clang proves at compile time that locks are held (-Wthread-safety); for other compilers these are empty.
 #if defined(__clang__)
 #define ZEKA_THREAD_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -37,8 +37,9 @@ public:
     virtual void ResetEvent() = 0;
     /// Waits without a time limit.
     virtual void Wait() = 0;
-    /// Waits at most ms milliseconds, 0 .. 4294967295: 0 signalled, 110 not. 0 only looks. No value means
-    /// "for ever"; setting the time of day does not move the end, signals neither.
+    /// Waits at most ms milliseconds, 0 .. 4294967295, and returns 0 (signalled) or 110 (time-out). 0 ms tests
+    /// the event without waiting. No value means "for ever". Neither setting the time of day nor a signal moves
+    /// the end.
     virtual unsigned int WaitTimeout(unsigned int ms) = 0;
 
 protected:
@@ -46,11 +47,11 @@ protected:
     ~CEvent() = default;
 };
 
-/// A successful wait takes the signal; one SetEvent releases one waiter. A look (WaitTimeout(0)) always
-/// clears it.
+/// A successful wait takes the signal; one SetEvent releases one waiter. WaitTimeout(0) always clears the
+/// signal.
 class ZEKA_API CAutoResetEvent : public CEvent {
 public:
-    explicit CAutoResetEvent(bool signalled); ///< signalled: from the start
+    explicit CAutoResetEvent(bool signalled); ///< signalled: whether it starts signalled
     CAutoResetEvent(const CAutoResetEvent&) = delete;
     CAutoResetEvent& operator=(const CAutoResetEvent&) = delete;
     void SetEvent() override;
@@ -64,13 +65,13 @@ public:
 private:
     pthread_mutex_t mutex_;
     pthread_cond_t condition_;
-    bool signalled_; // guarded by mutex_, but for RaiseFromSignalHandler
+    bool signalled_; // guarded by mutex_, except in RaiseFromSignalHandler
 };
 
 /// Stays signalled until ResetEvent; one SetEvent releases all waiters.
 class ZEKA_API CManualResetEvent : public CEvent {
 public:
-    explicit CManualResetEvent(bool signalled); ///< signalled: from the start
+    explicit CManualResetEvent(bool signalled); ///< signalled: whether it starts signalled
     CManualResetEvent(const CManualResetEvent&) = delete;
     CManualResetEvent& operator=(const CManualResetEvent&) = delete;
     void SetEvent() override;
@@ -110,27 +111,27 @@ private:
 };
 
 extern "C" {
-/// Waits on one event: 0 signalled, 110 not within ms milliseconds, 0 .. 4294967295 (49 days, not for ever).
-/// An event of the program's own may return other results; they are passed on. Any thread.
+/// Waits on one event: 0 signalled, 110 not within ms milliseconds, 0 .. 4294967295 (49 days, not "for ever").
+/// Passes on other results that an event class of the program returns. Any thread.
 ZEKA_API unsigned int WaitForSingleObject(CEvent* event, unsigned int ms);
-/// Looks at the events about once a millisecond: the index of the first one found signalled, or 110 when ms
-/// milliseconds are over (0xFFFFFFFF: no limit; then at least one event). Events behind the one that was
-/// found are not touched; every look at an auto-reset event takes its signal. Waiting for all is not
+/// Tests the events in order, about once a millisecond. Returns the index of the first one found signalled, or
+/// 110 when ms milliseconds are over (0xFFFFFFFF: no limit; then at least one event). Events behind the one
+/// that was found are not touched; every test of an auto-reset event takes its signal. Waiting for all is not
 /// supported: waitAll other than 0 returns 110 at once. With 111 events and more, 110 can be an index too.
 /// Any thread.
 ZEKA_API unsigned int WaitForMultipleObjects(unsigned int count, CEvent** events, int waitAll,
                                              unsigned int ms);
 /// Starts a joinable thread with default attributes: 1 and its id, a pthread_t, in *threadId before it runs;
-/// or 0. It is released by pthread_join or pthread_detach; CloseThread (zeka.h) does nothing. Any thread.
+/// or 0. pthread_join or pthread_detach releases the thread; CloseThread (zeka.h) does nothing. Any thread.
 ZEKA_API int CreateThread(unsigned long* threadId, void* (*start)(void*), void* arg);
-/// Starts a periodic timer of ms milliseconds, the first expiry after one period, that delivers signal signo
-/// to the process; 0 ms gives a timer that never expires. Null when the timer cannot be created. SIGRTMIN
-/// raises the library's first timer event, SIGRTMIN + 1 the second, by handlers that are installed here
-/// without SA_RESTART and stay; when dlclose() unloads the library the two signals are ignored. For any other
-/// signal the caller has installed a handler. A system call of any thread may fail with EINTR for it. Any
+/// Starts a periodic timer of ms milliseconds that delivers signal signo to the process, first after one
+/// period; 0 ms gives a timer that never expires. Null when the timer cannot be created. SIGRTMIN raises the
+/// library's first timer event, SIGRTMIN + 1 the second: the call installs handlers without SA_RESTART, which
+/// stay. When dlclose() unloads the library the two signals are ignored. REQUIRES: for any other signal the
+/// caller has installed a handler. The signal may make a system call of any thread fail with EINTR. Any
 /// thread.
 ZEKA_API timer_t CreateNewTimer(unsigned int ms, unsigned int& signo);
-/// Ends a timer; null is ignored, and the handle keeps its value: do not delete it twice. unused has no
+/// Ends a timer; null is ignored. The handle keeps its value: do not delete a timer twice. unused has no
 /// effect. Any thread.
 ZEKA_API void DeleteTimer(unsigned int unused, void*& timer);
 }

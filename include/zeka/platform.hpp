@@ -1,7 +1,7 @@
 /// @file
 /// The platform objects of libzeka for C++17 programs: events, waits, locks, threads, signal-driven timers.
-/// The names are Windows names. The behaviour differs from what they suggest in these points: a time-out gives
-/// 110; no value means "for ever" unless a function says so; there is no waiting for all.
+/// The names are Windows names. The behaviour differs from what they suggest in these points: a time-out
+/// gives 110; no value means "for ever" unless a function says so; there is no waiting for all.
 #ifndef ZEKA_PLATFORM_HPP
 #define ZEKA_PLATFORM_HPP
 
@@ -37,9 +37,9 @@ public:
     virtual void ResetEvent() = 0;
     /// Waits without a time limit.
     virtual void Wait() = 0;
-    /// Waits at most ms milliseconds, 0 .. 4294967295, and returns 0 (signalled) or 110 (time-out). 0 ms tests
-    /// the event without waiting. No value means "for ever". Neither setting the time of day nor a signal moves
-    /// the end.
+    /// Waits at most ms milliseconds, 0 .. 4294967295, and returns 0 (signalled) or 110 (time-out).
+    /// 0 ms tests the event without waiting. No value means "for ever". Neither setting the time of
+    /// day nor a signal moves the end.
     virtual unsigned int WaitTimeout(unsigned int ms) = 0;
 
 protected:
@@ -47,8 +47,8 @@ protected:
     ~CEvent() = default;
 };
 
-/// A successful wait takes the signal; one SetEvent releases one waiter. WaitTimeout(0) always clears the
-/// signal.
+/// A successful wait takes the signal; one SetEvent releases one waiter.
+/// WaitTimeout(0) always clears the signal.
 class ZEKA_API CAutoResetEvent : public CEvent {
 public:
     explicit CAutoResetEvent(bool signalled); ///< signalled: whether it starts signalled
@@ -111,28 +111,28 @@ private:
 };
 
 extern "C" {
-/// Waits on one event: 0 signalled, 110 not within ms milliseconds, 0 .. 4294967295 (49 days, not "for ever").
-/// Passes on other results that an event class of the program returns. Any thread.
+/// Waits on one event: 0 signalled, 110 not within ms milliseconds, 0 .. 4294967295 (49 days, not "for
+/// ever"). Passes on other results that an event class of the program returns. Any thread.
 ZEKA_API unsigned int WaitForSingleObject(CEvent* event, unsigned int ms);
-/// Tests the events in order, about once a millisecond. Returns the index of the first one found signalled, or
-/// 110 when ms milliseconds are over (0xFFFFFFFF: no limit; then at least one event). Events behind the one
-/// that was found are not touched; every test of an auto-reset event takes its signal. Waiting for all is not
-/// supported: waitAll other than 0 returns 110 at once. With 111 events and more, 110 can be an index too.
-/// Any thread.
+/// Tests the events in order, about once a millisecond. Returns the index of the first one found
+/// signalled, or 110 when ms milliseconds are over (0xFFFFFFFF: no limit; then at least one event).
+/// Events behind the one that was found are not touched; every test of an auto-reset event takes its
+/// signal. Waiting for all is not supported: waitAll other than 0 returns 110 at once. With 111 events
+/// and more, 110 can be an index too. Any thread.
 ZEKA_API unsigned int WaitForMultipleObjects(unsigned int count, CEvent** events, int waitAll,
                                              unsigned int ms);
 /// Starts a joinable thread with default attributes: 1 and its id, a pthread_t, in *threadId before it runs;
 /// or 0. pthread_join or pthread_detach releases the thread; CloseThread (zeka.h) does nothing. Any thread.
 ZEKA_API int CreateThread(unsigned long* threadId, void* (*start)(void*), void* arg);
 /// Starts a periodic timer of ms milliseconds that delivers signal signo to the process, first after one
-/// period; 0 ms gives a timer that never expires. Null when the timer cannot be created. SIGRTMIN raises the
-/// library's first timer event, SIGRTMIN + 1 the second: the call installs handlers without SA_RESTART, which
-/// stay. When dlclose() unloads the library the two signals are ignored. REQUIRES: for any other signal the
-/// caller has installed a handler. The signal may make a system call of any thread fail with EINTR. Any
-/// thread.
+/// period; 0 ms gives a timer that never expires. Null when the timer cannot be created. SIGRTMIN raises
+/// the library's first timer event, SIGRTMIN + 1 the second: the call installs handlers without
+/// SA_RESTART, which stay. When dlclose() unloads the library the two signals are ignored. REQUIRES: for
+/// any other signal the caller has installed a handler. The signal may make a system call of any thread
+/// fail with EINTR. Any thread.
 ZEKA_API timer_t CreateNewTimer(unsigned int ms, unsigned int& signo);
-/// Ends a timer; null is ignored. The handle keeps its value: do not delete a timer twice. unused has no
-/// effect. Any thread.
+/// Ends a timer; null is ignored. The handle keeps its value: do not delete a timer twice.
+/// unused has no effect. Any thread.
 ZEKA_API void DeleteTimer(unsigned int unused, void*& timer);
 }
 

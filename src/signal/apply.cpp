@@ -1,6 +1,6 @@
-// apply.cpp (signal) - the apply step: from the stored parameters to the working values, and from idle to
-// streaming and back. Runs under g_CriticalSection: in setters at once, in the sample stream near the end of
-// a period.
+// apply.cpp (signal) - the apply step: derives the working values from the stored parameters,
+// starts and stops the stream. Runs under g_CriticalSection: in setters at once, in the sample
+// stream at the end of a period.
 #include "signal/apply.h"
 
 #include <algorithm>
@@ -24,19 +24,19 @@ namespace {
 using zeka::Publish;
 
 constexpr double kEcgAmplitudeLimitMv = 5.0;
-constexpr double kHeadroomMv = 5.0; // sine and main signal of the dynamic range test stay within this
-constexpr double kBeforePeriodEndS = 0.0004; // a waiting change lands this close before the end of the period
-constexpr double kApplyAtOnceBelowHz = 0.15; // nobody waits ten seconds for a change
+constexpr double kHeadroomMv = 5.0; // limit of sine and main signal together in the dynamic range test
+constexpr double kBeforePeriodEndS = 0.0004; // a waiting change is applied this close before the end
+constexpr double kApplyAtOnceBelowHz = 0.15; // the end of the period is too far away
 
 bool change_in_progress ZEKA_LOCKED = false;
 
-/// Marks the step as running; code that the step runs (first burst, callbacks, test-mode reset) may ask for
-/// it again.
+/// Marks the step as running, because code that it runs (first burst, callbacks, end of a
+/// test mode) may call it again.
 class ZEKA_SCOPED_LOCK InProgress {
 public:
     InProgress() ZEKA_NO_LOCK_ANALYSIS
     {
-        assert(!change_in_progress); // _Change looks first
+        assert(!change_in_progress); // _Change checks first
         change_in_progress = true;
     }
     ~InProgress() ZEKA_NO_LOCK_ANALYSIS { change_in_progress = false; }
@@ -77,8 +77,7 @@ double LengthOf(zeka::Pass pass) ZEKA_NEEDS_LOCK
     case zeka::Pass::kOfWaveform:
         return zeka::Wave227Period(of_frequency);
     case zeka::Pass::kOfRecording:
-        // Nothing loaded: silence, cut into periods all the same, so that a change that waits for an end sees
-        // one.
+        // With nothing loaded the silence has periods too, so that a waiting change takes effect at an end.
         return ECGFileSize > 0 && ECGFileFreq > 0.0 ? ECGFileSize / ECGFileFreq : of_frequency;
     case zeka::Pass::kOfFrequency:
         break;
@@ -86,8 +85,7 @@ double LengthOf(zeka::Pass pass) ZEKA_NEEDS_LOCK
     return of_frequency;
 }
 
-/// Leaves room for the sine that the dynamic range test adds; the application sees the amplitude that is
-/// left.
+/// Lowers the amplitude until the sine of the dynamic range test fits; the application's amplitude follows.
 void KeepHeadroom() ZEKA_NEEDS_LOCK
 {
     if (!g_DynamicRangeTest || !(s_A + g_ADynamicRange / 2.0 > kHeadroomMv))
@@ -119,8 +117,8 @@ void DeriveWorkingValues() ZEKA_NEEDS_LOCK
         zeka::RestartStaircase();
 }
 
-/// A start whose first burst is not sent, because a callback of it ended its thread, is none: the instrument
-/// would never ask.
+/// Takes back a start whose first burst was not sent because a callback in it ended its thread: the
+/// instrument would never send a request.
 class ZEKA_SCOPED_LOCK StartUndone {
 public:
     StartUndone() = default;
@@ -147,11 +145,13 @@ void StartStream() ZEKA_NEEDS_LOCK
     Publish(g_bECGGoing, true);
     g_nSequenceCheck = 0;
     s_ChangeOnNextCycle = false;
-    g_hStopPlayEvent.ResetEvent(); // a stop that no request has met yet belongs to the stream before
+    g_hStopPlayEvent.ResetEvent(); // a stop that no request has followed yet belongs to the stream before
     zeka::ReleaseOutput();
     SetRelays(true);
-    const zeka::WithoutRequestWait nothing_asked; // a setter in a callback of this burst would wait in vain
-    _SendNextPacket();                            // the instrument asks only once it has something to play
+    // The instrument sends requests only once it plays: a setter in a callback of
+    // this burst would wait in vain.
+    const zeka::WithoutRequestWait nothing_asked;
+    _SendNextPacket();
     unless_sent.Sent();
 }
 
@@ -174,14 +174,14 @@ void ApplyOnce() ZEKA_NEEDS_LOCK
 void _Change()
 {
     if (change_in_progress) {
-        // Asked for by a callback of the first burst: what it stored is derived at the end of the period.
+        // Called in a callback of the first burst: what it stored takes effect at the end of the period.
         if (g_bECGGoing && g_MainOutput != ZEKA_FUNCTION_NONE)
             s_ChangeOnNextCycle = true;
         return;
     }
     ApplyOnce();
     if (g_MainOutput == ZEKA_FUNCTION_NONE && g_bECGGoing)
-        ApplyOnce(); // a callback selected "none" while the step ran: the stream must not go on
+        ApplyOnce(); // a callback selected "none" while the step ran
 }
 
 void _ChangeRequested()
@@ -194,7 +194,7 @@ void _ChangeRequested()
 
 void _CheckIfChangeRequired(double t)
 {
-    // While the step itself sends the first burst the change goes on waiting: the step would not run.
+    // While the step sends the first burst the change must go on waiting, because the step cannot run again.
     if (!s_ChangeOnNextCycle || change_in_progress)
         return;
     if (g_fTimePeriod - t < kBeforePeriodEndS || g_F < kApplyAtOnceBelowHz) {

@@ -1,6 +1,6 @@
-// ecg.cpp (signal) - the time points of a beat, which follow from the parameters in every apply step, and the
-// ECG at one instant: the beat clock, and how breathing moves beat length, QRS height and baseline. Asked for
-// once per sample, under g_CriticalSection.
+// ecg.cpp (signal) - the time points of a beat, derived from the parameters in every apply step, and the ECG
+// at one instant: the beat clock, and how breathing changes beat length, QRS height and baseline. Called once
+// per sample, under g_CriticalSection.
 #include "signal/ecg.h"
 
 #include <limits>
@@ -11,8 +11,8 @@
 
 namespace {
 
-// The QRS complex: up to R, down to S, back to the line, as shares of the QRS duration and heights of the R
-// scale.
+// The QRS complex: up to R, down to S, back to the line, as shares of the QRS
+// duration and heights of the R scale.
 constexpr double kRiseShare = 0.4375;
 constexpr double kFallShare = 0.5;
 constexpr double kReturnShare = 0.0625;
@@ -22,8 +22,8 @@ constexpr double kFlatStS = 0.07;
 constexpr double kTWaveS = 0.18;
 constexpr double kShortTWaveS = 0.16;
 
-/// What is left of the fixed timing in a beat too short for all of it: first the ST stretch goes, then part
-/// of the T wave, then all of it, at last the QRS itself is cut.
+/// What is left of the fixed timing in a beat too short for all of it. First the ST stretch is dropped, then
+/// part of the T wave, then all of it; at last the QRS is cut.
 struct FittedBeat {
     double qrs_s, flat_st_s, t_wave_s;
 };
@@ -39,13 +39,14 @@ FittedBeat FitInto(double beat_s, double qrs_s)
     return {qrs_s > beat_s ? beat_s : qrs_s, 0.0, 0.0};
 }
 
-/// The beat clock of a heart whose rate breathes. Returns the time since the running beat began.
+/// Advances the beat clock of a heart rate that follows the breathing. Returns the time
+/// since the running beat began, s.
 double AdvanceBeatClock() ZEKA_NEEDS_LOCK
 {
     if (g_fOutputTime > s_FreqModEndT) {
         s_FreqModPreEndT = s_FreqModEndT;
         const double rate_hz = g_F + s_FreqModHz * zeka::BreathAt(s_FreqModEndT);
-        // Modulated down to a standstill: this beat has no end.
+        // A rate of 0: this beat has no end.
         s_FreqModEndT += rate_hz != 0.0 ? 1.0 / rate_hz : std::numeric_limits<double>::infinity();
     }
     return g_fOutputTime - s_FreqModPreEndT;
@@ -64,7 +65,8 @@ void _CheckECGTime()
     s_t4 = s_t3 + beat.flat_st_s;
     s_t5 = s_t4 + beat.t_wave_s;
 
-    // ST segment and T wave share what is left of the QT interval by their weights; nothing may be left.
+    // ST segment and T wave share the rest of the QT interval by their weights;
+    // the rest may be 0 or negative.
     const double rest = g_QTInterval / 1000.0 - q;
     const double st = g_STSegment * rest / (g_STSegment + g_TDuration);
     const double tw = g_TDuration * rest / (g_STSegment + g_TDuration);

@@ -1,5 +1,5 @@
 // ecg.h (signal) - the synthetic ECGs: straight-line QRS, half-sine P and T, flat ST level, and what is added
-// to them. Drawn once for both pens (what a pen offers: signal/shapes.h). Under g_CriticalSection.
+// to them. One definition for both pens (signal/shapes.h lists what a pen offers). Under g_CriticalSection.
 #pragma once
 
 #include <cmath>
@@ -8,17 +8,17 @@
 #include "signal/mains_noise.h"
 #include "signal/state.h"
 
-/// Recomputes the time points of the beat from the parameters, fitting them into short beats.
+/// Recomputes the time points of the beat from the parameters and fits them into short beats.
 void _CheckECGTime() ZEKA_NEEDS_LOCK;
 
 namespace zeka {
 
-/// Both ECGs at time t (s) within the period, everything added and limited, mV.
+/// The selected ECG at time t (s) within the period with everything that is added to it, limited, mV.
 double EcgVoltage(double t) ZEKA_NEEDS_LOCK;
 
 inline constexpr double kFixedQrsOnsetS = 0.01; // of every function but the adjustable ECG
 
-/// The QRS complex, the same in both functions: up to R, down to S.
+/// The QRS complex of both functions: up to R, down to S.
 inline constexpr double kRHeight = 0.875; // of the R scale
 inline constexpr double kSDepth = 0.125;
 
@@ -53,12 +53,11 @@ template <typename Pen> void DrawFixedBeat(Pen& pen) ZEKA_NEEDS_LOCK
 }
 
 /// Each piece begins where the one before ended: a P wave longer than the PR interval is drawn to its end,
-/// and intervals of negative length are not drawn at all. So no formula divides by a length unless there is
-/// one.
+/// and intervals of negative length are not drawn. So no formula divides by a length of zero.
 template <typename Pen> void DrawAdjustableBeat(Pen& pen) ZEKA_NEEDS_LOCK
 {
-    constexpr double kStRiseEndsBeforeS =
-        0.09; // the T wave leaves the ST level for good this far before its end
+    // The T wave has left the ST level this far before its end.
+    constexpr double kStRiseEndsBeforeS = 0.09;
     const double onset = s_Cus_t2, s_trough = s_Cus_t4, j_point = s_Cus_t5, t_start = s_Cus_t6,
                  t_end = s_Cus_t7;
     const double p_ms = g_PDuration, p_mv = g_CusP, st_mv = g_CusST, t_mv = g_CusT;
@@ -74,15 +73,15 @@ template <typename Pen> void DrawAdjustableBeat(Pen& pen) ZEKA_NEEDS_LOCK
     const auto t_wave_from_st = [=](double t, double) { return st_mv + (t_mv - st_mv) * half_sine(t); };
     const auto t_wave = [=](double t, double) { return t_mv * half_sine(t); };
 
-    (p_ms > 0.0 && pen.Until(s_Cus_t1, p_wave)) || // without a P wave, rounding may still put t just below 0
+    (p_ms > 0.0 && pen.Until(s_Cus_t1, p_wave)) || // rounding may put t just below 0 where there is no P wave
         pen.Until(onset, line) || DrawRAndS(pen, onset, s_Cus_t3, s_trough) ||
         pen.Until(j_point, to_st_level) || pen.Until(t_start, st_level) ||
         (st_mv != 0.0 && pen.Until(t_end - kStRiseEndsBeforeS, t_wave_from_st)) || pen.Until(t_end, t_wave) ||
         pen.ToTheEnd(line);
 }
 
-/// Slow triangle of the drift test on top of v; x is the time within its wave length: 0, +amplitude/2,
-/// -amplitude/2, 0.
+/// Adds the slow triangle of the drift test to v: 0, +amplitude/2, -amplitude/2, 0. x is the
+/// time within its wave length.
 template <typename Pen> void AddDrift(Pen& pen) ZEKA_NEEDS_LOCK
 {
     const double slope = g_AAMIDriftTestSlope, amplitude = g_AAMIDriftTestAmp;
@@ -94,8 +93,8 @@ template <typename Pen> void AddDrift(Pen& pen) ZEKA_NEEDS_LOCK
     });
 }
 
-/// A beat with breathing on its baseline, mains noise and drift, limited. The pen knows the R scale and the
-/// breathing of each sample.
+/// Draws a beat with breathing on its baseline, mains noise and drift, limited. The pen holds the R scale and
+/// the breathing of each sample.
 template <typename Pen> void DrawEcg(int function, Pen& pen) ZEKA_NEEDS_LOCK
 {
     if (function == ZEKA_FUNCTION_FIXED_ECG)

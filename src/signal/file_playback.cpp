@@ -1,5 +1,5 @@
-// file_playback.cpp (signal) - the loaded recording, sample and hold: each of its samples stands until the
-// next one. Called once per sample under g_CriticalSection, which also guards the exchange of the arrays.
+// file_playback.cpp (signal) - the loaded recording, sample and hold: each sample is held until the next one.
+// Called once per sample under g_CriticalSection, which also guards the exchange of the arrays.
 #include "signal/file_playback.h"
 
 #include "signal/numeric.h"
@@ -12,7 +12,7 @@ double HeldSample(const double* samples, std::int32_t count, double t) ZEKA_NEED
 {
     if (samples == nullptr || count <= 0)
         return 0.0;
-    // At the very end of the period rounding can bring the position to the sample count.
+    // Rounding can bring the position to the sample count at the end of the period.
     const double value = samples[zeka::HeldIndex(ECGFileFreq * t, count)];
     return value / (ECGFileUnitMV ? 1.0 : kMicrovoltsPerMillivolt);
 }

@@ -1,4 +1,5 @@
-// frame.cpp (signal) - the wait for the instrument's request, bounded and ended by a loss.
+// frame.cpp (signal) - the wait for the instrument's request, which ends at its deadline or with a loss.
+// Called by every setter, on any thread, under g_CriticalSection or just before it is taken.
 #include "signal/frame.h"
 
 #include <algorithm>
@@ -16,24 +17,24 @@
 namespace zeka {
 namespace {
 
-// A loss signals the event too, but the poll thread may take that signal away in the same moment: the wait
-// looks at the device itself this often.
+// The wait itself checks the device this often: a loss signals the event too, but the poll thread may take
+// that signal away in the same moment.
 constexpr int kLookMs = 50;
 
 thread_local int without_request_wait = 0;
 
 thread_local unsigned owed_pause_ms = 0;
 
-// An answer may be held up by one setter, which makes its change in that gap; the next one lets it pass.
+// One setter may hold up an answer, because its change belongs before it; the next
+// setter lets the answer pass.
 constexpr std::chrono::milliseconds kAnswerPatience{3};
-constexpr unsigned kLetPassMs = 100; // a callback that takes long must not stop the setters
+constexpr unsigned kLetPassMs = 100; // bounded: a slow callback must not stop the setters
 constexpr unsigned kLetPassLookMs = 1;
 
 constexpr std::chrono::milliseconds kStallIsNews{1000};
 
-// Whoever held the lock also kept the instrument's answer: a setter whose time passed in the queue gets this
-// long all the same, many bursts. That no request came then says nothing of the instrument; after kStallMs it
-// does.
+// A setter whose time has passed in the queue waits this long all the same (many bursts), because the thread
+// that held the lock also held up the instrument's answer. A missing request is a stall only after kStallMs.
 constexpr unsigned kLeastWaitMs = 500;
 constexpr std::chrono::milliseconds kStallMs{2000};
 
@@ -56,13 +57,13 @@ bool AnswerIsOverdue()
     return since != 0 && NowNs() - since > std::chrono::nanoseconds{kAnswerPatience}.count();
 }
 
-// The lock is not fair: who has just released it would get it again before the poll thread wakes.
+// The lock is not fair: a thread that has just released it would get it again before the poll thread wakes.
 CSimpleCriticalSection& AfterOverdueAnswer()
 {
     const Deadline deadline = Deadline::InMs(kLetPassMs);
     if (!HoldsCriticalSection())
-        owed_pause_ms = 0; // left by a frame inside a call that takes the lock alone
-    // Who holds the lock already keeps the answer waiting, and would wait for itself.
+        owed_pause_ms = 0; // left over from a frame inside a call that took the lock alone
+    // A thread that holds the lock must not wait: it is the one that keeps the answer waiting.
     while (!HoldsCriticalSection() && without_request_wait == 0 && AnswerIsOverdue() && !deadline.Expired())
         SleepEx(kLetPassLookMs);
     return g_CriticalSection;
@@ -81,7 +82,7 @@ bool RequestCame(const Deadline& deadline)
     return false;
 }
 
-// Behind a setter that has just found the instrument silent, the queue does not add up its waits.
+// No least wait behind a setter that has just found a stall: the queue must not add up its waits.
 Deadline WithLeastWait(const Deadline& deadline)
 {
     const Deadline least = Deadline::InMs(kLeastWaitMs);
@@ -103,7 +104,7 @@ FrameState WaitForRequestUntil(const Deadline& deadline)
     const std::int64_t now = NowNs();
     if (stall_seen != 0 || now - began >= std::chrono::nanoseconds{kStallMs}.count())
         stall_seen = now;
-    g_hReconnectEvent.SetEvent(); // the supervisor finds out whether the instrument is still there
+    g_hReconnectEvent.SetEvent(); // the supervisor checks whether the instrument is still there
     return FrameState::kBusy;
 }
 

@@ -1,5 +1,5 @@
-// functions.h (signal) - the output functions, a row each: what the apply step and the stream must know of a
-// function beside its shape, which stands in signal/shapes.h. Constant; any thread, no lock.
+// functions.h (signal) - the table of the output functions: what the apply step and the stream must know of
+// each beside its shape (signal/shapes.h). Constant; any thread, no lock.
 #pragma once
 
 #include <iterator>
@@ -8,14 +8,14 @@
 
 namespace zeka {
 
-/// How a function comes into being, which decides who cuts its runs and who ends it.
+/// How a function is computed. Decides where its runs end and what ends its playback.
 enum class Kind {
     kSilent,    // 0.0 mV
-    kFormula,   // of the time within the period
-    kEcg,       // a beat, with breathing, noise and drift on it
+    kFormula,   // a formula of the time within the period
+    kEcg,       // a beat, with breathing, noise and drift added
     kStandard,  // samples from a table; ends after one pass when the loop of standard waveforms is off
     kRecording, // samples that were loaded; ends after one pass when the loop of files is off
-    kStaircase, // on the clock of the stream
+    kStaircase, // levels on the clock of the stream
 };
 
 /// Length of one pass.
@@ -23,8 +23,8 @@ enum class Pass {
     kOfFrequency, // 1 / g_F
     kSecond,
     kMinute,
-    kOfWaveform,  // of the selected IEC 60601-2-27 waveform
-    kOfRecording, // of what is loaded
+    kOfWaveform,  // length of the selected IEC 60601-2-27 waveform
+    kOfRecording, // length of the loaded recording
 };
 
 struct OutputFunction {
@@ -52,7 +52,7 @@ inline constexpr OutputFunction kOutputFunctions[] = {
     {ZEKA_FUNCTION_ADJUSTABLE_ECG, "ECG, adjustable timing", kEcgCapHz, Pass::kOfFrequency, Kind::kEcg},
     {ZEKA_FUNCTION_IEC60601_2_27, "IEC 60601-2-27", kCapHz, Pass::kOfWaveform, Kind::kStandard},
     {ZEKA_FUNCTION_IEC60601_2_51, "IEC 60601-2-51", kCapHz, Pass::kSecond, Kind::kStandard},
-    {11, "reserved", kCapHz, Pass::kOfFrequency, Kind::kSilent}, // 11, 12: for complexes that do not exist yet
+    {11, "reserved", kCapHz, Pass::kOfFrequency, Kind::kSilent}, // 11, 12: complexes that do not exist yet
     {12, "reserved", kCapHz, Pass::kOfFrequency, Kind::kSilent},
     {ZEKA_FUNCTION_BIPHASIC_EXPONENTIAL, "biphasic exponential", kCapHz, Pass::kOfFrequency, Kind::kFormula},
     {ZEKA_FUNCTION_RECORDING, "recording", kCapHz, Pass::kOfRecording, Kind::kRecording},

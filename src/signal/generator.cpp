@@ -1,6 +1,6 @@
-// generator.cpp (signal) - main (AC) voltage of the selected function at one instant. Called once per sample
-// under g_CriticalSection by the plain road of the stream and by the upload; allocates nothing. What is drawn
-// stands in signal/shapes.h and signal/ecg.h.
+// generator.cpp (signal) - main (AC) voltage of the selected function at one instant. The plain path of the
+// stream and the upload call it once per sample, under g_CriticalSection; allocates nothing. signal/shapes.h
+// and signal/ecg.h define what is drawn.
 #include "signal/generator.h"
 
 #include "signal/ecg.h"
@@ -16,8 +16,7 @@
     if (kind == zeka::Kind::kEcg)
         return zeka::EcgVoltage(t);
     if (kind == zeka::Kind::kStandard)
-        _CheckStandardLoop(); // may switch the function off and the clock back; this sample is looked up all
-                              // the same
+        _CheckStandardLoop(); // may select 0 and reset the clock; this sample is still looked up
     zeka::PointPen pen(t, g_fOutputTime);
     zeka::Draw(function, pen);
     return pen.Millivolts();

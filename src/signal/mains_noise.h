@@ -1,5 +1,5 @@
 // mains_noise.h (signal) - mains noise on the clock of the stream: a sine of 50 or 60 Hz, or random values.
-// On the ECGs and on the ANE20000 waveform. Called under g_CriticalSection.
+// Drawn on the ECGs and on the ANE20000 waveform, under g_CriticalSection.
 #pragma once
 
 #include "signal/state.h"

@@ -1,4 +1,4 @@
-// notify.h (signal) - calling an application's callback from the slot it was registered in.
+// notify.h (signal) - calls an application's callback from the slot in which it was registered.
 #pragma once
 
 #include "platform/cancellation.h"
@@ -6,8 +6,8 @@
 
 namespace zeka {
 
-/// Calls the callback when there is one. The slot is read once: the application may clear it at any moment.
-/// The callback may be cancelled, and may end its thread, as any code of the application.
+/// Calls the callback when there is one. Reads the slot once, because the application may clear it at any
+/// moment. The callback may be cancelled and may end its thread, as any code of the application.
 template <typename... Parameters, typename... Arguments>
 void Notify(void (*const& slot)(Parameters...), Arguments... arguments)
 {

@@ -1,5 +1,5 @@
-// numeric.h (signal) - the few conversions between real numbers and whole ones that the sample path needs.
-// Every one is defined for every argument: NaN, infinities and numbers that no integer type holds included.
+// numeric.h (signal) - the conversions from real to whole numbers that the sample path needs. Each is defined
+// for every argument, also for NaN, infinities and numbers that no integer type holds.
 #pragma once
 
 #include <cassert>
@@ -8,9 +8,8 @@
 
 namespace zeka {
 
-/// Whole part of a quotient, toward zero: how many periods have passed. Same value as a truncation to an
-/// integer type wherever that has one; from 2^63 on a double is whole by itself; NaN and the infinities count
-/// as no period.
+/// Whole part of a quotient, toward zero: how many periods have passed. The same value as a truncation to a
+/// 64-bit integer where that is defined; from 2^63 on every double is whole. NaN and the infinities give 0.
 [[nodiscard]] inline double Trunc(double quotient) noexcept
 {
     constexpr double kFirstBeyondInt64 = 9223372036854775808.0;
@@ -20,7 +19,7 @@ namespace zeka {
     return finite ? quotient : 0.0;
 }
 
-/// Time within the running period. Rounding may put it an ulp below zero, never a NaN.
+/// Time within the running period. Rounding may put it an ulp below zero.
 [[nodiscard]] inline double TimeInPeriod(double time, double period) noexcept
 {
     return time - period * Trunc(time / period);
@@ -38,8 +37,8 @@ namespace zeka {
     return value < 0.0 ? std::numeric_limits<std::int32_t>::min() : std::numeric_limits<std::int32_t>::max();
 }
 
-/// Index of the sample that is held at this position in a table of `count` samples (> 0): whatever rounding
-/// did to the position, the index lies inside the table.
+/// Index of the sample that is held at this position in a table of `count` samples (> 0). The index lies
+/// inside the table whatever rounding did to the position.
 [[nodiscard]] inline std::int32_t HeldIndex(double position, std::int32_t count) noexcept
 {
     assert(count > 0);

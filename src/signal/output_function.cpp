@@ -1,5 +1,5 @@
-// output_function.cpp (signal) - which function the instrument plays, and who hears of what the library does
-// by itself.
+// output_function.cpp (signal) - selection of the function that the instrument plays, and registration of the
+// callbacks. The selection runs in a SetterFrame; the callback slots are published without the lock.
 #include "device/exchange.h"
 #include "device/output_stage.h"
 #include "signal/apply.h"
@@ -16,7 +16,7 @@ constexpr unsigned kSettleMs = 100; // the output stage needs this after a switc
 int ZEKASetOutputFunction(int function)
 {
     if (function == ZEKA_FUNCTION_IEC60601_2_47)
-        zeka::PreparePattern247(); // up to 3.6 million samples: before the lock, or a burst would come late
+        zeka::PreparePattern247(); // up to 3.6 million samples: before the lock, so that no burst comes late
     const zeka::SetterFrame frame;
     if (!frame.Ready())
         return zeka::kNoAnswer;
@@ -24,11 +24,11 @@ int ZEKASetOutputFunction(int function)
     g_hStopPlayEvent.ResetEvent(); // requests are answered with samples again
     zeka::Publish(g_MainOutput, function);
     if (!zeka::Peek(g_bECGGoing))
-        zeka::DropStaleInput(); // a request from an earlier stream would get a burst that nobody waits for
+        zeka::DropStaleInput(); // a request of an earlier stream must not be answered
     zeka::ReleaseOutput();
     SetRelays(false);
     if (function == ZEKA_FUNCTION_BIPHASIC_EXPONENTIAL)
-        _Change(); // it forces frequency and width, which must not wait for the old period
+        _Change(); // it sets frequency and width, which must not wait for the old period
     else
         _ChangeRequested();
     zeka::PauseBehindFrame(kSettleMs);

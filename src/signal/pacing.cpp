@@ -1,10 +1,10 @@
-// pacing.cpp - pacemaker pulses on the DC channel and the overshoot they leave on the AC channel.
-// Called once per sample (40000/s) under g_CriticalSection; allocates nothing, calls exp() at most once.
-// Settings come from pacing_settings.cpp, clock and period from signal/state.h.
+// pacing.cpp - pacemaker pulses on the DC channel and the overshoot they leave on the AC channel. Called once
+// per sample (40000/s) under g_CriticalSection; allocates nothing, calls exp() at most once. Settings come
+// from pacing_settings.cpp, clock and period from signal/state.h.
 //
-// Two things are not computed afresh for every sample. Between two marks of the pacing clock nothing can
-// start, so the clock is divided into periods only near its marks; and the exponentials of a pulse repeat
-// with every pulse, so each is computed once and kept as the same double.
+// Two things are not computed for every sample. Nothing can start between two marks of the pacing clock, so
+// the clock is divided into periods only near its marks. The exponentials repeat with every pulse, so each is
+// computed once and kept as the same double.
 #include "signal/pacing.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@
 namespace zeka {
 namespace {
 
-constexpr double kNearMarkS = 0.000105; // a pulse starts on the first sample this near to a mark
+constexpr double kNearMarkS = 0.000105; // a pulse starts with the first sample this near to a mark
 constexpr double kRearmS = 0.01;        // its trigger arms again this long after the mark
 constexpr double kWholeSlack = 1e-6;    // periods: rounding may leave a mark just below a whole number
 constexpr double kSecondPulse1S = 0.15; // pulse mode 1
@@ -30,9 +30,9 @@ constexpr double kFastestSyncS = 1.0 / 6.0;
 constexpr double kTriangleDelayS = 0.01;
 constexpr int kNoPulseYet = 1000;
 
-/// Time since the pacing clock's last mark, s; a hair below zero where the slack counts a mark as reached.
-/// While the shifted clock itself is below zero (a late QRS, at the start of a stream) it counts up to the
-/// mark: that one pulse comes four samples early.
+/// Time since the pacing clock's last mark, s; slightly below zero where the slack counts a mark as reached.
+/// While the shifted clock itself is below zero (a late QRS, at the start of a stream) the time counts up to
+/// the mark, so that one pulse comes four samples early.
 double SinceMark(double offset) ZEKA_NEEDS_LOCK
 {
     const double t = g_fOutputTime + offset;
@@ -41,8 +41,8 @@ double SinceMark(double offset) ZEKA_NEEDS_LOCK
 }
 
 /// A stretch of stream time in which examining the triggers would change nothing. It holds for one pacing
-/// clock only; everything the clock depends on is part of it, and the latches move only when the triggers are
-/// examined.
+/// clock only, so it contains everything that the clock depends on. Invariant: the latches change only
+/// when the triggers are examined.
 struct QuietStretch {
     double from = 0.0, until = 0.0; // s of stream time, from <= time < until
     double offset = 0.0, period = 0.0;
@@ -55,8 +55,8 @@ struct QuietStretch {
     }
 };
 
-/// How long from now a trigger just examined stays as it is, s; shortened by far more than the rounding of
-/// the clock.
+/// How long a trigger that has just been examined stays as it is, s; shortened by far
+/// more than the clock's rounding.
 double QuietFor(double offset, bool latch) ZEKA_NEEDS_LOCK
 {
     constexpr double kMarginS = 0.000001;
@@ -67,8 +67,8 @@ double QuietFor(double offset, bool latch) ZEKA_NEEDS_LOCK
     return to_mark - kNearMarkS - kMarginS;
 }
 
-/// The exponentials of the running settings, each computed when first met. Counted in samples: a pulse is at
-/// most 3 ms, the overshoot of the slowest rate (10 per minute) runs for 6 s.
+/// The exponentials for the settings in use, each computed when first needed. Room, in samples: a pulse lasts
+/// at most 3 ms, the overshoot of the slowest rate (10 per minute) 6 s.
 class PulseShape {
 public:
     /// Pulse length in samples; forgets the values when the settings they belong to have changed.
@@ -85,7 +85,7 @@ public:
         return length_;
     }
 
-    /// exp(-sample / length): what is left of the droop's way.
+    /// exp(-sample / length): the share of the droop that is still to come.
     double Droop(int sample)
     {
         assert(sample >= 0 && length_ > 0); // within a pulse
@@ -97,7 +97,7 @@ public:
         return value;
     }
 
-    /// The overshoot's decay `sample` samples into the pulse, from the first sample behind it on.
+    /// The overshoot's decay, `sample` samples after the start of the pulse. REQUIRES: the pulse is over.
     double Decay(int sample)
     {
         assert(sample >= length_); // behind it
@@ -156,8 +156,8 @@ int QuietPacingSamples(int limit)
     assert(limit >= 0);
     if (s_PulsesRequired < 1 || !quiet.Covers(ClockOffset()))
         return 0;
-    const double samples =
-        (quiet.until - g_fOutputTime) * g_nSampleRate - 1; // the last one is left out: rounding
+    // The last one is left out because of rounding.
+    const double samples = (quiet.until - g_fOutputTime) * g_nSampleRate - 1;
     return std::clamp(TruncToInt(samples), 0, limit);
 }
 
@@ -185,7 +185,7 @@ void DerivePacing()
     s_PulsesRequired = 0;
     s_PacDelayTP = 0.0;
     if (g_PA == 0.0)
-        return; // the rest keeps its values: nobody looks at them
+        return; // the rest keeps its values: none is read while pacing is off
 
     s_PulsesRequired = g_PacingPulse != 0 ? 2 : 1;
     s_OTC = g_PacingOvershootTC / 1000.0;
@@ -205,7 +205,7 @@ void _CheckIfPacingPulseNeeded(double offset, bool& latch)
         if (d > zeka::kRearmS)
             latch = false;
     } else if (std::fabs(d) < zeka::kNearMarkS) {
-        s_ppc = 0; // also cuts short whatever runs of the pulse before
+        s_ppc = 0; // also cuts the pulse before and its overshoot short
         s_PacingIndicationNeeded = true;
         latch = true;
     }
@@ -213,8 +213,8 @@ void _CheckIfPacingPulseNeeded(double offset, bool& latch)
 
 double _GetPacingV5(double& acc)
 {
-    // They outlive every change and restart: a pulse is not started twice at one mark because a setting moved
-    // there.
+    // The latches outlive every change and restart, so that a setting that changes at a mark does
+    // not start a second pulse there.
     static constinit bool _PacingPulse0Triggered = false;
     static constinit bool _PacingPulse1Triggered = false;
     static constinit bool _PacingPulse2Triggered = false;

@@ -10,14 +10,15 @@
 /// DC-channel voltage (mV) of the current sample; adds the overshoot (mV) to acc. Called once per sample.
 double _GetPacingV5(double& acc) ZEKA_NEEDS_LOCK;
 
-/// Starts a pulse when the stream time, shifted by offset (s), is at a whole pacing period.
+/// Starts a pulse when the stream time plus offset (s) is at a whole pacing period. The latch keeps a pulse
+/// from being started twice at one mark.
 void _CheckIfPacingPulseNeeded(double offset, bool& latch) ZEKA_NEEDS_LOCK;
 
 namespace zeka {
-/// The pacing values that follow from the settings; part of the apply step, after the ECG timing.
+/// Derives the pacing values from the settings; part of the apply step, after the ECG timing.
 void DerivePacing() ZEKA_NEEDS_LOCK;
 
-/// DC voltage (mV) while nothing is paced; `staircase` says the level of the input dynamic range test.
+/// DC voltage (mV) while nothing is paced; `staircase` returns the level of the input dynamic range test.
 template <typename Staircase> double UnpacedDc(Staircase staircase) ZEKA_NEEDS_LOCK
 {
     if (g_BaseLineOverload != 0)
@@ -25,13 +26,12 @@ template <typename Staircase> double UnpacedDc(Staircase staircase) ZEKA_NEEDS_L
     return g_MainOutput == ZEKA_FUNCTION_INPUT_DYNAMIC_RANGE ? staircase() : static_cast<double>(g_DCSetting);
 }
 
-/// How many samples, the one at the current stream time included, are certain to start no pulse and to arm no
-/// trigger while the clock advances by one sample each and no setting changes; at most limit. 0 means "ask
-/// _GetPacingV5 for this sample", which is what it says near the marks, while pacing is off and where nothing
-/// is known yet.
+/// How many samples, from the one at the current stream time on, are certain to start no pulse and to arm no
+/// trigger while no setting changes; at most limit. 0 means "call _GetPacingV5 for this sample": near the
+/// marks, while pacing is off and where nothing is known yet.
 int QuietPacingSamples(int limit) ZEKA_NEEDS_LOCK;
 
-/// That many samples at once (or fewer): the same doubles and the same state as one call of _GetPacingV5 for
-/// each, with the overshoot starting from 0.0. Both spans have the same length.
+/// Computes that many samples (or fewer) at once: the same doubles and the same state as one call of
+/// _GetPacingV5 for each, with the overshoot starting from 0.0. REQUIRES: both spans have the same length.
 void QuietPacing(std::span<double> dc, std::span<double> overshoot) ZEKA_NEEDS_LOCK;
 } // namespace zeka

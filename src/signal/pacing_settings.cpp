@@ -1,6 +1,6 @@
-// pacing_settings.cpp - the exported settings of the pacing pulses. A new
-// value is heard from the end of the running period while a function streams, else at once. Getters take the
-// lock alone.
+// pacing_settings.cpp - the exported settings of the pacing pulses. While a function streams, on and off,
+// rate and time constant take effect at the end of the running period. The sample path reads height, width,
+// pulse mode and overshoot directly: they take effect with the next sample. Getters take the lock alone.
 #include <cmath>
 
 #include "signal/apply.h"
@@ -26,8 +26,7 @@ int ZEKASetPacingDuration(double ms) { return zeka::Set(zeka::kDuration, ms); }
 int ZEKASetOvershootTimeConstant(unsigned int ms) { return zeka::Set(zeka::kTimeConstant, ms); }
 int ZEKASetOvershootAmplitude(double mV)
 {
-    return zeka::Set(zeka::kOvershoot,
-                     std::fabs(mV)); // the overshoot always opposes the pulse: its sign says nothing
+    return zeka::Set(zeka::kOvershoot, std::fabs(mV)); // the overshoot always opposes the pulse
 }
 
 int ZEKASetPacingAmplitude(double mV)
@@ -60,7 +59,7 @@ int ZEKASetPacingRateSynchronized()
     if (const int refusal = zeka::Refusal(frame, zeka::kPacingRatePerMin.Contains(g_F * 60));
         refusal != zeka::kOk)
         return refusal;
-    g_pacingSynchronized = true; // heard with the next change that somebody else asks for
+    g_pacingSynchronized = true; // takes effect with the next change of another setter
     return zeka::kOk;
 }
 

@@ -1,6 +1,6 @@
-// parameters.cpp (signal) - setters and getters of the main signal: amplitude, frequency, pulse width, ECG
-// timing and waves, DC offset. One frame for all setters; the plain ones differ only in a line of the table
-// below.
+// parameters.cpp (signal) - setters and getters of the main signal: amplitude, frequency, pulse
+// width, ECG timing and waves, DC offset. All setters use SetterFrame; the plain ones differ only
+// in a row of the table below.
 #include <cassert>
 
 #include "device/output_stage.h"
@@ -45,8 +45,8 @@ constexpr Interval kPrIntervalMs{0.0, 200.0};
 constexpr double kShortestPDurationMs = 50.0;
 constexpr Interval kDcOffsetMv{-1000.0, 1000.0};
 
-/// A P wave cannot be longer than the PR interval that holds it, nor stay shorter than its own minimum
-/// without need.
+/// Shortens the P wave to a PR interval that is too short for it, and brings it back to its minimum
+/// when the interval allows that.
 void FitPDurationTo(double pr_interval) ZEKA_NEEDS_LOCK
 {
     if (pr_interval < kShortestPDurationMs)
@@ -55,14 +55,14 @@ void FitPDurationTo(double pr_interval) ZEKA_NEEDS_LOCK
         g_PDuration = kShortestPDurationMs;
 }
 
-/// The two pulses refuse a frequency above their cap; every other function lowers it when it is applied.
+/// The two pulses refuse a frequency above their cap; for every other function the apply step lowers it.
 constexpr bool IsCheckedAgainstItsCap(int function)
 {
     return function == ZEKA_FUNCTION_RECTANGULAR_PULSE || function == ZEKA_FUNCTION_TRIANGULAR_PULSE;
 }
 
-/// Sends what the DC offset setters stored. The result does not matter: the value holds and goes with every
-/// sample.
+/// Sends what the DC offset setters stored. Ignores the result, because the value
+/// holds and goes with every sample.
 void SendDcOffset(int channel) ZEKA_NEEDS_LOCK
 {
     assert(zeka::HoldsCriticalSection() && zeka::IsChannel(channel));
@@ -121,7 +121,7 @@ int ZEKASetSTDeviation(double mV) { return Set(kStDeviation, mV); }
 int ZEKASetSTSegment(double ms) { return Set(kStSegment, ms); }
 int ZEKASetTDuration(double ms) { return Set(kTDuration, ms); }
 
-// These four are asked for by displays that must not wait behind a setter; the others take the lock.
+// Displays call these four and must not wait behind a setter; the others take the lock.
 double ZEKAGetAmplitude() { return Peek(g_Amplitude); }
 double ZEKAGetFrequency() { return Peek(g_F); }
 double ZEKAGetQRSDuration() { return Peek(g_QRSDuration); }

@@ -1,5 +1,5 @@
-// point_pen.h (signal) - the pen of the plain road: draws a shape of signal/shapes.h at one instant. The
-// first piece that the instant lies in is the one it draws.
+// point_pen.h (signal) - the pen of the plain path: draws a shape of signal/shapes.h at one instant. It draws
+// the first piece that contains the instant.
 #pragma once
 
 #include <algorithm>
@@ -13,8 +13,7 @@ namespace zeka {
 
 class PointPen {
 public:
-    /// t: time within the period (s); stream_time: s; scale: R scale of a beat (mV); breath: breathing, -1
-    /// .. 1.
+    /// t: time within the period (s); stream_time: s; scale: R scale of a beat (mV); breath: -1 .. 1.
     explicit PointPen(double t, double stream_time, double scale = 0.0, double breath = 0.0) noexcept
         : t_(t), stream_time_(stream_time), scale_(scale), breath_(breath)
     {
@@ -46,7 +45,7 @@ public:
     void AddBreath(double swing) { mv_ += swing * breath_; }
     void Limit(double limit) { mv_ = std::clamp(mv_, -limit, limit); }
 
-    /// Draws over what stands there: pieces of a wave with this period on the clock of the stream.
+    /// Draws the pieces of a wave with this period, on the clock of the stream, over what is drawn already.
     template <typename Draw> void AlongWave(double period, Draw draw)
     {
         Wave wave{mv_, TimeInPeriod(stream_time_, period)};

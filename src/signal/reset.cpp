@@ -1,6 +1,7 @@
-// reset.cpp (signal) - back to the defaults, through the setters, in the order the instrument needs: output
-// off first, test modes after the signal, output state last. A step whose setter fails (no device) is
-// skipped.
+// reset.cpp (signal) - sets everything back to the defaults through the setters, in
+// the order that the instrument
+// needs: output off first, test modes after the signal, output state last. A step whose setter fails (no
+// device) is skipped. Each setter takes the lock for itself.
 #include "device/identity.h"
 #include "link/serial_link.h"
 #include "signal/state.h"
@@ -8,8 +9,8 @@
 
 namespace {
 
-/// Sets a value only when it differs: a setter costs an exchange, and while streaming a wait for the next
-/// request.
+/// Sets a value only when it differs, because a setter costs an exchange and, while streaming,
+/// a wait for the next request.
 template <typename T, typename Setter> void Restore(T now, T start, Setter set)
 {
     if (now != start)
@@ -19,7 +20,7 @@ template <typename T, typename Setter> void Restore(T now, T start, Setter set)
 void ResetHardware()
 {
     const CAutoCriticalSection lock(g_CriticalSection);
-    if (zeka::DeviceUsable()) // one that is being searched or set up does not take part
+    if (zeka::DeviceUsable()) // not one that is still being set up
         (void)ResetHwStatus();
 }
 

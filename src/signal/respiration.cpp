@@ -1,6 +1,6 @@
-// respiration.cpp - the breathing curve that modulates the synthesised ECG, and the settings it is made from.
-// The curve is evaluated up to twice per sample under g_CriticalSection. The respiration that the instrument
-// itself produces is commanded in respiration_commands.cpp; applications normally drive both together.
+// respiration.cpp - the breathing curve that modulates the synthesised ECG, and its settings. The curve is
+// evaluated up to twice per sample under g_CriticalSection. respiration_commands.cpp commands the respiration
+// that the instrument itself produces; applications normally use both together.
 #include "signal/respiration.h"
 
 #include "link/serial_link.h"
@@ -46,7 +46,7 @@ int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apneaSeconds, 
 
     const double parts = static_cast<double>(ratio);
     if (breathsPerMinute == 0 || ratio == 0 || ratio == -1) {
-        s_OneRespireS = s_ExhaleS = s_InhaleS = 0.0; // no such breath: the curve stays flat
+        s_OneRespireS = s_ExhaleS = s_InhaleS = 0.0; // no breath: the curve stays flat
     } else {
         s_OneRespireS = zeka::kMinuteS / breathsPerMinute;
         s_ExhaleS = s_OneRespireS * parts / (parts + 1);
@@ -57,8 +57,9 @@ int SetRespireAlgorithmParam(int breathsPerMinute, int ratio, int apneaSeconds, 
     s_AmpModV = g_Amplitude * amplitudePercent / 100.0;
     if (ratePercent != 0) {
         s_FreqModHz = g_F * ratePercent / 100.0;
+        // A new beat begins now, with the length of the running period.
         s_FreqModPreEndT = g_fOutputTime;
-        s_FreqModEndT = g_fOutputTime + g_fTimePeriod; // the running beat is finished first
+        s_FreqModEndT = g_fOutputTime + g_fTimePeriod;
     } else {
         s_FreqModHz = 0.0;
     }

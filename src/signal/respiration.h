@@ -1,5 +1,5 @@
-// respiration.h (signal) - the breathing curve that modulates the synthesised ECG. The commands to the
-// instrument's own respiration stand beside it.
+// respiration.h (signal) - the breathing curve that modulates the synthesised ECG. respiration_commands.cpp
+// commands the instrument's own respiration.
 #pragma once
 
 #include <cmath>
@@ -13,11 +13,11 @@ double _solveRespireVoltage(double t) ZEKA_NEEDS_LOCK;
 double _solveRespireV() ZEKA_NEEDS_LOCK;
 
 namespace zeka {
-/// The breathing curve at any stream time (s): breath after breath, and still at the end of each minute of
-/// apnea.
+/// The breathing curve at any stream time (s): breath after breath, 0.0 in the
+/// apnea at the end of each minute.
 double BreathAt(double time) ZEKA_NEEDS_LOCK;
 
-/// A half sine over one part of the breath. A part without length has no curve.
+/// A half sine over one part of the breath; 0.0 for a part without length.
 inline double HalfSine(double t, double length)
 {
     return length == 0.0 ? 0.0 : std::sin(t * kTwoPi / (2 * length));

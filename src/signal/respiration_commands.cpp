@@ -1,8 +1,7 @@
 // respiration_commands.cpp - the respiration that the instrument produces itself: its command, its switches
 // and the apnea cycle of one minute. Results here are 1 for done and 0 for not done, but for the external
-// module's switch. All run under g_CriticalSection. EnableApneaByTime is called by the sample stream once per
-// burst and never waits for a request: the burst it belongs to has just answered one, or is the one that
-// starts the stream.
+// module's switch. All run under g_CriticalSection. The sample stream calls EnableApneaByTime once per burst;
+// that call never waits for a request, because its burst has just answered one or starts the stream.
 #include <array>
 #include <cassert>
 #include <cstdint>
@@ -15,7 +14,7 @@
 namespace zeka {
 namespace {
 
-namespace respiration_command { // host to instrument; what is not named is zero
+namespace respiration_command { // host to instrument; bytes without a name are 0
 constexpr std::size_t kBytes = 19;
 constexpr std::array<std::uint8_t, 3> kHead{0xEA, 0xFF, 0x01};
 constexpr std::size_t kFrequencyAt = 8;
@@ -33,7 +32,7 @@ constexpr int kNotDone = 0;
 constexpr int kExternalModuleOk = 0;
 constexpr int kExternalModuleFailed = 1;
 
-/// The codes are the instrument's own; the library passes on the low 8 bits of what the application said.
+/// The codes are the instrument's own; the library sends the low 8 bits of the application's values.
 struct RespirationCodes {
     std::uint8_t variation, frequency, ratio, baseline;
 };
@@ -53,7 +52,7 @@ bool SendRespiration(const RespirationCodes& codes, bool apnea)
            reply[layout::kStatusAt] == kStatusDone;
 }
 
-/// Switches the instrument's apnea with the codes it was last told.
+/// Switches the instrument's apnea, with the codes that were last sent.
 int SwitchApnea(bool on) ZEKA_NEEDS_LOCK
 {
     assert(HoldsCriticalSection());
@@ -65,7 +64,7 @@ int SwitchApnea(bool on) ZEKA_NEEDS_LOCK
     return kDone;
 }
 
-/// Everything that a later EnableRespiration(true) must not find again; the instrument is not told.
+/// Clears what a later EnableRespiration(true) must not find again. Sends nothing.
 void ForgetRespiration() ZEKA_NEEDS_LOCK
 {
     assert(HoldsCriticalSection());
@@ -98,7 +97,7 @@ int SetRespiration(int variation, int frequency, int ratio, int baseline, int ap
     g_nRespirationFrequency = codes.frequency;
     g_nRespirationRatio = codes.ratio;
     g_nRespirationBaseline = codes.baseline;
-    // Of the argument, not of its low 8 bits; one that no instrument knows attenuates nothing.
+    // From the whole argument, not its low 8 bits; a value that is not in the table attenuates nothing.
     g_nRespirationResistance =
         static_cast<std::int32_t>((std::int64_t{baseline} + 1) * zeka::kOhmsPerBaselineCode);
     g_nRespirationApneaTime = apneaSeconds;
@@ -117,8 +116,8 @@ void EnableApneaByTime(int seconds)
     const bool want = seconds % 60 > std::int64_t{60} - g_nRespirationApneaTime;
     if (want == g_bRespirationApneaEnabled)
         return;
-    // Flipped first, whatever becomes of the command: a silent instrument must not cost every later burst its
-    // time-out.
+    // Changed before the command, and kept when that fails: a silent instrument must not cost
+    // every later burst a time-out.
     g_bRespirationApneaEnabled = want;
     (void)zeka::SwitchApnea(want);
 }

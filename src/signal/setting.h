@@ -1,5 +1,5 @@
-// setting.h (signal) - what the exported setters and getters have in common: a frame, a refusal, a range, a
-// store, an apply step, in this order. A setting that needs nothing else is a row of its file's table.
+// setting.h (signal) - what the exported setters and getters have in common: frame, refusal, range, store and
+// apply step, in this order. A setting that needs nothing else is a row of its file's table.
 #pragma once
 
 #include <cassert>
@@ -12,7 +12,7 @@
 
 namespace zeka {
 
-/// Opens a setter that exchanges nothing while a function streams: the lock alone, without the request wait.
+/// Opens a setter that exchanges nothing while a function streams: takes the lock without the request wait.
 class ZEKA_SCOPED_LOCK LockFrame {
 public:
     LockFrame() ZEKA_ACQUIRES(g_CriticalSection) : lock_(g_CriticalSection), ready_(DeviceUsable()) {}
@@ -23,11 +23,11 @@ public:
     [[nodiscard]] bool Ready() const noexcept { return ready_; }
 
 private:
-    CAutoCriticalSection lock_; // first member: taken before the look, released last
+    CAutoCriticalSection lock_; // first member: taken before the device is checked, released last
     bool ready_;
 };
 
-/// Why a setter stores nothing; kOk when it may. The device comes before the range.
+/// Why a setter stores nothing; kOk when it may. A missing device outranks a value out of range.
 template <typename Frame> [[nodiscard]] int Refusal(const Frame& frame, bool in_range = true) noexcept
 {
     if (!frame.Ready())
@@ -35,11 +35,11 @@ template <typename Frame> [[nodiscard]] int Refusal(const Frame& frame, bool in_
     return in_range ? kOk : kOutOfRange;
 }
 
-/// A setting whose setter checks a range, stores and applies.
+/// A setting whose setter checks a range, stores the value and applies it.
 template <typename T> struct Setting {
     T* value;
     Interval accepted;
-    void (*apply)(); // _Change: from the next sample; _ChangeRequested: from the end of the running period
+    void (*apply)(); // _Change: with the next sample; _ChangeRequested: at the end of the running period
 };
 
 inline constexpr Interval kAnyNumber{-std::numeric_limits<double>::infinity(),
@@ -58,7 +58,7 @@ int Set(const Setting<T>& setting, std::type_identity_t<T> value)
     return kOk;
 }
 
-/// A getter that comes after the setter that is under way.
+/// A getter that waits for the setter that is under way.
 template <typename T> [[nodiscard]] T GetLocked(const T* value)
 {
     const CAutoCriticalSection lock(g_CriticalSection);

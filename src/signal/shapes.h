@@ -1,20 +1,20 @@
-// shapes.h (signal) - what every output function draws, but for the ECGs (signal/ecg.h): the definition of
-// the signal. Each shape is drawn in pieces, first to last, by one of two pens: the plain road's draws one
-// instant (signal/point_pen.h), the fast road's a run of samples (stream/run_pen.h). Both evaluate the same
-// formulas in double and in the order in which they stand, so the words sent are reproducible to the bit.
-// Called under g_CriticalSection; allocates nothing, blocks nowhere.
+// shapes.h (signal) - the definition of the signal: what every output function draws, but for the ECGs
+// (signal/ecg.h). A shape is drawn in pieces, first to last, by one of two pens. The pen of the plain path
+// draws one instant (signal/point_pen.h), the pen of the fast path a run of samples (stream/run_pen.h). Both
+// evaluate the same formulas in double and in the order in which they stand, so the words sent are reproducible
+// to the bit. Called under g_CriticalSection; allocates nothing, blocks nowhere.
 //
 // What a pen offers to a shape:
-//   Until(bound, formula)           draws formula(t) up to the instant `bound` (s), from where the piece
-//   before ended ToTheEnd(formula)               draws the rest of the period Held(rate, lookup, raw, count)
-//   draws lookup(t), which changes `rate` times a second at most; `raw`, unless
-//                                   null, holds what lookup(t) finds for indexes 0 .. count - 1
+//   Until(bound, formula)           draws formula(t) from the end of the piece before up to `bound` (s)
+//   ToTheEnd(formula)               draws the rest of the period
+//   Held(rate, lookup, raw, count)  draws lookup(t), which changes at most `rate` times a second; `raw`,
+//                                   unless null, holds what lookup(t) finds for indexes 0 .. count - 1
 //   Ramp(level, step)               adds step to level for each sample and draws level
 //   AddSine(amplitude, w)           adds amplitude * sin(w * stream time)
-//   AddRandom(amplitude, largest)   adds a value of rand(), which is at most `largest`
-//   Limit(limit)                    holds everything within -limit .. limit
+//   AddRandom(amplitude, largest)   adds a value of rand(), at most `largest`, scaled to +- amplitude
+//   Limit(limit)                    limits everything to -limit .. limit
 //   StreamTime()                    stream time of the (first) sample, s
-// A formula that takes the R scale too, and AlongWave and AddBreath, are for the beats alone.
+// Formulas that take the R scale too, AlongWave and AddBreath are for the beats alone.
 #pragma once
 
 #include <cmath>
@@ -29,8 +29,8 @@
 
 namespace zeka {
 
-/// A formula in two steps. A pen that fills a run computes all arguments first: products are vector code,
-/// calls of a curve are not.
+/// A formula in two steps. A pen that fills a run computes all arguments first, because products are vector
+/// code and calls of a curve are not.
 template <typename Argument, typename Curve> struct InTwoSteps {
     Argument argument;
     Curve curve;
@@ -84,7 +84,7 @@ template <typename Pen> void DrawRectangularPulse(Pen& pen) ZEKA_NEEDS_LOCK
     pen.Until(s_PW, Flat{2.0 * s_A}) || pen.ToTheEnd(Flat{0.0});
 }
 
-/// Starts late while pacing: the triangle makes room for the pacing pulse.
+/// Starts late while pacing, to make room for the pacing pulse.
 template <typename Pen> void DrawTriangularPulse(Pen& pen) ZEKA_NEEDS_LOCK
 {
     const double a = s_A, start = s_PacDelayTP, width = s_PW;
@@ -111,7 +111,7 @@ template <typename Pen> void DrawBiphasicExponential(Pen& pen) ZEKA_NEEDS_LOCK
         pen.ToTheEnd([a](double t) { return -a * std::exp(-(t - kSecondPulseS) / kDecayS); });
 }
 
-/// A standard waveform.
+/// Draws a standard waveform.
 template <typename Pen, typename Lookup> void DrawTable(Pen& pen, double rate, Lookup lookup)
 {
     pen.Held(rate, lookup, nullptr, 0);

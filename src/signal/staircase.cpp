@@ -1,5 +1,5 @@
-// staircase.cpp (signal) - the DC staircase of the input dynamic range test, and where its steps are. Called
-// once per sample by the plain road, once per run by the fast one, under g_CriticalSection.
+// staircase.cpp (signal) - the DC staircase of the input dynamic range test, and where its steps are. The
+// plain path calls it once per sample, the fast path once per run, under g_CriticalSection.
 #include "signal/staircase.h"
 
 #include <cstdint>
@@ -12,16 +12,17 @@ namespace {
 
 using staircase::kEndS, staircase::kTurnS;
 
-constexpr double kStartToldUntilS = 0.0003, kEndToldUntilS = 1220.0003; // on every sample, 12 each
+// The callback gets the first 12 samples of the stream and the first 12 behind the end.
+constexpr double kStartToldUntilS = 0.0003, kEndToldUntilS = 1220.0003;
 constexpr double kFloorMv = -300.0;
 constexpr double kStepMv = 0.5;
 constexpr double kStepS = 0.5;
-constexpr double kNearStepS = 0.0005; // steps, and all that is told, lie within this of a whole half second
+constexpr double kNearStepS = 0.0005; // steps and callbacks lie within this of a whole half second
 constexpr double kTicksPerS = 10000.0;
 constexpr std::int64_t kTicksPerStep = 5000;
 
-/// Knows the first sample of each half-second mark. At 40000 samples per second the four samples of one tick
-/// all lie on the mark; the sample before tells them apart, whatever stream it belonged to.
+/// Recognises the first sample of each half-second mark. At 40000 samples per second the four samples of one
+/// tick all lie on the mark; the sample before, of whichever stream, tells the first of them from the others.
 class StepMark {
 public:
     [[nodiscard]] bool IsNew(double time)
@@ -62,7 +63,7 @@ double StaircaseDc()
     }
     if (step_mark.IsNew(time)) {
         s_InputDynamicRangeDC += time <= kTurnS ? kStepMv : -kStepMv;
-        s_InputDynamicRangeAC = 0.0; // the ramp on the AC channel starts over from the new step
+        s_InputDynamicRangeAC = 0.0; // the ramp on the AC channel starts again from the new step
         Notify(g_SyncDCOffsetCB, TruncToInt(s_InputDynamicRangeDC));
     }
     return s_InputDynamicRangeDC;

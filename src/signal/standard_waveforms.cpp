@@ -1,6 +1,5 @@
 // standard_waveforms.cpp - the standard test waveforms: their selection, the lookup of one sample (40000/s,
-// under g_CriticalSection, no lock of its own) and the arrays that applications read whole (any thread, no
-// lock).
+// under g_CriticalSection) and the whole arrays for applications (any thread, no lock).
 #include "signal/standard_waveforms.h"
 
 #include <array>
@@ -31,8 +30,8 @@ static_assert(std::size(ECG227) == pattern247::kBeatSamples);
 
 constexpr double kMicrovoltsPerMv = 1000.0;
 
-// The patterns' memory belongs to the library's image: nothing is mapped before a pattern is built, no
-// allocation can fail, and it ends exactly with the unloading, when no thread can play from it any more.
+// The patterns' memory belongs to the library's image: its pages are mapped when a pattern is built, no
+// allocation can fail, and the memory ends with the unloading, when no thread can play from it any more.
 constinit std::array<std::array<double, pattern247::kMinute>, pattern247::kCount - 1> minutes = {};
 constinit std::array<double, pattern247::kHour> hour = {};
 
@@ -59,13 +58,13 @@ std::span<double> PatternMemory(int pattern)
     return minutes[static_cast<std::size_t>(pattern)];
 }
 
-/// The pattern when it is complete, else null. Never waits: a burst is being built.
+/// The pattern when it is complete, else null. Never waits, because a burst is being built.
 const double* BuiltPattern(int pattern)
 {
     return std::atomic_ref(PatternSlot(pattern)).load(std::memory_order_acquire);
 }
 
-/// Builds the pattern unless somebody has; a second caller waits for the first.
+/// Builds the pattern on the first call; a second caller waits for the first.
 void BuildPattern(int pattern)
 {
     if (!IsPattern(pattern))
@@ -77,9 +76,9 @@ void BuildPattern(int pattern)
     });
 }
 
-/// Sample `at` of the waveform `index`, uV to mV; 0.0 for an index that is none. Between the selection of a
-/// function and the end of the running period the time still follows the older, maybe longer period: the
-/// lookup then runs on into the waveforms behind the selected one, as it does on every instrument of the
+/// Sample `at` of the waveform `index`, uV to mV; 0.0 for an index outside the table. From the selection
+/// of a function to the end of the running period the time still follows the former, maybe longer period.
+/// The lookup then runs on into the waveforms behind the selected one, as on every instrument of the
 /// family, but never out of the table.
 double SampleMv(std::span<const int> table, std::size_t slots, int index, double at)
 {
@@ -93,7 +92,8 @@ double SampleMv(std::span<const int> table, std::size_t slots, int index, double
     return table[static_cast<std::size_t>(element)] / kMicrovoltsPerMv;
 }
 
-/// One selection for three families of waveforms; the output function chooses whose it is.
+/// Stores the one index of three families of waveforms; the output function decides
+/// which family it selects from.
 int SelectWaveform(int index)
 {
     {
@@ -102,11 +102,11 @@ int SelectWaveform(int index)
         _Change();
     }
     if (Peek(g_MainOutput) == ZEKA_FUNCTION_IEC60601_2_47)
-        BuildPattern(index); // another thread selected the function meanwhile
+        BuildPattern(index); // another thread has selected the function meanwhile
     return 0;
 }
 
-/// Selection through one of the two families that function 16 does not play.
+/// Selection by the setter of one of the two families that function 16 does not play.
 int SelectOtherWaveform(int index)
 {
     if (Peek(g_MainOutput) == ZEKA_FUNCTION_IEC60601_2_47)
@@ -160,7 +160,7 @@ int SetSpecialWave251(int index) { return zeka::SelectOtherWaveform(index); }
 
 int SetSpecialWave247(int index)
 {
-    zeka::BuildPattern(index); // before the lock: a burst must not wait for 3.6 million samples
+    zeka::BuildPattern(index); // before the lock, because a burst must not wait for 3.6 million samples
     return zeka::SelectWaveform(index);
 }
 
@@ -180,7 +180,7 @@ int SetANE20000Lead(int lead)
 
 int GetANE20000Lead() { return zeka::Peek(g_nANE20000ChannelNumber); }
 
-// --- whole waveforms; the pointers lead into the library's own storage, which nobody may write
+// --- whole waveforms; the pointers lead into the library's own storage, which applications must not write
 
 int* GetSpecialWave227Array(int index, unsigned int* length, unsigned int* rate)
 {

@@ -1,5 +1,4 @@
-// state.cpp (signal) - the shared signal state with its start-up values; what each value means stands in
-// state.h.
+// state.cpp (signal) - the shared signal state with its start-up values; state.h says what each value means.
 #include "signal/state.h"
 
 #include "stream/end_of_playback.h"

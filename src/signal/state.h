@@ -1,8 +1,9 @@
 // state.h (signal) - what the whole signal path shares. Data only, so every room may include it.
-// Guarded by g_CriticalSection; ZEKA_LOCKED lets clang prove that at compile time. Values marked "peek" are
-// also read without the lock (getters that must not wait behind a busy setter): they are written with
-// zeka::Publish and read with zeka::Peek (util/peek.h) on every thread, and carry no ZEKA_LOCKED. Defined
-// with their start-up values in state.cpp, constant-initialised: no thread can meet a half-started value.
+// Guarded by g_CriticalSection; ZEKA_LOCKED lets clang prove that at compile time. Values marked "peek"
+// are also read without the lock, by getters that must not wait behind a busy setter. Every thread
+// writes them with zeka::Publish and reads them with zeka::Peek (util/peek.h); they carry no
+// ZEKA_LOCKED. state.cpp defines all values with their start-up values, constant-initialised, so that
+// no thread can see a half-initialised one.
 #pragma once
 
 #include <cstdint>
@@ -13,16 +14,17 @@
 #define ZEKA_NEEDS_LOCK ZEKA_REQUIRES(g_CriticalSection)
 
 namespace zeka {
-inline constexpr double kTwoPi =
-    6.2831853; // the instrument family's 2*pi: every formula uses exactly this constant
+// The instrument family's 2*pi: every formula uses exactly this constant.
+inline constexpr double kTwoPi = 6.2831853;
 inline constexpr int kChannels = 4;
 } // namespace zeka
 
-// A table, one line a value.
+// One line for each value. [sources that write it; none: constant]
+
 // clang-format off
 
 // --- the selected function and the stream
-//                                                      unit    start   meaning [sources that write it]
+//                                                      unit    start   meaning
 extern std::int32_t g_MainOutput;                    // -       0       selected output function, 0 = none; peek [output_function, playback, supervisor, sweep, test_modes, upload]
 extern bool g_bECGGoing;                             // -       false   samples are being streamed; peek [apply, supervisor]
 extern double g_fOutputTime ZEKA_LOCKED;             // s       0.0     signal clock; the sweep rescales it [apply, burst_plain, fast_burst, fast_sweep, upload]
@@ -30,11 +32,11 @@ extern double g_fOutputTimeGraph ZEKA_LOCKED;        // s       0.0     clock of
 extern double g_fTimePeriod ZEKA_LOCKED;             // s       0.0     length of one period [apply, burst_plain, fast_sweep, test_modes, upload]
 extern std::int32_t g_nSampleRate ZEKA_LOCKED;       // 1/s     40000   sample rate of the stream [output_function]
 extern std::uint16_t g_nSequenceCheck ZEKA_LOCKED;   // -       0       sequence number of the next packet, wraps [apply, burst_plain, fast_burst]
-extern std::int32_t s_freqDivider ZEKA_LOCKED;       // -       10      every 10th sample goes to the signal callback [nobody]
+extern std::int32_t s_freqDivider ZEKA_LOCKED;       // -       10      every 10th sample goes to the signal callback [none]
 extern double g_fVoltageRange ZEKA_LOCKED;           // mV      0.0     +- limit of the ECG functions [apply, playback]
-extern double g_RangeV4Ch2Off ZEKA_LOCKED;           // mV      5.0     range without pacing and variable DC [nobody]
-extern double g_RangeV4Ch2On ZEKA_LOCKED;            // mV      5.0     range with them [nobody]
-extern bool s_ChangeOnNextCycle ZEKA_LOCKED;         // -       false   a change waits for the end of the period [apply]
+extern double g_RangeV4Ch2Off ZEKA_LOCKED;           // mV      5.0     range without pacing and variable DC [none]
+extern double g_RangeV4Ch2On ZEKA_LOCKED;            // mV      5.0     range with them [none]
+extern bool s_ChangeOnNextCycle ZEKA_LOCKED;         // -       false   a change takes effect at the end of the period [apply]
 
 // --- waveform parameters as the application set them
 extern double g_F;                                   // Hz      1.0     frequency, beats per second of the ECGs; peek [apply, burst_plain, fast_sweep, parameters, sweep, test_modes]
@@ -64,30 +66,30 @@ extern bool g_bCommonMode;                           // -       false   DC offse
 extern bool g_bRawVariableDC ZEKA_LOCKED;            // -       false   raw data carries a DC channel of its own [apply, raw_data, reset]
 extern std::int32_t g_nDcDACValue ZEKA_LOCKED;       // code    -1      fixed DC code, -1 = none [apply]
 
-// --- callbacks, null = nobody listens; all peek
+// --- callbacks, null = none is registered; all peek
 extern void (*g_GraphCB)(double, double);            // signal output: (s, mV) [lifecycle, output_function]
 extern void (*g_PacingGraphCB)(double, double);      // pacing pulse drawn as a rectangle: (s, mV) [lifecycle, output_function]
 extern void (*g_SyncMainFuncCB)(int);                // the library switched the output function [lifecycle, output_function]
 extern void (*g_SyncFreqCB)(double);                 // the library changed the frequency (Hz) [lifecycle, output_function]
 extern void (*g_BaselineResetCB)(int);               // baseline reset test changed state [lifecycle, output_function]
 extern void (*g_SyncDCOffsetCB)(int);                // DC sweep of function 15 stepped (mV) [lifecycle, output_function]
-extern void (*g_StandardStopCB)();                   // playback ended; always StopCallback [nobody]
+extern void (*g_StandardStopCB)();                   // playback ended; always StopCallback [none]
 
 // --- pacing
 extern double g_PA ZEKA_LOCKED;                      // mV      0.0     pulse height, 0 = off [pacing_settings]
 extern double g_PacingDuration ZEKA_LOCKED;          // ms      2.0     pulse width [pacing_settings]
 extern unsigned g_PacingRate ZEKA_LOCKED;            // 1/min   60      rate while not synchronised [pacing_settings]
-extern bool g_pacingSynchronized ZEKA_LOCKED;        // -       true    pace at the rate of the ECG [pacing_settings]
-extern int g_PacingPulse ZEKA_LOCKED;                // -       0       1, 2: a second pulse 0.15 s, 0.25 s later [pacing_settings]
+extern bool g_pacingSynchronized ZEKA_LOCKED;        // -       true    pace at the rate of the main signal [pacing_settings]
+extern int g_PacingPulse ZEKA_LOCKED;                // -       0       1, 2: a second pulse 0.15 s, 0.25 s before the first [pacing_settings]
 extern unsigned g_PacingOvershootTC ZEKA_LOCKED;     // ms      0       overshoot time constant, 0 = none [pacing_settings]
 extern double g_POA ZEKA_LOCKED;                     // mV      0.0     overshoot amplitude, >= 0 [pacing_settings]
-extern double g_Pacing_leading ZEKA_LOCKED;          // s       0.03    lead of the pulse before the QRS onset [nobody]
+extern double g_Pacing_leading ZEKA_LOCKED;          // s       0.03    lead of the pulse before the QRS onset [none]
 extern int s_PulsesRequired ZEKA_LOCKED;             // -       0       0 off, 1 single pulse, 2 a mode with a second [pacing]
 extern double s_pp ZEKA_LOCKED;                      // s       0.0     pacing period [pacing]
 extern double s_OTC ZEKA_LOCKED;                     // s       0.0     overshoot time constant [pacing]
 extern int s_ppc ZEKA_LOCKED;                        // samples 1000    since the pulse started; 1000 = none yet [pacing]
-extern bool s_PacingPulseRaised ZEKA_LOCKED;         // -       false   a pulse was made since the last change [pacing]
-extern bool s_PacingIndicationNeeded ZEKA_LOCKED;    // -       false   the pacing callback has yet to draw the pulse [burst_plain, pacing]
+extern bool s_PacingPulseRaised ZEKA_LOCKED;         // -       false   a pulse was output since the last change [pacing]
+extern bool s_PacingIndicationNeeded ZEKA_LOCKED;    // -       false   the pacing callback has not yet been given the pulse [burst_plain, pacing]
 
 // --- ECG time points, s from the start of the beat
 extern double s_t1 ZEKA_LOCKED;                      // function 7: R peak [ecg]
@@ -104,14 +106,14 @@ extern double s_Cus_t6 ZEKA_LOCKED;                  // start of T [ecg]
 extern double s_Cus_t7 ZEKA_LOCKED;                  // end of T [ecg]
 
 // --- respiration on the instrument (codes are the instrument's)
-extern bool g_RespirationEnabled ZEKA_LOCKED;        // -       false   attenuation and apnea cycle act [apply, respiration_commands]
+extern bool g_RespirationEnabled ZEKA_LOCKED;        // -       false   attenuation and apnea cycle are on [apply, respiration_commands]
 extern std::uint8_t g_nRespirationVariation ZEKA_LOCKED; //     0 [respiration_commands]
 extern std::uint8_t g_nRespirationFrequency ZEKA_LOCKED; //     0 [respiration_commands]
 extern std::uint8_t g_nRespirationRatio ZEKA_LOCKED; //         0 [respiration_commands]
 extern std::uint8_t g_nRespirationBaseline ZEKA_LOCKED; //      0 [respiration_commands]
 extern std::int32_t g_nRespirationResistance ZEKA_LOCKED; // ohm 0      500 .. 2500, chooses the AC attenuation [respiration_commands]
 extern std::int32_t g_nRespirationApneaTime ZEKA_LOCKED; // s   0       apnea at the end of each minute [respiration_commands]
-extern bool g_bRespirationApneaEnabled ZEKA_LOCKED;  // -       false   apnea as last asked for [respiration_commands]
+extern bool g_bRespirationApneaEnabled ZEKA_LOCKED;  // -       false   apnea as last commanded [respiration_commands]
 extern bool g_ExternalRespireModule ZEKA_LOCKED;     // -       false   only stored [respiration_commands]
 
 // --- respiration modulation of the ECG
@@ -127,8 +129,8 @@ extern double s_FreqModEndT ZEKA_LOCKED;             // s       0.0     end of t
 
 // --- test modes
 extern bool s_FreqScanOn;                            // -       false   a sweep runs; peek [sweep]
-extern bool g_FreqScan1 ZEKA_LOCKED;                 // -       false   it is the sine sweep [sweep]
-extern bool g_FreqScan3 ZEKA_LOCKED;                 // -       false   it is the ECG sweep [sweep]
+extern bool g_FreqScan1 ZEKA_LOCKED;                 // -       false   the sine sweep runs [sweep]
+extern bool g_FreqScan3 ZEKA_LOCKED;                 // -       false   the ECG sweep runs [sweep]
 extern double g_Fstart;                              // Hz      0.67    peek [sweep]
 extern double g_Ffinal;                              // Hz      150.0   peek [sweep]
 extern std::int32_t g_Fduration;                     // s       30      peek [sweep]
@@ -141,8 +143,8 @@ extern double g_MainsNoiseAmp;                       // mV      0.1     peak to 
 extern bool g_AAMIDriftTest;                         // -       false   peek [test_modes]
 extern double g_AAMIDriftTestAmp;                    // mV      4.0     triangle, peak to peak; peek [test_modes]
 extern double g_AAMIDriftTestWaveLen;                // s       10.0    period; peek [test_modes]
-extern double g_AAMIDriftTestWaveLenQuad ZEKA_LOCKED; // s      2.5     a quarter of it [test_modes]
-extern double g_AAMIDriftTestWaveLenQuad3 ZEKA_LOCKED; // s     7.5     three quarters of it [test_modes]
+extern double g_AAMIDriftTestWaveLenQuad ZEKA_LOCKED; // s      2.5     a quarter of the period [test_modes]
+extern double g_AAMIDriftTestWaveLenQuad3 ZEKA_LOCKED; // s     7.5     three quarters of the period [test_modes]
 extern double g_AAMIDriftTestSlope ZEKA_LOCKED;      // mV/s    0.8     2 * amplitude / period [test_modes]
 extern std::int32_t g_BaseLineOverload;              // -       0       baseline reset test state; peek [test_modes]
 extern double s_InputDynamicRangeDC ZEKA_LOCKED;     // mV      0.0     DC level of function 15 [staircase]
@@ -152,7 +154,7 @@ extern double s_InputDynamicRangeAC ZEKA_LOCKED;     // mV      0.0     AC ramp 
 extern std::int32_t g_nSpecialWaveform;              // -       0       index for functions 9, 10 and 16; peek [standard_waveforms]
 extern std::int32_t g_nANE20000ChannelNumber;        // -       0       lead for function 17; peek [standard_waveforms]
 
-// --- loaded recording: heap arrays owned by files/recording_store.cpp, exchanged under the lock
+// --- loaded recording: files/recording_store.cpp owns the arrays (heap) and exchanges them under the lock
 extern double* ECGFile ZEKA_LOCKED;                  // mV      null    AC channel, ECGFileSize samples [recording_store]
 extern std::int32_t ECGFileSize ZEKA_LOCKED;         // samples 0       -7 after a rejected data line [recording_store]
 extern double ECGFileFreq ZEKA_LOCKED;               // 1/s     0.0 [raw_data, recording_store]

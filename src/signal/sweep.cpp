@@ -1,6 +1,6 @@
-// sweep.cpp - frequency sweeps of the sine and of the ECG: their start, their report once per burst and their
-// end. The sweep itself runs in the sample stream, which raises g_F by s_Fd after every sample and keeps the
-// phase.
+// sweep.cpp - frequency sweeps of the sine and of the ECG: start, report once per burst, end. The
+// sweep itself runs in the sample stream, which raises g_F by s_Fd after every sample and keeps the
+// phase. Under g_CriticalSection.
 #include "signal/sweep.h"
 
 #include <cassert>
@@ -22,7 +22,7 @@ constexpr int kStartOutOfRange = -2, kStopOutOfRange = -3, kDurationOutOfRange =
 
 constexpr double kEcgStartHz = 0.05, kEcgStopHz = 0.5, kEcgDurationS = 30.0; // the ECG sweep has no settings
 
-/// The library switches the function by itself, and says so.
+/// Switches the function and calls the function callback.
 void Switch(int function) ZEKA_NEEDS_LOCK
 {
     assert(HoldsCriticalSection());
@@ -46,8 +46,8 @@ int ZEKASetFrequencyScan(bool on, int seconds, double startHz, double stopHz)
     const zeka::SetterFrame frame;
     if (frame.State() == zeka::FrameState::kBusy)
         return zeka::kNoAnswer;
-    (void)ZEKASetOutputFunction(
-        ZEKA_FUNCTION_SINE); // before any check: a sweep refused for its range still leaves a sine
+    // Before any check: a sweep that is refused for its range still leaves a sine.
+    (void)ZEKASetOutputFunction(ZEKA_FUNCTION_SINE);
     if (!zeka::DeviceUsable())
         return zeka::kNoAnswer;
     if (!zeka::kSweepHz.Contains(startHz))
@@ -113,8 +113,7 @@ void _UpdateFreqScanIfRequired()
         return;
 
     zeka::Notify(g_SyncFreqCB, -1.0);
-    // The burst just written has answered the instrument, or is the one that starts the stream: nothing to
-    // wait for.
+    // No wait for a request: the burst just written has answered it, or starts the stream.
     const zeka::WithoutRequestWait inside_a_burst;
     if (g_FreqScan1)
         (void)ZEKASetFrequencyScan(false, g_Fduration, g_Fstart, g_Ffinal);

@@ -7,6 +7,6 @@
 void _UpdateFreqScanIfRequired() ZEKA_NEEDS_LOCK;
 
 namespace zeka {
-/// Ends both sweeps' flags; part of stopping the stream.
+/// Clears both sweeps' flags; part of stopping the stream.
 void ClearSweepFlags() ZEKA_NEEDS_LOCK;
 } // namespace zeka

@@ -1,6 +1,6 @@
 // test_modes.cpp (signal) - dynamic-range test, mains noise, drift and baseline reset test. The setters take
-// g_CriticalSection; only the dynamic-range test waits for a request as well, the others exchange nothing
-// while a function streams. What the tests add to a sample is drawn by signal/shapes.h and signal/ecg.h.
+// g_CriticalSection. Only the dynamic-range test also waits for a request; the others exchange nothing while
+// a function streams. signal/shapes.h and signal/ecg.h draw what the tests add to a sample.
 #include "signal/test_modes.h"
 
 #include <cstdint>
@@ -15,13 +15,13 @@ namespace {
 
 constexpr Interval kDynamicRangeMv{0.0, 10.0};
 constexpr Interval kDynamicRangeHz{1.0, 60.0};
-constexpr int kFrequencyOutOfRange = -3; // the dynamic-range test tells its two ranges apart
+constexpr int kFrequencyOutOfRange = -3; // the dynamic-range test reports its two ranges apart
 constexpr Interval kNoiseMv{0.01, 5.0};
 constexpr Interval kDriftMv{1.0, 8.0};
 constexpr Interval kDriftHz{0.05, 2.0};
 constexpr Setting<bool> kDriftTest{&g_AAMIDriftTest, kAnyNumber, _ChangeRequested};
 
-constexpr double kOverloadHz[] = {50.0, 60.0, 80.0, 100.0}; // of states 1 to 4
+constexpr double kOverloadHz[] = {50.0, 60.0, 80.0, 100.0}; // states 1 to 4
 
 } // namespace
 } // namespace zeka
@@ -122,8 +122,8 @@ void _Baseline1V_CheckedChanged()
 
 int SetBaselineResetTest(int state)
 {
-    // What was set before the test. The callback below still sees it back in place; then the test's end
-    // leaves a sine of no amplitude.
+    // The settings before the test. The callback below still reads them back; then the end of
+    // the test leaves a sine of 0 mV.
     static constinit double currentAmp = 1.0;
     static constinit double currentFreq = 1.0;
 

@@ -1,9 +1,9 @@
-// test_modes.h (signal) - the baseline reset test, as far as others must know of it.
+// test_modes.h (signal) - the part of the baseline reset test that other files use.
 #pragma once
 
 #include "signal/state.h"
 
-/// Switches the overload signal after the baseline reset test changed state.
+/// Sets frequency and amplitude of the overload signal after the baseline reset test has changed its state.
 void _Baseline1V_CheckedChanged() ZEKA_NEEDS_LOCK;
 
 namespace zeka {

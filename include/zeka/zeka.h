@@ -333,7 +333,7 @@ ZEKA_API void WinEventCb(unsigned int message, unsigned int wParam, unsigned lon
  * 0 before you leave a function with a long period: 9 (48 to 91 s), 16 (60 s), 14 and 18 (the recording's
  * length). Otherwise an ECG or a pulse that follows one of these shows nothing until that period has
  * ended, a triangle or a square is stretched to it, and 10 or 17 plays on through the waveforms behind
- * the selected one, then 0.0 mV.
+ * the selected one, then 0.0 mV. A function that is selected after 0 begins at the start of its period.
  *
  * @return  0  selected
  *         -1  no instrument open, or it sent no request for 3000 ms while streaming; nothing changed

@@ -27,8 +27,8 @@ constexpr unsigned kHighestRate = 5000;
 constexpr std::uint32_t kMaxCount = 20'000'000;
 
 constexpr double kMicrovoltsPerMillivolt = 1000.0;
-constexpr int kLimitMicrovolts =
-    2500; // 2.5 mV exactly, so limiting before the division gives the same values
+// 2.5 mV exactly, so limiting before the division gives the same values.
+constexpr int kLimitMicrovolts = 2500;
 static_assert(kLimitMicrovolts / kMicrovoltsPerMillivolt == kFileLimitMv);
 
 constexpr std::uint32_t Be16(const std::uint8_t* at) noexcept
@@ -37,7 +37,7 @@ constexpr std::uint32_t Be16(const std::uint8_t* at) noexcept
 }
 constexpr std::uint32_t Be32(const std::uint8_t* at) noexcept { return Be16(at) << 16 | Be16(at + 2); }
 
-/// Words to millivolts, one division each: multiplying by 0.001 would move last bits.
+/// Converts words to millivolts by one division each, because multiplying by 0.001 would change last bits.
 void Convert(std::span<const std::uint8_t> words, double* out) noexcept
 {
     for (std::size_t i = 0; i + 1 < words.size(); i += kSampleBytes) {
@@ -46,7 +46,8 @@ void Convert(std::span<const std::uint8_t> words, double* out) noexcept
     }
 }
 
-/// Reads until the room is full or the file ends; the count of samples read. A last odd byte is no sample.
+/// Reads until the room is full or the file ends; returns the number of samples
+/// read. A last odd byte is dropped.
 std::int32_t ReadSamples(InputFile& file, std::span<std::uint8_t> block, double* samples,
                          std::int64_t room) noexcept
 {
@@ -76,7 +77,7 @@ int Load(InputFile& file)
     if (file.Read(count_bytes.data(), count_bytes.size()) < count_bytes.size())
         return kBadCount;
     const std::uint32_t declared = Be32(count_bytes.data());
-    if (declared == 0 || declared > kMaxCount) // negative ones included
+    if (declared == 0 || declared > kMaxCount) // includes negative ones
         return kBadCount;
 
     const std::int64_t stored =

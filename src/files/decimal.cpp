@@ -1,4 +1,5 @@
-// decimal.cpp (files) - see decimal.h. No lock; nothing of the application's locale is looked at.
+// decimal.cpp (files) - reads numbers in text. The loaders call it for every value, without a lock; the
+// application's locale has no effect.
 #include "files/decimal.h"
 
 #include <locale.h>
@@ -27,7 +28,7 @@ std::string_view WithoutBlanks(std::string_view text) noexcept
 /// The C library's conversion, under the C locale whatever locale the application has set.
 double ReadWithLibrary(std::string_view text) noexcept
 {
-    // The library keeps this locale object itself; nothing is allocated and nothing is to be freed.
+    // A locale object of the C library itself: nothing is allocated, nothing has to be freed.
     static const locale_t c_locale = ::newlocale(LC_ALL_MASK, "C", locale_t{});
     char terminated[PieceReader::kMaxPiece + 1];
     const std::size_t size = text.copy(terminated, PieceReader::kMaxPiece);
@@ -35,8 +36,8 @@ double ReadWithLibrary(std::string_view text) noexcept
     return ::strtod_l(terminated, nullptr, c_locale);
 }
 
-/// Decimal spellings with many digits or an exponent. False leaves the rest to the library: other spellings,
-/// and the ends of the range, where the two conversions report differently.
+/// Reads decimal spellings with many digits or an exponent. False leaves the number to the C library: other
+/// spellings, and the ends of the range, where the two conversions report differently.
 bool ReadLongDecimal(std::string_view text, double& value) noexcept
 {
     const bool negative = text.starts_with('-');

@@ -1,6 +1,7 @@
-// decimal.h (files) - numbers in text, read the way the C locale's conversions read them whatever locale the
-// application has set: leading blanks are skipped, reading stops at the first character that does not fit, no
-// number at all reads as 0. The values are the correctly rounded ones, bit for bit those of the C library.
+// decimal.h (files) - reads numbers in text as the C library does in the C locale, whatever locale the
+// application has set. Leading blanks are skipped, reading stops at the first character that does not
+// fit, text without a number reads as 0. The values are correctly rounded, bit for bit those of the C
+// library. Any thread, no lock.
 #pragma once
 
 #include <array>
@@ -16,17 +17,17 @@ namespace zeka {
 [[nodiscard]] std::int32_t ReadInteger(std::string_view text) noexcept;
 
 namespace plain_decimal {
-inline constexpr std::uint64_t kMaxExact = std::uint64_t{1} << 53; // integers up to here are exact as double
-inline constexpr int kMaxDigits = 19;                              // as many always fit into 64 bits
+inline constexpr std::uint64_t kMaxExact = std::uint64_t{1} << 53; // integers up to this are exact as double
+inline constexpr int kMaxDigits = 19;                              // this many always fit into 64 bits
 inline constexpr auto kPowersOfTen =
     std::to_array({1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
                    1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19}); // all exact
 static_assert(kPowersOfTen.size() == kMaxDigits + 1);
 } // namespace plain_decimal
 
-/// Reads a number such as -0.125, the only kind that recordings hold in practice: sign, digits, point,
-/// digits, and few enough of them that one division of exact values rounds correctly. True: value is set and
-/// at is behind the number. False: some other spelling, nothing changed.
+/// Reads a number such as -0.125, the only kind that recordings contain in practice: sign, digits, point,
+/// digits, and so few of them that one division of exact values rounds correctly. Returns true with value set
+/// and at behind the number; false for any other spelling, with nothing changed.
 [[nodiscard]] inline bool ReadPlainDecimal(const char*& at, const char* end, double& value) noexcept
 {
     const char* p = at;
@@ -41,7 +42,7 @@ static_assert(kPowersOfTen.size() == kMaxDigits + 1);
             const auto digit = static_cast<unsigned>(*p) - unsigned{'0'};
             if (digit > 9)
                 break;
-            digits = digits * 10 + digit; // may wrap around; the count of digits tells
+            digits = digits * 10 + digit; // may wrap around; the count of digits shows that
         }
         return p - first;
     };

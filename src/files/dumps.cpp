@@ -1,6 +1,6 @@
-// dumps.cpp (files) - sample arrays to text files: one value per line with three decimals and a point,
-// whatever locale is set, optionally behind the header that the multi-channel loader reads. No lock, no
-// shared state.
+// dumps.cpp (files) - writes sample arrays to text files: one value per line with three decimals
+// and a point, whatever locale is set, optionally behind the header that the multi-channel loader
+// reads. No lock, no shared state.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,9 +30,9 @@ constexpr double kMicrovoltsPerMillivolt = 1000.0;
 constexpr int kDecimals = 3;
 // sign, the digits of the largest double, point, decimals
 constexpr std::size_t kMaxValue = 1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + kDecimals;
-constexpr mode_t kMode = 0666; // less the process's mask, as every new file
+constexpr mode_t kMode = 0666; // reduced by the process's mask
 
-/// A text file being written. A failure is remembered and told at the end; nothing is written behind it.
+/// A text file being written. A failure is kept and reported at the end; nothing is written after it.
 class TextFile {
 public:
     explicit TextFile(const wchar_t* path) noexcept
@@ -40,8 +40,8 @@ public:
         const Utf8Path utf8_path(path);
         if (utf8_path.Get() == nullptr)
             return;
-        // Non-blocking until it is known to be no FIFO: without a reader at its other end a dump would never
-        // return.
+        // Non-blocking until it is known not to be a FIFO, because a dump to one without
+        // a reader would never return.
         constexpr int kFlags = O_RDWR | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
         ScopedFd file{::open(utf8_path.Get(), kFlags, kMode)};
         struct stat about {};
@@ -90,7 +90,8 @@ public:
         used_ += static_cast<std::size_t>(end + 1 - to);
     }
 
-    /// Writes what is left and closes: a full disk may show only here. True when every byte was taken.
+    /// Writes the rest and closes the file, where a full disk may show first. True
+    /// when every byte was written.
     [[nodiscard]] bool Finish() noexcept
     {
         Flush();
@@ -138,7 +139,7 @@ template <typename Count> void PutHeader(TextFile& file, int rate, Count count, 
     file.PutLine(name == nullptr ? std::string_view{} : std::string_view(name));
 }
 
-/// The values that at(i) gives, in order; stops at the first failure.
+/// Writes the values at(0) .. at(count - 1); stops at the first failure.
 template <typename At> int PutValues(TextFile& file, std::size_t count, At at) noexcept
 {
     for (std::size_t i = 0; i < count && !file.Failed(); ++i)

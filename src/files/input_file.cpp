@@ -1,4 +1,4 @@
-// input_file.cpp (files) - see input_file.h. Called by the loaders without any lock.
+// input_file.cpp (files) - opens and reads recordings. The loaders call it without any lock.
 #include "files/input_file.h"
 
 #include <fcntl.h>
@@ -40,9 +40,9 @@ InputFile::InputFile(const char* utf8_path) noexcept
 {
     struct stat about {};
     if (!IsAcceptedPath(utf8_path) || ::stat(utf8_path, &about) != 0 || !S_ISREG(about.st_mode))
-        return; // looked at before it is opened, because opening a device is not free of effects
+        return; // checked before it is opened, because opening a device affects it
 
-    // Non-blocking: the name may have become a FIFO since the look. Regular files do not care.
+    // Non-blocking, because the name may have become a FIFO since the check; no effect on regular files.
     ScopedFd file{::open(utf8_path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
     if (!file.IsOpen() || ::fstat(file.Get(), &about) != 0 || !S_ISREG(about.st_mode))
         return;

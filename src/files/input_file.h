@@ -1,5 +1,5 @@
-// input_file.h (files) - reading a recording: opening regular files only, bytes in blocks, and text in the
-// pieces that the text formats count as lines. Memory is one block, whatever the file is.
+// input_file.h (files) - reads a recording: opens regular files only, reads bytes in blocks, and text in the
+// pieces that the text formats count as lines. Uses one block of memory, whatever the file is.
 #pragma once
 
 #include <cstddef>
@@ -13,25 +13,26 @@
 
 namespace zeka {
 
-inline constexpr std::size_t kBlockSize =
-    64 * 1024; // fits the second-level cache; larger ones read no faster
+// Fits the second-level cache; larger blocks read no faster.
+inline constexpr std::size_t kBlockSize = 64 * 1024;
 
-/// A regular file open for reading. Everything else counts as not to be opened: a directory has no bytes, a
-/// FIFO might never deliver any, and opening a device node can do things to the device (a serial port raises
-/// its lines).
+/// A regular file open for reading. Everything else counts as a file that cannot be opened: a directory
+/// has no bytes, a FIFO might never deliver any, and opening a device node can affect the device (a
+/// serial port raises its lines).
 class InputFile {
 public:
     explicit InputFile(const char* utf8_path) noexcept;
     [[nodiscard]] bool IsOpen() const noexcept { return fd_.IsOpen(); }
-    /// Length when it was opened; it may have changed since.
+    /// Length in bytes when the file was opened; it may have changed since.
     [[nodiscard]] std::int64_t Size() const noexcept { return size_; }
-    /// Fills the buffer as far as the file reaches; a read error counts as the end.
+    /// Fills the buffer as far as the file reaches and returns the bytes read; a
+    /// read error counts as the end.
     [[nodiscard]] std::size_t Read(void* buffer, std::size_t bytes) noexcept;
-    /// The same at a position of its own, leaving the reading position where it is.
+    /// The same from the given position on; the reading position stays.
     [[nodiscard]] std::size_t ReadAt(std::int64_t position, void* buffer, std::size_t bytes) const noexcept;
 
 private:
-    NoCancel whole_; // no reader or writer of files may be left by an exception
+    NoCancel whole_; // cancellation must not leave a reader or writer of files by an exception
     ScopedFd fd_;
     std::int64_t size_ = 0;
 };
@@ -41,12 +42,12 @@ class PieceReader {
 public:
     static constexpr std::size_t kMaxPiece = 127;
 
-    /// A byte order mark at the start of the file is skipped.
+    /// Skips a byte order mark at the start of the file.
     explicit PieceReader(InputFile& file) noexcept;
     /// False when there is no memory for the block.
     [[nodiscard]] bool IsReady() const noexcept { return block_ != nullptr; }
 
-    /// The text ahead: at least a whole piece of it, less only before the end of the file; empty at the end.
+    /// The text ahead: at least one whole piece, less only before the end of the file; empty at the end.
     [[nodiscard]] std::string_view Window() noexcept
     {
         if (static_cast<std::size_t>(end_ - at_) < kMaxPiece && !at_end_)
@@ -57,7 +58,7 @@ public:
     [[nodiscard]] bool IsLastWindow() const noexcept { return at_end_; }
     void Advance(std::size_t characters) noexcept { at_ += characters; }
 
-    /// The first piece of a window that is not empty.
+    /// The first piece of a window. REQUIRES: the window is not empty.
     [[nodiscard]] static std::string_view FirstPiece(std::string_view window) noexcept
     {
         const std::string_view most = window.substr(0, kMaxPiece);
@@ -68,8 +69,7 @@ public:
                                  static_cast<std::size_t>(static_cast<const char*>(feed) - most.data()) + 1);
     }
 
-    /// What a piece says: it ends at a NUL byte, as text does; the piece goes on to its line feed all the
-    /// same.
+    /// The text of a piece: ends at a NUL byte, as text does, although the piece extends to its line feed.
     [[nodiscard]] static std::string_view TextOf(std::string_view piece) noexcept
     {
         const void* nul = std::memchr(piece.data(), '\0', piece.size());
@@ -81,9 +81,8 @@ public:
     /// Takes the next piece and gives its text, valid until the next call; false at the end of the file.
     [[nodiscard]] bool Next(std::string_view& text) noexcept;
 
-    /// At most this many pieces lie ahead, as far as the file reached when it was opened. Bounded by the
-    /// bytes at hand: the lines are counted only where wanted is more than lines of an ordinary length could
-    /// make up.
+    /// An upper bound of the pieces ahead, as far as the file reached when it was opened. Counts the lines
+    /// only where `wanted` is more than the bytes at hand would make with lines of an ordinary length.
     [[nodiscard]] std::int64_t PiecesAhead(std::int64_t wanted) const noexcept;
 
 private:

@@ -1,4 +1,5 @@
-// paths.cpp (files) - see paths.h. No state, no lock.
+// paths.cpp (files) - checks and encodes the paths of files. The loaders and
+// dumps call it; no state, no lock.
 #include "files/paths.h"
 
 #include <cstdint>
@@ -20,7 +21,7 @@ constexpr char LeadByte(std::uint32_t mark, std::uint32_t bits) noexcept
 }
 constexpr char TrailByte(std::uint32_t bits) noexcept { return static_cast<char>(0x80 | (bits & 0x3F)); }
 
-/// Writes one character behind out and returns the end.
+/// Writes one character at out and returns the end.
 char* PutCharacter(char* out, std::uint32_t c) noexcept
 {
     if (c < 0x80) {

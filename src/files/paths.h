@@ -1,5 +1,5 @@
-// paths.h (files) - file names as the application gives them: UTF-8 as it stands, wide characters encoded to
-// UTF-8.
+// paths.h (files) - file names of the application: UTF-8 is used as it is, wide
+// characters are encoded to UTF-8.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ inline constexpr std::size_t kMaxPathCharacters = 511;
 class Utf8Path {
 public:
     explicit Utf8Path(const wchar_t* path) noexcept;
-    /// Null when the wide path was null, too long, or held what is no character.
+    /// Null when the wide path was null, too long, or held a value that is no character.
     [[nodiscard]] const char* Get() const noexcept { return valid_ ? bytes_ : nullptr; }
 
 private:

@@ -1,6 +1,6 @@
-// raw_data.cpp (files) - a recording from the application's memory, with a DC channel of its own (function
-// 18). The application's arrays are copied and limited before the lock is taken; a stream waits for the
-// exchange alone.
+// raw_data.cpp (files) - a recording from the application's memory, with a DC channel of its own
+// (function 18). The application's arrays are copied and limited before the lock is taken, so a stream
+// waits only for the exchange.
 #include <span>
 #include <utility>
 
@@ -34,7 +34,7 @@ Copy CopyLimited(const double* from, std::int32_t count, double limit) noexcept
     return copy;
 }
 
-/// Both channels exchanged in one step; the former ones are handed back, to be released without the lock.
+/// The former channels, exchanged in one step and released after the lock.
 struct Former {
     Samples ac;
     Samples dc;
@@ -69,8 +69,8 @@ int ZEKALoadRawData(RAW_WAVEFORM_DATA* data)
     if (!g_bRawVariableDC)
         g_bVariableDC = false;
     ECGFileUnitMV = true;
-    ECGFileFreq =
-        std::isfinite(data->frequency) ? data->frequency : 0.0; // a period is a length divided by it
+    // Finite, because a period is a length divided by it.
+    ECGFileFreq = std::isfinite(data->frequency) ? data->frequency : 0.0;
     SetRelays(true);
     return zeka::kRates.Contains(data->frequency) ? count : zeka::kBadFrequency;
 }

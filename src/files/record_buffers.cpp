@@ -1,6 +1,6 @@
-// record_buffers.cpp (files) - recording of the sent samples into two buffers of the application. The stream
-// fills them under g_CriticalSection; both calls here take it, so after DisableRecordRaw has returned no
-// thread of the library touches the buffers any more.
+// record_buffers.cpp (files) - records the computed samples into two buffers of the application. The stream
+// fills them under g_CriticalSection. Both calls here take it too, so no thread of the library touches the
+// buffers after DisableRecordRaw has returned.
 #include "signal/state.h"
 #include "zeka/zeka.h"
 

@@ -1,5 +1,6 @@
-// recording_store.cpp (files) - the one place where the arrays of the loaded recording change hands. They are
-// owned through plain pointers, because the stream reads them by these names.
+// recording_store.cpp (files) - the only place that exchanges the arrays of the loaded recording.
+// Plain pointers own them, because the stream reads them by these names. Called by the loaders;
+// each function states its lock.
 #include "files/recordings.h"
 
 #include <sys/mman.h>
@@ -14,9 +15,9 @@ namespace {
 
 constexpr std::uintptr_t kHugePage = 2 * 1024 * 1024;
 
-/// Long recordings are filled once, from end to end: in huge pages that takes a five-hundredth of the page
-/// faults, which otherwise cost as much as reading the file. Only pages that lie inside the array whole; a
-/// refusal does not matter.
+/// Long recordings are filled once, from end to end. With huge pages that takes a five-hundredth of the page
+/// faults, which otherwise cost as much as reading the file. Applies only to pages that lie wholly inside
+/// the array; ignores a refusal.
 void PreferHugePages(double* samples, std::size_t count) noexcept
 {
     const auto address = reinterpret_cast<std::uintptr_t>(samples);

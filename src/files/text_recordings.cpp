@@ -1,7 +1,7 @@
-// text_recordings.cpp (files) - the two text formats. Any thread may load, also while a recording plays: the
-// file is read without the lock. Every file is hostile: lines longer than a piece count in pieces, a line
-// without a number is a sample of 0 mV, and the declared count takes no memory that the lines of the file
-// cannot fill.
+// text_recordings.cpp (files) - the two text formats. Any thread may load, also while a recording plays,
+// because the file is read without the lock. Every file is treated as hostile: a line longer than a piece
+// counts as several, a line without a number is a sample of 0 mV, and the declared count takes no more memory
+// than the file's lines can fill.
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -30,7 +30,8 @@ constexpr int kNoSuchChannel = -7;
 constexpr Interval kRates{100.0, 40000.0};
 constexpr std::size_t kNameBytes = 128;
 
-/// A rate line; 0.0 when it is missing or holds no finite number. Known to everyone as soon as it is read.
+/// Reads a rate line; 0.0 when it is missing or holds no finite number. Publishes
+/// the rate as soon as it is read.
 double ReadRate(PieceReader& reader)
 {
     std::string_view line;
@@ -42,15 +43,14 @@ double ReadRate(PieceReader& reader)
     return usable;
 }
 
-/// A count line; 0 when it is missing.
+/// Reads a count line; 0 when it is missing.
 std::int32_t ReadCount(PieceReader& reader) noexcept
 {
     std::string_view line;
     return reader.Next(line) ? ReadInteger(line) : 0;
 }
 
-/// The first comma-separated field of the rest; the rest shrinks to what stands behind the comma, or to
-/// nothing.
+/// Takes the first comma-separated field off the rest. No rest is left behind the last one.
 std::string_view TakeField(std::optional<std::string_view>& rest) noexcept
 {
     const std::string_view all = *rest;
@@ -70,7 +70,7 @@ std::optional<std::string_view> FieldOf(std::string_view line, int number) noexc
     return rest ? std::optional(TakeField(rest)) : std::nullopt;
 }
 
-/// Samples being read: room for as many as are declared and the file can hold.
+/// Samples being read, with room for as many as are declared and the file can hold.
 struct Reading {
     Samples samples;
     std::int32_t room = 0;
@@ -92,8 +92,8 @@ std::optional<Reading> MakeRoom(const PieceReader& reader, std::int32_t declared
     return Reading{std::move(samples), static_cast<std::int32_t>(room)};
 }
 
-/// One value at the start of the text ahead; returns where the next line begins. A line that holds nothing
-/// but a plain number needs no search for its end.
+/// Reads one value at the start of the text ahead; returns where the next line begins. In a line that holds
+/// only a plain number, the end need not be searched for.
 const char* ReadValueLine(const char* at, const char* end, double& value) noexcept
 {
     const char* next = at;
@@ -109,7 +109,7 @@ const char* ReadValueLine(const char* at, const char* end, double& value) noexce
     return at + piece.size();
 }
 
-/// The lines of one window that are certain to be whole; returns the characters taken.
+/// Reads the lines of one window that are certain to be whole; returns the number of characters taken.
 std::size_t ReadWindow(std::string_view window, bool is_last, Reading& reading) noexcept
 {
     const char* at = window.data();
@@ -136,7 +136,7 @@ void ReadValues(PieceReader& reader, Reading& reading) noexcept
     }
 }
 
-/// False when a line has no such field.
+/// Reads one channel; false when a line has no such field.
 bool ReadFields(PieceReader& reader, Reading& reading, int channel) noexcept
 {
     std::string_view line;
@@ -149,7 +149,7 @@ bool ReadFields(PieceReader& reader, Reading& reading, int channel) noexcept
     return true;
 }
 
-/// The names line, up to and including the last name asked for. The application frees each name with free().
+/// Copies the first `channels` names of the names line. The application frees each name with free().
 void CopyNames(std::string_view line, int channels, char** names) noexcept
 {
     std::optional<std::string_view> rest = line;
@@ -208,7 +208,7 @@ int CheckChannels(PieceReader& reader, char** names)
     if (ReadCount(reader) == 0)
         return kBadCount;
     const std::int32_t channels = ReadCount(reader);
-    if (channels <= 0) // a negative count could not be told from a code
+    if (channels <= 0) // a negative count would look like an error code
         return kBadChannelCount;
     std::string_view line;
     if (!reader.Next(line))
@@ -218,7 +218,7 @@ int CheckChannels(PieceReader& reader, char** names)
     return channels;
 }
 
-/// Opens the file and lets the loader read it.
+/// Opens the file and runs the loader on it.
 template <typename Load> int WithFile(const char* path, int no_memory, Load load)
 {
     InputFile file(path);
@@ -253,4 +253,4 @@ int CheckECGTxtChannel(const wchar_t* path, char** names)
     return reader.IsReady() ? zeka::CheckChannels(reader, names) : zeka::kCannotOpen;
 }
 
-int getFileSize(const char*) { return -1; } // a placeholder of the interface: no file was ever examined
+int getFileSize(const char*) { return -1; } // a placeholder of the interface: examines no file

@@ -26,7 +26,7 @@ using zeka::Publish;
 constexpr double kEcgAmplitudeLimitMv = 5.0;
 constexpr double kHeadroomMv = 5.0; // limit of sine and main signal together in the dynamic range test
 constexpr double kBeforePeriodEndS = 0.0004; // a waiting change is applied this close before the end
-constexpr double kApplyAtOnceBelowHz = 0.15; // the end of the period is too far away
+constexpr double kApplyAtOnceBelowHz = 0.15; // the end of the period is too far away below this
 
 bool change_in_progress ZEKA_LOCKED = false;
 

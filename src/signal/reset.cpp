@@ -1,6 +1,5 @@
-// reset.cpp (signal) - sets everything back to the defaults through the setters, in
-// the order that the instrument
-// needs: output off first, test modes after the signal, output state last. A step whose setter fails (no
+// reset.cpp (signal) - sets everything back to the defaults through the setters. The instrument needs this
+// order: output off first, test modes after the signal, output state last. A step whose setter fails (no
 // device) is skipped. Each setter takes the lock for itself.
 #include "device/identity.h"
 #include "link/serial_link.h"

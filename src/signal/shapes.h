@@ -1,8 +1,8 @@
 // shapes.h (signal) - the definition of the signal: what every output function draws, but for the ECGs
 // (signal/ecg.h). A shape is drawn in pieces, first to last, by one of two pens. The pen of the plain path
 // draws one instant (signal/point_pen.h), the pen of the fast path a run of samples (stream/run_pen.h). Both
-// evaluate the same formulas in double and in the order in which they stand, so the words sent are reproducible
-// to the bit. Called under g_CriticalSection; allocates nothing, blocks nowhere.
+// evaluate the same formulas in double and in the order in which they stand, so the words sent are
+// reproducible to the bit. Called under g_CriticalSection; allocates nothing, blocks nowhere.
 //
 // What a pen offers to a shape:
 //   Until(bound, formula)           draws formula(t) from the end of the piece before up to `bound` (s)

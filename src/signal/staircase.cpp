@@ -12,7 +12,7 @@ namespace {
 
 using staircase::kEndS, staircase::kTurnS;
 
-// The callback gets the first 12 samples of the stream and the first 12 behind the end.
+// The callback is called on each of the first 12 samples of the stream and of the first 12 behind the end.
 constexpr double kStartToldUntilS = 0.0003, kEndToldUntilS = 1220.0003;
 constexpr double kFloorMv = -300.0;
 constexpr double kStepMv = 0.5;

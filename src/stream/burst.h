@@ -1,7 +1,6 @@
-// burst.h (stream) - the sample burst: its layout in words, and the two roads that fill one.
-// The plain road is the definition: sample by sample, step by step. The fast road does the same work in runs
-// of samples and hands over to the plain one whatever is rare; both leave the same bytes and the same state
-// behind.
+// burst.h (stream) - the sample burst: its layout in words, and the two paths that fill one. The plain path
+// is the definition: sample by sample, step by step. The fast path does the same work in runs of samples and
+// leaves rare cases to the plain path. Both leave the same bytes and the same state behind.
 #pragma once
 
 #include <cassert>
@@ -61,10 +60,11 @@ constexpr void PutHeader(Burst burst, std::size_t packet, std::uint16_t sequence
 /// One burst, sample by sample.
 void BuildBurstPlain(Burst burst) ZEKA_NEEDS_LOCK;
 
-/// Header where slot n begins a packet, then the sample of slot n with everything that belongs to it.
+/// Writes the sample of slot n, with the header before it where slot n begins a packet, and does all that
+/// follows from the sample: callbacks, clocks, recording, waiting change.
 void PlainSample(Burst burst, std::size_t n) ZEKA_NEEDS_LOCK;
 
-/// One burst, the fast way where nothing rare is going on. Same bytes, same state.
+/// One burst, on the fast path where that can be. Same bytes, same state.
 void BuildBurst(Burst burst) ZEKA_NEEDS_LOCK;
 
 } // namespace zeka

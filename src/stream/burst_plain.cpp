@@ -1,7 +1,7 @@
-// burst_plain.cpp (stream) - one burst, sample by sample: the definition of what goes out and of what a
-// sample leaves behind in the shared state. Runs under g_CriticalSection on the poll thread, or on the thread
-// that starts the stream. A callback raised here may call any setter, so nothing read before it is used after
-// it, but for the time within the period, which belongs to the sample.
+// burst_plain.cpp (stream) - one burst, sample by sample: the definition of what is sent and of what a sample
+// leaves behind in the shared state. Runs under g_CriticalSection on the poll thread, or on the thread that
+// starts the stream. A callback may call any setter, so no value read before a callback is used after it,
+// except the time within the period, which belongs to the sample.
 #include "stream/burst.h"
 
 #include <algorithm>
@@ -23,7 +23,7 @@ constinit std::int32_t uiCounter = 0;
 namespace zeka {
 namespace {
 
-/// What the two output channels get, mV.
+/// Voltages of the two output channels, mV.
 struct Voltages {
     double main_mv, dc_mv;
 };
@@ -80,8 +80,8 @@ void AdvanceClocks() ZEKA_NEEDS_LOCK
     g_fOutputTimeGraph += dt;
     if (!s_FreqScanOn)
         return;
-    // The sweep: a new frequency for every sample, and the clock moved so that the phase within the period
-    // runs on.
+    // The sweep: every sample has a new frequency, and the clock is set so that the phase
+    // within the period continues.
     const double periods = g_fOutputTime / g_fTimePeriod;
     const double phase = periods - Trunc(periods);
     Publish(g_F, g_F + s_Fd);
@@ -112,7 +112,7 @@ void PlainSample(Burst burst, std::size_t n)
     Display(main_mv);
 
     if (g_BaseLineOverload != 0 && g_MainOutput == ZEKA_FUNCTION_SINE) {
-        dc_mv = main_mv; // the overload takes the DC road
+        dc_mv = main_mv; // the overload goes to the DC channel
         main_mv = 0.0;
     }
     const std::uint16_t dc_word =

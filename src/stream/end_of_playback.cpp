@@ -1,7 +1,7 @@
-// end_of_playback.cpp (stream) - what is played once ends: when that is, who is told, and in which order.
-// Standard waveforms end inside the generator, at the first sample past their end: the application hears of
-// it before the function is switched off. Files end at the first request after their end: there the function
-// goes first.
+// end_of_playback.cpp (stream) - the end of what is played once. Standard waveforms end inside the generator,
+// at the first sample past their end: the signal callback gets the end marker before 0 is selected, so 0
+// replaces a function that the callback selects. Recordings end at the first request after their end: 0 is
+// selected before the callback gets the marker, so a function that it selects plays. Under g_CriticalSection.
 #include "stream/end_of_playback.h"
 
 #include "signal/frame.h"
@@ -18,8 +18,7 @@ void EndUnlessRepeated(bool repeat) ZEKA_NEEDS_LOCK
     if (repeat || !(g_fOutputTime > g_fTimePeriod))
         return;
     zeka::Notify(g_StandardStopCB);
-    // In a burst that answers a request there is nothing to wait for, and in a stream's first burst no
-    // request can come.
+    // No wait for a request: the burst answers one, or starts the stream, and then none can come.
     const zeka::WithoutRequestWait inside_a_burst;
     (void)ZEKASetOutputFunction(ZEKA_FUNCTION_NONE);
 }

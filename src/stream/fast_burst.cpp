@@ -1,8 +1,10 @@
 // fast_burst.cpp (stream) - one burst in runs of samples. Runs under g_CriticalSection.
-// A run ends where anything but the clock may move: at the end of a period or a beat, at a sample that a
-// callback gets to see, near a pacing mark, at the end of a playback. Such a sample takes the plain road, and
-// so does everything while a change is pending or a recording runs; then the next run begins with whatever
-// state that left. So nothing of a run outlives it but what the plain road would have left behind too.
+//
+// A run ends where anything but the clock may change: at the end of a period or a beat, at a sample that
+// goes to a callback, near a pacing mark, at the end of a playback. Such a sample takes the plain path; so
+// do all samples while a change waits or a recording into the application's buffers runs. The next run
+// begins with the state that the plain path left. Invariant: a run leaves no state behind but what the
+// plain path would have left too.
 #include <algorithm>
 #include <array>
 #include <cassert>
@@ -28,7 +30,7 @@ constexpr int kWorthARun = 4; // fewer samples cost less one by one
 /// Where the DC words of a run come from.
 enum class DcSource {
     kOneVoltage, // the same for all samples
-    kMainSignal, // baseline overload: the main signal takes the DC road
+    kMainSignal, // baseline overload: the main signal goes to the DC channel
     kOwnChannel, // the recording's own channel
     kPacing,     // pulses, and an overshoot on the AC channel
 };
@@ -38,7 +40,7 @@ bool Recording() ZEKA_NEEDS_LOCK
     return s_EnableRecord && s_RecordIndex < s_RecordLength && s_AcBuffer != nullptr && s_DcBuffer != nullptr;
 }
 
-/// Samples before the next one that a callback sees.
+/// Samples before the next one that goes to a callback.
 int UnseenSamples(int limit) ZEKA_NEEDS_LOCK
 {
     if (Peek(g_GraphCB) == nullptr)
@@ -68,7 +70,7 @@ DcSource SourceOfDc() ZEKA_NEEDS_LOCK
                                                                          : DcSource::kOneVoltage;
 }
 
-/// DC words of pulses: nearly all samples of a second are at 0 mV.
+/// DC words of pulses. Nearly all samples of a second are at 0 mV, so that word is computed once.
 void ConvertPulses(std::span<const double> dc_mv, WordBuffer& words)
 {
     const std::uint16_t zero = ECG_DC_VoltageToDAC(0.0);
@@ -76,7 +78,7 @@ void ConvertPulses(std::span<const double> dc_mv, WordBuffer& words)
         words[i] = dc_mv[i] == 0.0 ? zero : ECG_DC_VoltageToDAC(dc_mv[i]);
 }
 
-/// Headers of the packets that begin within the slots from .. to, which a run fills.
+/// Writes the headers of the packets that begin within the slots from .. to - 1.
 void PutHeaders(Burst burst, std::size_t from, std::size_t to) ZEKA_NEEDS_LOCK
 {
     constexpr std::size_t k = sample_packet::kSamples;
@@ -84,12 +86,12 @@ void PutHeaders(Burst burst, std::size_t from, std::size_t to) ZEKA_NEEDS_LOCK
         PutHeader(burst, packet, g_nSequenceCheck++);
 }
 
-/// Counts per mV. The plain road multiplies a voltage by 4 and then by 1600 / attenuation; a multiplication
-/// by 4 only moves the exponent, so it may as well be done on the other factor. Voltages so small or so large
-/// that the exponent ran out would end as word 0 or at the limit either way.
+/// Counts per mV. The plain path multiplies a voltage by 4 and then by 1600 / attenuation. A multiplication
+/// by 4 only changes the exponent, so it may be applied to the other factor. Voltages so small or so large
+/// that the exponent underflows or overflows become word 0 or the limit either way.
 double CountsPerMv() ZEKA_NEEDS_LOCK { return kAcGain * (kAcScale / GetAttenuation()); }
 
-/// The main voltage and the DC words of one run, on their way into the burst.
+/// The main voltage and the DC words of one run.
 struct RunWords {
     RunBuffer mv;
     WordBuffer dc;
@@ -111,7 +113,7 @@ void MoveToDc(RunWords& words, std::size_t count)
     std::fill_n(words.mv.begin(), count, 0.0);
 }
 
-/// Headers, DC words and AC words of the run whose main voltage and own DC words stand in `words`.
+/// Writes headers, DC words and AC words of the run whose main voltage and own DC words are in `words`.
 void PutRun(Burst burst, std::size_t first, std::size_t count, DcSource source,
             RunWords& words) ZEKA_NEEDS_LOCK
 {
@@ -131,7 +133,7 @@ void PutRun(Burst burst, std::size_t first, std::size_t count, DcSource source,
         PutSlots(burst, first, mv, CountsPerMv(), std::span<const std::uint16_t>(words.dc).first(count));
 }
 
-/// A run of a frequency sweep, which moves its clock itself.
+/// A run of a frequency sweep, which advances its clock itself.
 int BuildSweepRun(Burst burst, std::size_t first, int limit, DcSource source) ZEKA_NEEDS_LOCK
 {
     if (!CanSweepFast() || (source != DcSource::kOneVoltage && source != DcSource::kMainSignal))
@@ -148,7 +150,7 @@ int BuildSteadyRun(Burst burst, std::size_t first, int limit, DcSource source) Z
     assert(g_nSampleRate > 0 && limit >= kWorthARun);
     const double dt = 1.0 / g_nSampleRate;
     const LinearClock graph_clock = LinearClockFrom(g_fOutputTimeGraph, dt, limit);
-    const bool together = g_fOutputTime == g_fOutputTimeGraph; // only a sweep parts them
+    const bool together = g_fOutputTime == g_fOutputTimeGraph; // they differ only after a sweep
     const LinearClock clock = together ? graph_clock : LinearClockFrom(g_fOutputTime, dt, limit);
     limit = std::min(clock.samples, graph_clock.samples);
     if (limit < kWorthARun)
@@ -170,8 +172,8 @@ int BuildSteadyRun(Burst burst, std::size_t first, int limit, DcSource source) Z
     return run.Count();
 }
 
-/// Builds the longest run that begins with slot `first`; returns its length, 0 when that sample is one for
-/// the plain road.
+/// Builds the longest run that begins with slot `first`; returns its length, 0 when that
+/// sample takes the plain path.
 int BuildRun(Burst burst, std::size_t first) ZEKA_NEEDS_LOCK
 {
     assert(first < kBurstSamples);
@@ -181,7 +183,7 @@ int BuildRun(Burst burst, std::size_t first) ZEKA_NEEDS_LOCK
     const DcSource source = SourceOfDc();
     if (source == DcSource::kPacing) {
         if (g_MainOutput == ZEKA_FUNCTION_SINE && g_BaseLineOverload != 0)
-            return 0; // pacing and overload at once: the overshoot is dropped, sample by sample
+            return 0; // pacing and overload at once: the plain path drops the overshoot
         limit = QuietPacingSamples(limit);
     }
     if (limit < kWorthARun)

@@ -1,5 +1,5 @@
-// fast_ecg.cpp (stream) - the ECGs over a run of samples: breathing for the whole run first, then the beat of
-// signal/ecg.h, piece by piece. Runs under g_CriticalSection.
+// fast_ecg.cpp (stream) - the ECGs over a run of samples: first the breathing of the whole run, then the beat
+// of signal/ecg.h, piece by piece. Runs under g_CriticalSection.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -12,8 +12,8 @@
 namespace zeka {
 namespace {
 
-/// One part of a breath: HalfSine of every sample. The division stands in the loop of the sines, whose
-/// latency hides it.
+/// One part of a breath: HalfSine of every sample. The division is in the loop of the
+/// sines, whose latency hides it.
 template <typename Time>
 void DrawHalfSine(Time time, double length, double sign, int from, int end, RunBuffer& breath)
 {
@@ -63,7 +63,7 @@ bool BreathHasParts() ZEKA_NEEDS_LOCK
            s_OneRespireS <= std::numeric_limits<double>::max();
 }
 
-/// Breathing at every sample, one by one.
+/// Breathing at every sample, computed one by one.
 void FillBreathPlainly(const SampleRun& run, const RunTimes& beat_times, RunBuffer& breath) ZEKA_NEEDS_LOCK
 {
     for (int i = 0; i < run.Count(); ++i)
@@ -71,7 +71,7 @@ void FillBreathPlainly(const SampleRun& run, const RunTimes& beat_times, RunBuff
             s_FreqModHz != 0.0 ? _solveRespireVoltage(beat_times(i)) : BreathAt(run.Time(i));
 }
 
-/// Breathing at every sample. While the heart rate breathes the curve is drawn over the beat.
+/// Breathing at every sample. While the heart rate breathes, the curve runs on the time within the beat.
 void FillBreath(const SampleRun& run, const RunTimes& beat_times, RunBuffer& breath) ZEKA_NEEDS_LOCK
 {
     if (!BreathHasParts() || (s_FreqModHz == 0.0 && s_OneApneaS != 0.0))
@@ -89,7 +89,7 @@ bool LimitEcgRun(SampleRun& run)
     if (s_FreqModHz == 0.0)
         return true;
     if (run.Time(0) > s_FreqModEndT)
-        return false; // a beat begins: its length is the plain road's business
+        return false; // a beat begins: the plain path computes its length
     const auto time = [&run](int i) { return run.Time(i); };
     const double beyond = std::nextafter(s_FreqModEndT, HUGE_VAL);
     run.Shorten(run.FirstReaching(time, beyond, 0, run.SamplesIn(s_FreqModEndT - run.Time(0))));

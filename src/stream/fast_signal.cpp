@@ -1,5 +1,5 @@
 // fast_signal.cpp (stream) - the main voltage over a run of samples, and where a run must end. Runs under
-// g_CriticalSection, once or a few times per burst. What is drawn stands in signal/shapes.h.
+// g_CriticalSection, once or a few times per burst. signal/shapes.h defines what is drawn.
 #include "stream/fast_signal.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ void LimitRun(SampleRun& run, double& base)
 
     const Kind kind = KindOf(g_MainOutput);
     if (PlaysOnce(kind) && period.number != 0.0)
-        run.Shorten(0); // past the end: who is told, and when, is the plain road's business
+        run.Shorten(0); // past the end: the plain path reports it and stops the stream
     if (kind == Kind::kEcg && !LimitEcgRun(run))
         run.Shorten(0);
     if (kind == Kind::kStaircase)
@@ -53,7 +53,7 @@ void FillMainVoltage(const SampleRun& run, double base, RunBuffer& mv)
 void FillRawDcWords(const SampleRun& run, double base, WordBuffer& words)
 {
     const RunTimes times(run, base);
-    double (*const dc_at)(double) = FileDcVoltageAt; // called below, under the lock held here
+    double (*const dc_at)(double) = FileDcVoltageAt; // called below, under the lock that is held here
     ForEachHeld(run, times, ECGFileFreq, [&times, &words, dc_at](int from, int to) {
         std::fill_n(words.begin() + from, to - from, ECG_DC_VoltageToDAC(dc_at(times(from))));
     });

@@ -1,6 +1,5 @@
-// fast_signal.h (stream) - the main voltage of a whole run of samples: the shapes of the signal with
-// everything taken out of the loop that does not move. The plain road stays the definition; a test holds the
-// two together.
+// fast_signal.h (stream) - the main voltage of a whole run of samples: the shapes of the signal, with
+// everything constant taken out of the loops. The plain path stays the definition; a test compares the two.
 #pragma once
 
 #include "signal/state.h"
@@ -9,9 +8,9 @@
 
 namespace zeka {
 
-/// Cuts the run to what one pass of the fast road can do: one period, one beat, no end of playback. An
-/// empty run means that the next sample is one for the plain road. `base` becomes the stream time at which
-/// the period began.
+/// Shortens the run to what the fast path can do at once: one period, one beat, no end of
+/// playback. An empty run means that the next sample takes the plain path. `base` becomes the
+/// stream time at which the period began.
 void LimitRun(SampleRun& run, double& base) ZEKA_NEEDS_LOCK;
 
 /// Main voltage of every sample of a limited run, mV.

@@ -1,6 +1,6 @@
 // fast_sweep.cpp (stream) - the main voltage while a frequency sweep runs. Every sample has a frequency and a
-// period of its own and the clock follows the phase, so there is nothing to take out of the loop but
-// divisions and truncations whose result is known. Runs under g_CriticalSection.
+// period of its own and the clock follows the phase, so only divisions and truncations with a known result
+// can be left out. Runs under g_CriticalSection.
 #include "stream/fast_sweep.h"
 
 #include <cmath>
@@ -14,7 +14,7 @@
 namespace zeka {
 namespace {
 
-/// Clock, frequency and period of the sweep, kept out of memory while a run is made.
+/// Clock, frequency and period of the sweep, held in registers while a run is made.
 class Sweep {
 public:
     Sweep() ZEKA_NEEDS_LOCK : time_(g_fOutputTime),
@@ -27,8 +27,8 @@ public:
 
     [[nodiscard]] double Hz() const { return hz_; }
 
-    /// A quotient of two doubles rounds to 1 or more exactly when the dividend is not below the divisor:
-    /// within the first period, where the sweep's own clock always is, the time is the clock.
+    /// The time is the clock itself within the first period, where the sweep's clock always is: a quotient of
+    /// two doubles rounds to 1 or more exactly when the dividend is not below the divisor.
     [[nodiscard]] double TimeInPeriodNow() const
     {
         return time_ >= 0.0 && time_ < period_ ? time_ : TimeInPeriod(time_, period_);
@@ -76,7 +76,7 @@ void SweepMainVoltage(int count, RunBuffer& mv)
         const double a = s_A;
         for (int i = 0; i < count; ++i) {
             const double x = SineArgument(sweep.Hz(), sweep.TimeInPeriodNow());
-            sweep.Advance(); // before the sine, which need not wait for it
+            sweep.Advance(); // before the sine, so that the two overlap
             mv[static_cast<std::size_t>(i)] = a * std::sin(x);
         }
         sweep.Store();
@@ -84,7 +84,7 @@ void SweepMainVoltage(int count, RunBuffer& mv)
         for (int i = 0; i < count; ++i) {
             mv[static_cast<std::size_t>(i)] = EcgVoltage(sweep.TimeInPeriodNow());
             sweep.Advance();
-            sweep.Store(); // beat clock, noise and drift look at it
+            sweep.Store(); // beat clock, noise and drift read it
         }
     }
     AdvanceGraphClock(count);

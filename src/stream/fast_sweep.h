@@ -5,10 +5,10 @@
 
 namespace zeka {
 
-/// Whether the sweep of the selected function has a fast road: the sine's and the ECGs' have.
+/// Whether the sweep of the selected function has a fast path: only the sine's and the ECGs' have.
 [[nodiscard]] bool CanSweepFast() ZEKA_NEEDS_LOCK;
 
-/// Main voltage of the next `count` samples, mV. Frequency, period and both clocks have moved on by then.
+/// Main voltage of the next `count` samples, mV. Advances frequency, period and both clocks.
 void SweepMainVoltage(int count, RunBuffer& mv) ZEKA_NEEDS_LOCK;
 
 } // namespace zeka

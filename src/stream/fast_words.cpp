@@ -1,7 +1,7 @@
-// fast_words.cpp (stream) - from a run of millivolts to the slots of a burst. Called once per run under
-// g_CriticalSection; touches nothing but its arguments.
-// The comparisons that limit a voltage are the one thing that compilers make slow here: on processors of the
-// x86-64 family, whose baseline has exact minimum and maximum instructions, they are written out.
+// fast_words.cpp (stream) - converts a run of millivolts to the slots of a burst. Called once per run
+// under g_CriticalSection; uses nothing but its arguments. Compilers make the comparisons that limit a
+// voltage slow. So they are written out for processors of the x86-64 family, whose baseline has exact
+// minimum and maximum instructions.
 #include "stream/fast_words.h"
 
 #include <algorithm>
@@ -32,8 +32,8 @@ constexpr std::uint32_t SlotImage(std::uint32_t dc, std::uint32_t ac)
 
 constexpr std::size_t kLane = 8; // samples at a time
 
-/// Two voltages to 32-bit counts. What is below every 32-bit number comes out as the lowest one, which the
-/// packing to 16 bits turns into the lower limit.
+/// Converts two voltages to 32-bit counts. A value below every 32-bit number becomes the lowest one, which
+/// the packing to 16 bits limits to the lowest 16-bit one.
 __m128i Counts(const double* mv, __m128d factor, __m128d high)
 {
     const __m128d scaled = _mm_mul_pd(_mm_loadu_pd(mv), factor);
@@ -43,7 +43,7 @@ __m128i Counts(const double* mv, __m128d factor, __m128d high)
 
 __m128i SwapBytes(__m128i words) { return _mm_or_si128(_mm_slli_epi16(words, 8), _mm_srli_epi16(words, 8)); }
 
-/// Whole lanes of eight; returns how many samples that were.
+/// Converts whole lanes of eight; returns the number of samples converted.
 std::size_t MakeSlotLanes(std::span<const double> mv, double counts_per_mv, const std::uint16_t* dc,
                           std::size_t dc_step, SlotImages& images)
 {
@@ -74,7 +74,7 @@ std::size_t LimitLanes(std::span<double> mv, double limit)
     std::size_t i = 0;
     for (; i + 2 <= mv.size(); i += 2) {
         double* const at = mv.data() + i;
-        // The second operand is the result when either is no number.
+        // The result is the second operand when either is NaN.
         _mm_storeu_pd(at, _mm_min_pd(high, _mm_max_pd(low, _mm_loadu_pd(at))));
     }
     return i;

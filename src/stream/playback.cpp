@@ -1,7 +1,7 @@
 // playback.cpp (stream) - playback from the instrument's own memory: the start and stop commands, the sample
-// rate of an uploaded period, the silent burst, and the two loop switches of the host's own stream. Every
-// exchange runs under g_CriticalSection; a call that comes while a signal streams first waits for the
-// instrument's request, so that no reply is mixed up with one.
+// rate of an uploaded period, the silent burst; and the two loop switches of the host's own stream. Every
+// exchange runs under g_CriticalSection. While a signal streams, a call first waits for the instrument's
+// request, so that it cannot take a request for its reply.
 #include "stream/playback.h"
 
 #include <array>
@@ -32,18 +32,19 @@ constexpr std::size_t kOutputOnAt = 4; // in the start record and in the stop co
 constexpr std::array<std::uint8_t, 5> kStopRequest{0xEA, 0xFF, 0x00, 0x00, 0x00};
 static_assert(kStopRequest[kOutputOnAt] == 0x00);
 
-// The first rate at which a period has no more samples than the instrument is meant to store.
+// Highest first: the first rate at which a period fits into kMaxSamplesPerPeriod is taken, the number of
+// samples that the instrument is meant to store.
 constexpr std::array kRates{40000, 20000, 10000, 8000, 5000, 4000, 2000, 1000, 500, 400, 200, 100, 50};
 constexpr double kMaxSamplesPerPeriod = 2000.0;
 constexpr int kFallbackRate = 1000; // below 0.025 Hz: more samples than the limit
 
 constexpr std::uint16_t kSilentSequence = 0xFF00; // fixed: the stream's counter is not touched
 
-/// Uploads the function and switches the output on. Only a missing device is reported.
+/// Uploads the function and switches the output on. Reports no failure.
 void StartPlayback(int function) ZEKA_NEEDS_LOCK
 {
     assert(HoldsCriticalSection() && function >= kFirstPeriodic && function <= kLastPeriodic);
-    g_hStopPlayEvent.ResetEvent(); // a stop that is still pending belongs to what played before
+    g_hStopPlayEvent.ResetEvent(); // a stop that still waits belongs to what played before
     Publish(g_MainOutput, function);
     ReleaseOutput();
     g_fVoltageRange = kPlaybackRangeMv;
@@ -87,7 +88,7 @@ int ZEKAOutputSignal(int function)
     if (frame.State() == zeka::FrameState::kBusy)
         return zeka::kNoAnswer;
     if (function < zeka::kFirstPeriodic || function > zeka::kLastPeriodic) {
-        (void)StopOutput(); // with no device there is nothing that plays: that, too, is stopped
+        (void)StopOutput(); // with no device nothing plays: stopped as well
         return zeka::kOk;
     }
     if (!frame.Ready())

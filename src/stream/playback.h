@@ -3,16 +3,17 @@
 
 #include "signal/state.h"
 
-/// Start and stop commands; true when written whole and answered with 64 bytes.
+/// Send the start and the stop command; true when it was written whole and answered with 64 bytes.
 bool OutputSignal() ZEKA_NEEDS_LOCK;
 bool StopOutput() ZEKA_NEEDS_LOCK;
 
-/// One burst of silence (sequence bytes 0xFF 0x00, 0 mV on both channels).
+/// Sends one burst of silence (sequence bytes 0xFF 0x00, 0 mV on both channels).
 void SendStopPacket() ZEKA_NEEDS_LOCK;
 
 bool WriteWaveformInfo() ZEKA_NEEDS_LOCK;
 bool WriteRawData() ZEKA_NEEDS_LOCK;
 bool WriteWaveformRawData(unsigned char* data, unsigned int length) ZEKA_NEEDS_LOCK;
 
-/// One period of the selected function: AC in mV and DC codes. The arrays are the caller's (delete[]).
+/// Computes one period of the selected function: AC in mV and DC codes. The
+/// caller owns the arrays (delete[]).
 bool GenWaveform(int* count, double** ac, double** dc) ZEKA_NEEDS_LOCK;

@@ -1,6 +1,6 @@
-// run_pen.h (stream) - the pen of the fast road: draws the shapes of signal/shapes.h over a whole run of
-// samples, piece by piece, with everything taken out of the loops that does not move. The formulas are the
-// plain road's, evaluated on the same doubles; a test holds the two together. Under g_CriticalSection.
+// run_pen.h (stream) - the pen of the fast path: draws the shapes of signal/shapes.h over a whole run of
+// samples, piece by piece, with everything constant taken out of the loops. The formulas are those of the
+// plain path, evaluated on the same doubles; a test compares the two. Under g_CriticalSection.
 #pragma once
 
 #include <algorithm>
@@ -18,7 +18,7 @@
 
 namespace zeka {
 
-/// Calls fill(i, end) once for every stretch of samples for which trunc(rate * time) stays the same.
+/// Calls fill(i, end) once for every stretch of samples with the same trunc(rate * time).
 template <typename Fill> void ForEachHeld(const SampleRun& run, const RunTimes& times, double rate, Fill fill)
 {
     const auto position = [&times, rate](int i) { return rate * times(i); };
@@ -38,7 +38,8 @@ struct NoScale {
 
 template <typename Scale = NoScale> class RunPen {
 public:
-    /// base: stream time (s) at which the period or the beat began; breath: of each sample, or null.
+    /// base: stream time (s) at which the period or the beat began; breath:
+    /// breathing of each sample, or null.
     RunPen(const SampleRun& run, double base, RunBuffer& mv, Scale scale = {},
            const RunBuffer* breath = nullptr) noexcept
         : run_(run), times_(run, base), mv_(mv), scale_(scale), breath_(breath)
@@ -47,7 +48,7 @@ public:
 
     [[nodiscard]] double StreamTime() const noexcept { return run_.Time(0); }
 
-    /// Draws nothing when the bound lies behind already.
+    /// Draws nothing when the piece before ended behind the bound.
     template <typename Formula> bool Until(double bound, Formula formula)
     {
         To(times_.FirstAt(bound, at_), formula);
@@ -121,7 +122,7 @@ public:
     }
 
 private:
-    /// One turn of a wave, drawn over what stands there: formula(v, x).
+    /// One turn of a wave, drawn over what is drawn already: formula(v, x).
     struct Wave {
         RunBuffer& mv;
         RunTimes x;
@@ -154,7 +155,7 @@ private:
     template <typename Formula> void To(int end, Formula formula)
     {
         assert(end <= run_.Count());
-        const RunTimes times = times_; // by value: what is stored below could be what a reference leads to
+        const RunTimes times = times_; // by value: the stores below could alias a reference
         const Scale scale = scale_;
         RunBuffer& mv = mv_;
         for (int i = at_; i < end; ++i) {

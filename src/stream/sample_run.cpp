@@ -26,14 +26,14 @@ double PowerOfTwoBelow(double x)
 LinearClock LinearClockFrom(double start, double dt, int limit) noexcept
 {
     assert(limit >= 0);
-    // Below dt an addition passes more than one power of two; NaN goes no further either.
+    // Below dt one addition may pass more than one power of two. The comparisons also refuse NaN.
     if (!(start >= dt) || !(dt > 0.0) || !(start < std::numeric_limits<double>::max() / 4.0))
         return {start, 0.0, 0};
     const double end = 2.0 * PowerOfTwoBelow(start);
     const double next = start + dt;
     const double step = next - start; // exact: both are multiples of the same unit
     const double unit = PowerOfTwoBelow(start) * std::numeric_limits<double>::epsilon();
-    // Halfway between two units the rounding goes up and down in turn.
+    // Halfway between two units the rounding alternates between up and down.
     if (!(next < end) || !(step > 0.0) || std::fabs(dt - step) * 2.0 == unit)
         return {start, 0.0, 0};
     const double room = (end - start) / step - 2.0; // rounded quotient: two samples to spare
@@ -47,7 +47,7 @@ Turn TurnAt(const SampleRun& run, double period, int from) noexcept
     const double base = period * turn;
     const double guess = run.SamplesIn(base + period - run.Time(0));
     const auto turns = [&run, period](int i) { return run.Time(i) / period; };
-    // The sample itself lies in it, whatever the period is.
+    // The sample itself lies in the turn, whatever the period is.
     return {base, turn, run.FirstReaching(turns, turn + 1.0, from + 1, guess)};
 }
 

@@ -1,10 +1,10 @@
-// sample_run.h (stream) - a run of samples for which nothing but the clock moves, and the clock in closed
-// form.
+// sample_run.h (stream) - a run of samples during which nothing but the clock moves,
+// and the clock in closed form.
 //
 // The stream's clock is accumulated: each sample adds dt and rounds. Between two powers of two all its values
 // are whole multiples of one unit in the last place, so every addition rounds by the same amount and adds the
-// very same step: sample i stands at start + i * step, and that product and sum are exact. The plain road's
-// clock is met to the bit, without walking there sample by sample.
+// very same step. Sample i is at start + i * step, and that product and sum are exact. So the values are
+// those of the plain path to the bit, without one addition per sample.
 #pragma once
 
 #include <algorithm>
@@ -20,11 +20,11 @@ struct LinearClock {
     [[nodiscard]] double At(int i) const noexcept { return start + i * step; }
 };
 
-/// The longest such stretch, at most `limit` samples; 0 where the rounding alternates and at the very first
-/// samples.
+/// The longest such stretch, at most `limit` samples; none where the rounding
+/// alternates and at the first samples.
 [[nodiscard]] LinearClock LinearClockFrom(double start, double dt, int limit) noexcept;
 
-/// Samples 0 .. count - 1 of a run. Times never fall from sample to sample.
+/// Samples 0 .. count - 1 of a run. Invariant: times never fall from sample to sample.
 class SampleRun {
 public:
     SampleRun(const LinearClock& clock, int count) noexcept
@@ -42,8 +42,8 @@ public:
     /// Stream time of sample i, s.
     [[nodiscard]] double Time(int i) const noexcept { return clock_.At(i); }
 
-    /// First sample from `from` on for which the rising quantity has reached the bound; Count() when none
-    /// has. `guess` only has to be near.
+    /// First sample from `from` on at which the rising quantity has reached the bound; Count() when none has.
+    /// `guess` only has to be near.
     template <typename Quantity>
     int FirstReaching(Quantity quantity, double bound, int from, double guess) const
     {
@@ -56,7 +56,7 @@ public:
         return i;
     }
 
-    /// Where sample number `seconds` of run time would stand.
+    /// Number of samples in `seconds`, as a real number.
     [[nodiscard]] double SamplesIn(double seconds) const noexcept { return seconds * per_second_; }
 
 private:
@@ -65,9 +65,9 @@ private:
     int count_;
 };
 
-/// A run seen on a clock of its own that began at `base` of the stream's: the period, a beat, a breath.
-/// Passed by value: in a loop that stores voltages, the compiler could not keep what stands behind a
-/// reference.
+/// The times of a run on a clock that began at `base` of the stream's: the period, a beat, a
+/// breath. Passed by value, because in a loop that stores voltages the compiler could not keep
+/// values behind a reference in registers.
 class RunTimes {
 public:
     RunTimes(const SampleRun& run, double base) noexcept : run_(run), base_(base) {}
@@ -84,9 +84,9 @@ private:
     double base_;
 };
 
-/// The part of a run from `from` on that lies in one turn of a clock with this period.
+/// The part of a run, from `from` on, that lies in one turn of a clock with this period.
 struct Turn {
-    double base; // stream time at which the turn began, as the plain road rounds it
+    double base; // stream time at which the turn began, as the plain path rounds it
     double number;
     int end;
 };

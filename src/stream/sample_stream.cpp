@@ -1,7 +1,7 @@
-// sample_stream.cpp (stream) - answers one request of the instrument with one burst of 700 samples, 17.5 ms
-// of signal. Called under g_CriticalSection by the poll thread, and once by the apply step when a stream
-// starts. The burst lives on the stack: a callback that restarts the stream builds a burst of its own inside
-// this one.
+// sample_stream.cpp (stream) - answers one request of the instrument with one burst of 700 samples,
+// 17.5 ms of signal. Called under g_CriticalSection by the poll thread, and once by the apply step when
+// a stream starts. The burst lives on the stack because a callback that restarts the stream builds a
+// burst of its own inside this one.
 #include "stream/sample_stream.h"
 
 #include <array>
@@ -19,7 +19,7 @@ namespace {
 
 void EndFile() ZEKA_NEEDS_LOCK
 {
-    const zeka::WithoutRequestWait inside_a_burst; // a stream's first burst has no request to wait for
+    const zeka::WithoutRequestWait inside_a_burst; // no request can come for a stream's first burst
     (void)ZEKASetOutputFunction(ZEKA_FUNCTION_NONE);
     zeka::Notify(g_StandardStopCB);
 }
@@ -37,7 +37,7 @@ void _SendNextPacket()
 
     std::array<std::uint8_t, zeka::kBurstBytes> burst{};
     zeka::BuildBurst(burst);
-    // The result does not matter: the clock has moved on, and a burst sent twice would be heard.
+    // Ignores the result, because the clock has moved on and a burst sent twice would show in the signal.
     (void)WriteData(burst.data(), static_cast<int>(burst.size()), 1);
 
     if (g_RespirationEnabled)

@@ -1,5 +1,5 @@
-// scaling.cpp (stream) - from millivolts to the words of the instrument: DC code, AC word and AC attenuation.
-// Used by every producer of samples: the stream, the silent burst, the upload.
+// scaling.cpp (stream) - converts millivolts to the words of the instrument: DC code, AC word, AC
+// attenuation. Every producer of samples uses it: the stream, the silent burst, the upload.
 #include "stream/scaling.h"
 
 #include <algorithm>
@@ -11,8 +11,7 @@ constexpr double kDcSpanMv = 2000.0;
 constexpr double kDcCodes = 65535.0;
 constexpr std::uint16_t kDcZero = 32768;
 
-/// The instrument's respiration stage loads the AC channel; how much depends on the baseline impedance it
-/// presents.
+/// The instrument's respiration stage loads the AC channel, depending on its baseline impedance.
 struct Attenuation {
     int ohms;
     double factor;

@@ -1,14 +1,16 @@
-// scaling.h (stream) - from millivolts to the words of the instrument.
+// scaling.h (stream) - converts millivolts to the words of the instrument.
 #pragma once
 
 #include <cstdint>
 
 #include "signal/state.h"
 
-/// DC word, offset binary: -1000 mV = 0, 0 mV = 32768, +1000 mV = 65535; beyond it the end codes.
+/// DC word, offset binary: -1000 mV = 0, 0 mV = 32768, +1000 mV = 65535; beyond these the
+/// end codes. NaN counts as 0 mV.
 std::uint16_t ECG_DC_VoltageToDAC(double millivolts);
 
-/// AC attenuation factor: 1.0, or what the respiration's baseline impedance asks for.
+/// AC attenuation factor: that of the respiration's baseline impedance while
+/// respiration is enabled, else 1.0.
 double GetAttenuation() ZEKA_NEEDS_LOCK;
 
 namespace zeka {

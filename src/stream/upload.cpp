@@ -1,7 +1,7 @@
-// upload.cpp (stream) - one period of the selected function, computed and scaled as the stream does it, into
-// the instrument's memory: for playback without the host, or stored for the instrument's standalone mode. All
-// under g_CriticalSection. An upload leaves the signal clock one period further and the working values as the
-// function needs them.
+// upload.cpp (stream) - sends one period of the selected function, computed and scaled as in the stream,
+// into the instrument's memory: for playback without the host, or stored for the instrument's standalone
+// mode. All under g_CriticalSection. An upload leaves the signal clock one period ahead and the working
+// values set for the function.
 #include <algorithm>
 #include <array>
 #include <cassert>
@@ -33,7 +33,7 @@ namespace {
 
 using Packet = std::array<std::uint8_t, kBlockBytes>;
 
-/// What is played: answered with 64 bytes that nobody examines.
+/// Describes what is played. The instrument answers with 64 bytes, which are not examined.
 namespace info_packet {
 constexpr std::array<std::uint8_t, 3> kHead{0xEA, 0xFF, 0x01};
 constexpr std::size_t kSamplesAt = 6;
@@ -48,7 +48,7 @@ constexpr std::size_t kPacingRateAt = 44;      // per min
 constexpr double kHundredth = 0.01;
 } // namespace info_packet
 
-/// 14 samples: answered with the same 64 bytes, but for the status byte.
+/// 14 samples. The instrument answers with the same 64 bytes, but for the status byte.
 namespace data_packet {
 constexpr std::array<std::uint8_t, 3> kHead{0xEA, 0xFF, 0x04};
 constexpr std::size_t kStatusAt = 3;
@@ -66,14 +66,14 @@ constexpr int kMaxPeriodSamples = 65535; // the index of a data packet has 16 bi
 
 // Results of the standalone save; not those of the other setters.
 constexpr int kSaved = 1;
-constexpr int kSaveBusy = 1; // callers cannot tell it from a committed save
+constexpr int kSaveBusy = 1; // callers cannot distinguish it from a committed save
 constexpr int kNotSaved = 0;
 
 constexpr int kDefaultFunction = ZEKA_FUNCTION_FIXED_ECG;
 constexpr double kDefaultHz = 1.0;
 constexpr double kDefaultMillivolts = 2.0;
 
-/// The low 16 bits of a number truncated toward zero; 0 for what no integer holds.
+/// The low 16 bits of a number truncated toward zero; 0 for NaN and numbers that are too large.
 std::uint16_t Low16(double value) noexcept
 {
     constexpr double kBound = 9.0e15; // every double this small truncates into 64 bits
@@ -84,7 +84,7 @@ std::uint16_t Low16(double value) noexcept
 
 std::uint16_t Low16(std::int64_t value) noexcept { return static_cast<std::uint16_t>(value & 0xFFFF); }
 
-/// The low 16 bits, high byte first, at a place of the packet that is known when this is compiled.
+/// Writes the word, high byte first, at a place of the packet that is checked at compile time.
 template <std::size_t kAt> void PutWord(Packet& packet, std::uint16_t word) noexcept
 {
     static_assert(kAt + 2 <= kBlockBytes);
@@ -103,7 +103,7 @@ void PrepareGenerator() ZEKA_NEEDS_LOCK
     _CheckECGTime();
 }
 
-/// One data packet out, its acknowledgement in: everything back as sent, and the status byte set.
+/// Sends one data packet; true when the answer equals the packet, with the status byte set.
 bool SendAcknowledged(Packet& packet)
 {
     Packet reply;
@@ -113,7 +113,7 @@ bool SendAcknowledged(Packet& packet)
     return reply == packet;
 }
 
-/// Ends an upload that is to be kept: output off, with the settings that belong to the waveform.
+/// Ends an upload that is to be stored: switches the output off, with the settings of the waveform.
 bool SwitchOutputOff() ZEKA_NEEDS_LOCK
 {
     assert(HoldsCriticalSection());
@@ -163,7 +163,7 @@ bool WriteRawData()
     if (!GenWaveform(&count, &ac, &dc))
         return false;
     const std::unique_ptr<double[]> ac_values{ac};
-    const std::unique_ptr<double[]> dc_codes{dc}; // the upload makes DC words of voltages instead
+    const std::unique_ptr<double[]> dc_codes{dc}; // not used: the upload converts voltages to DC words
 
     const auto samples = static_cast<std::size_t>(count);
     const std::size_t length = (samples * kSlotBytes + kSlotsBytes - 1) / kSlotsBytes * kSlotsBytes;
@@ -227,9 +227,8 @@ int ZEKASaveToStandaloneMode(int function)
         return zeka::kNotSaved;
     zeka::Publish(g_MainOutput, function);
     if (!WriteWaveformInfo() || !WriteRawData())
-        return zeka::kNotSaved; // the function stays selected
-    zeka::Publish(g_MainOutput,
-                  ZEKA_FUNCTION_NONE); // no apply step: a stream that runs is not stopped by a save
+        return zeka::kNotSaved;                      // the function stays selected
+    zeka::Publish(g_MainOutput, ZEKA_FUNCTION_NONE); // no apply step: a save does not stop a running stream
     if (!zeka::SwitchOutputOff())
         return zeka::kNotSaved;
     return WriteToROM(zeka::kStandaloneItem) ? zeka::kSaved : zeka::kNotSaved;
@@ -245,5 +244,5 @@ int ZEKASaveDefaultWaveform()
         (void)ZEKASetInputImpedanceMode(channel, 0);
     }
     (void)ZEKASaveToStandaloneMode(zeka::kDefaultFunction);
-    return zeka::kSaved; // whatever became of the save
+    return zeka::kSaved; // whether or not it was stored
 }

@@ -1,5 +1,4 @@
-// lengths.cpp - how long each IEC 60601-2-27 waveform lasts.
-// The samples themselves are in tables_data.cpp, which the build makes.
+// lengths.cpp - the length of each IEC 60601-2-27 waveform. The build makes the samples (tables_data.cpp).
 #include "signal/tables/tables.h"
 
 namespace {

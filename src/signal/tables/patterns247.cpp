@@ -1,5 +1,5 @@
 // patterns247.cpp - the IEC 60601-2-47 patterns: triangle pulses, and beats with a swinging RR interval.
-// Called once for each pattern, on whichever thread first asks; a whole hour is 3.6 million samples.
+// Called once for each pattern, on the thread that needs it first; a whole hour is 3.6 million samples.
 #include "signal/tables/patterns247.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace zeka {
 namespace {
 constexpr double kTwoPi = 6.2831853; // the constant of every waveform formula here, not the nearest double
 
-// FillBeats goes from beat to beat: no RR interval may end inside the beat that opens it.
+// FillBeats goes from beat to beat, so no RR interval may end inside the beat that opens it.
 constexpr bool EveryIntervalHoldsABeat()
 {
     for (std::size_t pattern = 1; pattern < pattern247::kCount; ++pattern)

@@ -1,7 +1,7 @@
-// tables.h (signal/tables) - the standard test waveforms as stored data, and the sizes by which they are
-// indexed. Constant from load to unload: any thread reads them without a lock. The samples are made at build
-// time from the figures beside this file (generator/), or taken from the official records when ZEKA_EC13_DIR
-// names them.
+// tables.h (signal/tables) - the standard test waveforms as stored data, and the sizes by which
+// they are indexed. Constant from load to unload: any thread reads them without a lock. The build
+// makes the samples from the files in figures/ (generator/), or takes them from the official
+// records in the folder ZEKA_EC13_DIR.
 #pragma once
 
 #include <array>
@@ -35,7 +35,7 @@ namespace pattern247 { // patterns of IEC 60601-2-47, synthesised on first use (
 inline constexpr std::size_t kCount = 5;
 inline constexpr unsigned kRateHz = 1000;
 inline constexpr std::size_t kBeatSamples = 360;
-inline constexpr std::size_t kMinute = 60000; // samples of patterns 0 to 3, and what is played of pattern 4
+inline constexpr std::size_t kMinute = 60000; // samples of patterns 0 to 3, and those played of pattern 4
 inline constexpr std::size_t kHour = 3600000; // samples of pattern 4, whose rhythm swings once an hour
 
 /// Samples of a pattern; every number but 4 counts as a pattern of one minute.

@@ -1,5 +1,5 @@
-// calibration.cpp - pieces of the calibration waveforms, and the leads of ANE20000 along their knots.
-// Inside a piece the published samples are the start value plus the increment cut toward zero, so the integer
+// calibration.cpp - pieces of the calibration waveforms, and the leads of ANE20000 along their knots. Inside
+// a piece the published samples are the start value plus the increment truncated toward zero, so the integer
 // divisions and the casts here are part of the waveform.
 #include "signal/tables/generator/calibration.h"
 
@@ -15,7 +15,7 @@
 namespace zeka::maketables {
 namespace {
 constexpr int kSecond = static_cast<int>(wave251::kSlots); // samples, 1 ms each
-constexpr int kMaxUv = 1000000;                            // nothing in these figures is as high as a volt
+constexpr int kMaxUv = 1000000;                            // all heights in these figures are below a volt
 
 int Truncated(double x) { return static_cast<int>(x); }
 
@@ -24,7 +24,7 @@ struct Corner {
     int j, uv;
 };
 
-/// Along straight pieces; the first corner is where the first piece begins.
+/// The value at sample j along straight pieces; the first piece begins at the first corner.
 int Along(std::span<const Corner> corners, int j)
 {
     std::size_t end = 1;

@@ -33,7 +33,8 @@ struct LeadFigure {
 std::vector<CalibrationFigure> ReadCalibrationFigures(std::vector<Section> sections);
 std::vector<LeadFigure> ReadLeadFigures(std::vector<Section> sections);
 
-/// One second each, of the figure's range and from 0 uV on; throws InputError when one is not.
+/// The waveforms, one second each. Throws InputError unless each has exactly its
+/// figure's range and begins at 0 uV.
 std::vector<Waveform> BuildCalibration(const std::vector<CalibrationFigure>& figures);
 std::vector<Waveform> BuildLeads(const std::vector<LeadFigure>& figures);
 

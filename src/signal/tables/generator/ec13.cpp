@@ -1,5 +1,5 @@
-// ec13.cpp - calibration pulses, loop shape and repetition of the IEC 60601-2-27 test waveforms.
-// Everything is computed in converter codes first: the recordings' steps are part of their looks.
+// ec13.cpp - calibration pulses, loop shape and repetition of the IEC 60601-2-27 test waveforms. Everything
+// is computed in converter codes first, because the recordings' steps are part of their shape.
 #include "signal/tables/generator/ec13.h"
 
 #include "signal/tables/generator/pchip.h"
@@ -72,7 +72,7 @@ Codes BodyCodes(const std::vector<Ec13Record>& records, const Ec13Record& record
     return codes;
 }
 
-bool IsCode(double value) { return std::abs(value) <= 32767; } // what a converter of 16 bits can say
+bool IsCode(double value) { return std::abs(value) <= 32767; } // within the range of a 16-bit converter
 
 bool Rising(const std::vector<double>& values)
 {
@@ -171,9 +171,9 @@ std::vector<Waveform> BuildEc13(const std::vector<Ec13Record>& records)
 
 int AdcToMicrovolts(int code, double adc_per_mv)
 {
-    // The published text of the records is mV with three decimals. Printing decides the halves of gains 80
-    // and 160 by the exact binary value, which no rounding of uv = 1000 * mv would repeat: 126/160 mV is 787
-    // uV, -62/160 is -388.
+    // The published text of the records is mV with three decimals. Printing rounds the halves of gains
+    // 80 and 160 by the exact binary value, which no rounding of uv = 1000 * mv would repeat: 126/160
+    // mV is 787 uV, -62/160 is -388.
     char text[64];
     const auto end =
         std::to_chars(text, text + sizeof text, code / adc_per_mv, std::chars_format::fixed, 3).ptr;

@@ -18,7 +18,7 @@ struct Head {
     int samples, base_adc, peak_adc;
 };
 
-/// One loop, repeated to the end of the recording.
+/// A loop that repeats to the end of the recording.
 struct Loop {
     double period_ms;
     Range limits_adc;
@@ -40,8 +40,9 @@ struct Ec13Record {
     int adc_per_mv;
     Range range_uv;
     std::optional<Head> head;
-    std::optional<Loop> loop;             // either this
-    std::optional<BorrowedLoop> borrowed; // or this
+    // Invariant: exactly one of these two is set.
+    std::optional<Loop> loop;
+    std::optional<BorrowedLoop> borrowed;
 };
 
 using Waveform = std::vector<int>; // uV
@@ -52,7 +53,7 @@ std::vector<Ec13Record> ReadEc13Figures(std::vector<Section> sections);
 /// All waveforms, each of its record's length and range; throws InputError when one is not.
 std::vector<Waveform> BuildEc13(const std::vector<Ec13Record>& records);
 
-/// A converter code in uV, by way of mV printed with three decimals.
+/// A converter code in uV, computed through mV printed with three decimals.
 int AdcToMicrovolts(int code, double adc_per_mv);
 
 /// Throws InputError unless the waveform has this length and exactly this range.

@@ -1,8 +1,8 @@
-// figure_file.h (make_tables) - the strict reader of the figure files.
-// A figure file is text: '#' opens a comment, a word ending in ':' opens a field, the words up to the next
-// field are its values. Fields belong to the section whose first field is the section's own ("record:",
-// "waveform:", "lead:"). Whatever is missing, doubled, unknown or not a number ends the run with one line
-// that names file and line.
+// figure_file.h (make_tables) - the strict reader of the figure files. A figure file is text: '#'
+// opens a comment, a word ending in ':' opens a field, the words up to the next field are its
+// values. A section begins with its own field ("record:", "waveform:", "lead:") and contains the
+// fields up to the next one. A field that is missing, doubled, unknown or not a number ends the run
+// with one line that names file and line.
 #pragma once
 
 #include <cstddef>
@@ -15,13 +15,13 @@
 
 namespace zeka::maketables {
 
-/// What is wrong with an input file, in one line.
+/// An error in an input file, in one line.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// 'word', for messages.
+/// The word in quotes, for messages.
 std::string Quoted(std::string_view word);
 
 struct Pair {
@@ -35,8 +35,8 @@ struct Field {
     bool used = false;
 };
 
-/// The fields of one record, waveform or lead. Every field is asked for once; what nobody asked for is an
-/// error.
+/// The fields of one record, waveform or lead. Each field is read once; a field
+/// that is never read is an error.
 class Section {
 public:
     Section(std::string file, std::vector<Field> fields) : file_(std::move(file)), fields_(std::move(fields))

@@ -7,7 +7,8 @@
 
 namespace zeka::maketables {
 namespace {
-constexpr std::size_t kOverlap = 4; // knots repeated beyond each end of a period; a slope looks two knots far
+// Knots repeated beyond each end of a period; a slope depends on two knots to each side.
+constexpr std::size_t kOverlap = 4;
 
 double SlopeBetween(const Pair& before, const Pair& here, const Pair& after)
 {

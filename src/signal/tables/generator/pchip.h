@@ -1,6 +1,6 @@
-// pchip.h (make_tables) - a curve through knots that never overshoots them.
-// Piecewise cubic Hermite; the slope at a knot is the weighted harmonic mean of its neighbouring secants, or
-// 0 at an extreme. So the highest and lowest knots are the highest and lowest values of the curve.
+// pchip.h (make_tables) - a curve through knots that never overshoots them. Piecewise cubic Hermite. The
+// slope at a knot is the weighted harmonic mean of its neighbouring secants, or 0 at an extreme, so the
+// highest and lowest knots are the highest and lowest values of the curve.
 #pragma once
 
 #include "signal/tables/generator/figure_file.h"
@@ -11,7 +11,7 @@ class Pchip {
 public:
     /// Knots in rising order, at least two. Slope 0 at both ends; valid from the first to the last knot.
     explicit Pchip(const std::vector<Pair>& knots);
-    /// The same shape over and over: knots within one period, at least four, continued on both sides.
+    /// A periodic curve: knots within one period, at least four, continued on both sides.
     static Pchip Periodic(const std::vector<Pair>& knots, double period);
 
     [[nodiscard]] double At(double x) const;

@@ -1,4 +1,4 @@
-// wfdb.cpp - reads the two files of an official record and makes sure that they are what they claim to be.
+// wfdb.cpp - reads the two files of an official record and checks them against each other and the figures.
 #include "signal/tables/generator/wfdb.h"
 
 #include "signal/tables/tables.h"
@@ -11,8 +11,9 @@
 
 namespace zeka::maketables {
 namespace {
-constexpr std::size_t kMaxFileBytes =
-    1 << 20; // the longest record has 130 kB; never swallow a wrong file whole
+
+// The longest record has 130 kB; no larger file is read whole.
+constexpr std::size_t kMaxFileBytes = 1 << 20;
 
 [[noreturn]] void Fail(const std::string& file, const std::string& what)
 {
@@ -57,7 +58,7 @@ template <typename T> T WholeWord(std::string_view word, const std::string& file
     return value;
 }
 
-/// Lines that say something: without comments, empty lines and the line ends of other systems.
+/// The lines of a header without comments, empty lines and the line ends of other systems.
 std::vector<std::string> HeaderLines(const std::string& text)
 {
     std::vector<std::string> lines;

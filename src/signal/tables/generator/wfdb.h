@@ -10,7 +10,7 @@
 
 namespace zeka::maketables {
 
-/// What the header of a record with one signal says.
+/// The header of a record with one signal.
 struct WfdbHeader {
     std::string record;
     double rate_hz = 0;
@@ -24,18 +24,18 @@ struct WfdbHeader {
     int checksum = 0; // sum of all codes, 16 bits
 };
 
-/// Reads a header; throws InputError, which begins with `name`, for anything but one signal of format 16 or
-/// 212.
+/// Reads a header. Throws InputError, whose text begins with `name`, for anything but
+/// one signal of format 16 or 212.
 WfdbHeader ParseWfdbHeader(const std::string& text, const std::string& name);
 
-/// The codes in the bytes of a data file behind the offset: two bytes each, low byte first (16), or two codes
-/// of 12 bits in three bytes (212). Throws InputError when the bytes are not exactly those of `samples`
-/// codes.
+/// The codes in the bytes of a data file behind the offset. Format 16: two bytes each, low byte
+/// first; 212: two codes of 12 bits in three bytes. Throws InputError when the bytes are not
+/// exactly those of `samples` codes.
 std::vector<int> DecodeWfdb(std::span<const std::uint8_t> bytes, int format, std::size_t samples,
                             const std::string& name);
 
-/// One record of `folder` in uV: name, rate, length, first code, checksum and range must be those of
-/// `record`.
+/// One record of `folder` in uV. Throws InputError unless name, rate, length, first code, checksum and
+/// range are those of `record`.
 Waveform ImportRecord(const std::filesystem::path& folder, const Ec13Record& record);
 
 } // namespace zeka::maketables

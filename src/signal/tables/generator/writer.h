@@ -11,8 +11,8 @@ struct Tables {
     std::vector<Waveform> iec227, iec251, ane20000;
 };
 
-/// Writes a source file that defines IEC227W, IEC251W and ANE20000, each waveform filled up with zeros to its
-/// slots.
+/// Writes a source file that defines IEC227W, IEC251W and ANE20000; zeros fill
+/// the slots behind each waveform.
 void WriteTables(std::ostream& out, const Tables& tables);
 
 } // namespace zeka::maketables

@@ -786,7 +786,7 @@ ZEKA_API void EnableApneaByTime(int seconds);
  * respiration command. Stopping the output switches respiration off too, but forgets nothing.
  *
  * @return 1  switched
- *         0  no instrument open (switched and forgotten all the same), or it sent no request for 3000 ms
+ *         0  no instrument open (switched and forgotten even so), or it sent no request for 3000 ms
  *            (unchanged)
  * @note Class: request.
  */
@@ -1491,7 +1491,7 @@ ZEKA_API int CheckECGTxtChannel(const wchar_t* path, char** names);
  * @param data  copied; the arrays stay the application's
  * @return the number of samples loaded
  *         -1  no record or an array missing; or no memory or a negative count, and nothing is loaded any more
- *         -2  rate outside 100.0 .. 40000.0; the samples are loaded all the same
+ *         -2  rate outside 100.0 .. 40000.0; the samples are loaded even so
  * @note Any thread but those of signal callbacks, also while a recording plays. Blocks for the reading.
  */
 ZEKA_API int ZEKALoadRawData(RAW_WAVEFORM_DATA* data);

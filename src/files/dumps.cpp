@@ -95,7 +95,7 @@ public:
     [[nodiscard]] bool Finish() noexcept
     {
         Flush();
-        if (::close(fd_.Release()) != 0 && errno != EINTR) // interrupted: closed all the same
+        if (::close(fd_.Release()) != 0 && errno != EINTR) // interrupted: closed even so
             failed_ = true;
         return !failed_;
     }

@@ -8,8 +8,7 @@
 /// streams, the change then takes effect at the end of the running period.
 void _Change() ZEKA_NEEDS_LOCK;
 
-/// While a function streams, lets the change take effect at the end of the running
-/// period; else applies it now.
+/// Applies the change at the end of the running period while a function streams, else now.
 void _ChangeRequested() ZEKA_NEEDS_LOCK;
 
 /// Called after every sample with its time within the period (s): applies a waiting change when less than 0.4

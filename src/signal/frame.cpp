@@ -25,15 +25,14 @@ thread_local int without_request_wait = 0;
 
 thread_local unsigned owed_pause_ms = 0;
 
-// One setter may hold up an answer, because its change belongs before it; the next
-// setter lets the answer pass.
+// One setter may hold up an answer, to make its change before it; the next one lets the answer pass.
 constexpr std::chrono::milliseconds kAnswerPatience{3};
 constexpr unsigned kLetPassMs = 100; // bounded: a slow callback must not stop the setters
 constexpr unsigned kLetPassLookMs = 1;
 
 constexpr std::chrono::milliseconds kStallIsNews{1000};
 
-// A setter whose time has passed in the queue waits this long all the same (many bursts), because the thread
+// A setter whose time has passed in the queue still waits this long (many bursts), because the thread
 // that held the lock also held up the instrument's answer. A missing request is a stall only after kStallMs.
 constexpr unsigned kLeastWaitMs = 500;
 constexpr std::chrono::milliseconds kStallMs{2000};

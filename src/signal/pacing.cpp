@@ -55,8 +55,7 @@ struct QuietStretch {
     }
 };
 
-/// How long a trigger that has just been examined stays as it is, s; shortened by far
-/// more than the clock's rounding.
+/// How long a trigger just examined stays as it is, s; shortened by far more than the clock's rounding.
 double QuietFor(double offset, bool latch) ZEKA_NEEDS_LOCK
 {
     constexpr double kMarginS = 0.000001;

@@ -61,8 +61,7 @@ constexpr bool IsCheckedAgainstItsCap(int function)
     return function == ZEKA_FUNCTION_RECTANGULAR_PULSE || function == ZEKA_FUNCTION_TRIANGULAR_PULSE;
 }
 
-/// Sends what the DC offset setters stored. Ignores the result, because the value
-/// holds and goes with every sample.
+/// Sends what the DC offset setters stored. Ignores the result: the value goes with every sample anyway.
 void SendDcOffset(int channel) ZEKA_NEEDS_LOCK
 {
     assert(zeka::HoldsCriticalSection() && zeka::IsChannel(channel));

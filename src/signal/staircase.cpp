@@ -22,7 +22,7 @@ constexpr double kTicksPerS = 10000.0;
 constexpr std::int64_t kTicksPerStep = 5000;
 
 /// Recognises the first sample of each half-second mark. At 40000 samples per second the four samples of one
-/// tick all lie on the mark; the sample before, of whichever stream, tells the first of them from the others.
+/// tick all lie on the mark; the sample before, of whichever stream, shows which is the first.
 class StepMark {
 public:
     [[nodiscard]] bool IsNew(double time)

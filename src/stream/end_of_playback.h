@@ -12,8 +12,7 @@ inline bool IsEndOfFile() ZEKA_NEEDS_LOCK
            zeka::KindOf(g_MainOutput) == zeka::Kind::kRecording;
 }
 
-/// Check whether a standard waveform or a recording that plays once has ended; if so,
-/// report it and stop the stream.
+/// Check whether a standard waveform or a recording that plays once has ended; if so, report it and stop.
 void _CheckStandardLoop() ZEKA_NEEDS_LOCK;
 void _CheckFileLoop() ZEKA_NEEDS_LOCK;
 

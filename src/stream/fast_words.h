@@ -25,8 +25,7 @@ void LimitVoltages(std::span<double> mv, double limit);
 /// A slot as it lies in memory: DC word, AC word, each high byte first.
 using SlotImages = std::array<std::uint32_t, kBurstSamples>;
 
-// The parts of PutSlots and LimitVoltages for processors without their vector
-// instructions. Tests compare the two.
+// PutSlots and LimitVoltages for processors without their vector instructions; tests compare the two.
 void MakeSlotsPortably(std::span<const double> mv, double counts_per_mv, const std::uint16_t* dc,
                        std::size_t dc_step, SlotImages& images);
 void LimitVoltagesPortably(std::span<double> mv, double limit);

@@ -14,6 +14,5 @@ bool WriteWaveformInfo() ZEKA_NEEDS_LOCK;
 bool WriteRawData() ZEKA_NEEDS_LOCK;
 bool WriteWaveformRawData(unsigned char* data, unsigned int length) ZEKA_NEEDS_LOCK;
 
-/// Computes one period of the selected function: AC in mV and DC codes. The
-/// caller owns the arrays (delete[]).
+/// Computes one period of the selected function: AC in mV, DC codes. The caller owns the arrays (delete[]).
 bool GenWaveform(int* count, double** ac, double** dc) ZEKA_NEEDS_LOCK;

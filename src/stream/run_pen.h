@@ -38,8 +38,7 @@ struct NoScale {
 
 template <typename Scale = NoScale> class RunPen {
 public:
-    /// base: stream time (s) at which the period or the beat began; breath:
-    /// breathing of each sample, or null.
+    /// base: stream time (s) at which the period or the beat began; breath: of each sample, or null.
     RunPen(const SampleRun& run, double base, RunBuffer& mv, Scale scale = {},
            const RunBuffer* breath = nullptr) noexcept
         : run_(run), times_(run, base), mv_(mv), scale_(scale), breath_(breath)

@@ -1,4 +1,5 @@
 // connection_test.cpp - from the search to the announcement, and what calls of the application do meanwhile.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -117,13 +118,21 @@ TEST_F(Connection, ASetterBeforeTheAnnouncementGetsNoAnswerAndPutsNoByteOnTheWir
     application.join();
     EXPECT_EQ(wrong, 0);
     EXPECT_GT(early, 0);
-    // The application puts no byte on the wire up to the last impedance write of the set-up. The instrument
-    // notes a command behind its reply, so the last one may still be missing.
-    constexpr std::size_t kSetUp = 27;
-    ASSERT_TRUE(zeka::test::WaitUntil([this] { return instrument.Commands().size() >= kSetUp; }));
+    // The application puts no byte on the wire up to the last impedance write of the set-up. A reply that a
+    // busy machine held up costs pings. The instrument notes a command behind its reply, so the last one may
+    // still be missing.
+    constexpr int kSetUp = 24;
+    const auto set_up = [this] {
+        const auto commands = instrument.Commands();
+        return std::ranges::count_if(commands, [](const auto& one) { return one.bytes[0] == 0x00; });
+    };
+    ASSERT_TRUE(zeka::test::WaitUntil([&] { return set_up() >= kSetUp; }));
     const auto commands = instrument.Commands();
-    for (std::size_t i = 3; i < kSetUp; ++i)
-        EXPECT_EQ(commands[i].bytes[0], 0x00) << i;
+    for (int i = 3, seen = 0; seen < kSetUp; ++i) {
+        const std::uint8_t group = commands[static_cast<std::size_t>(i)].bytes[0];
+        EXPECT_TRUE(group == 0x00 || group == 0x55) << i;
+        seen += group == 0x00 ? 1 : 0;
+    }
 }
 
 TEST_F(Connection, AListenerMayStartAStreamAndGoOnSettingIt)

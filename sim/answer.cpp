@@ -1,5 +1,5 @@
-// answer.cpp - what the instrument's thread does with a command: carry it out, distort the reply as the
-// faults say, queue it. Everything here runs on that thread with Worker::mutex_ held.
+// answer.cpp - handles a command on the instrument's thread: carries it out, applies faults to the reply,
+// queues it. REQUIRES: Worker::mutex_ held.
 #include "sim/worker.h"
 
 #include <algorithm>
@@ -12,14 +12,14 @@ constexpr std::size_t kGarbageBytes = 5;
 constexpr std::size_t kMarkerAt = 4; // in the reply to the ping
 constexpr std::size_t kPageStatusAt = 4;
 constexpr std::size_t kStatusAt = 3;
-constexpr std::chrono::milliseconds kBacklogReplyTime{3}; // from a command to its reply, behind a stall
+constexpr std::chrono::milliseconds kBacklogReplyTime{3}; // from a command to its reply, after a stall
 
 std::vector<Sample> Period(const InstrumentState& state)
 {
     constexpr std::size_t kSlotBytes = 4;
     const std::size_t uploaded = state.image.size() / kSlotBytes;
     const std::size_t told = state.waveform ? state.waveform->samples : uploaded;
-    std::vector<Sample> period(std::min(uploaded, told)); // what pads the last packet is no signal
+    std::vector<Sample> period(std::min(uploaded, told)); // without what pads the last packet
     for (std::size_t i = 0; i < period.size(); ++i)
         period[i] = GetSample(state.image, i * kSlotBytes);
     return period;
@@ -57,7 +57,7 @@ void Worker::TakeFrames(TimePoint now)
         (void)UnplugWhileReceiving(work_.framer.PendingCommand(), rest, burst_bytes_ + rest.size());
 }
 
-// `passed`: bytes of this exchange so far. A rule that asks for more bytes than a command has goes on
+// `passed`: bytes of this exchange so far. A rule that needs more bytes than the command has goes on
 // counting in its reply; see QueueReply.
 bool Worker::UnplugWhileReceiving(std::optional<Command> command, Bytes so_far, std::size_t passed)
 {
@@ -137,8 +137,9 @@ std::vector<std::uint8_t> Worker::Distort(const Frame& frame, const Reply& reply
     return bytes;
 }
 
-// When a reply may go out at the earliest. A stall holds up its own reply; what the host has written
-// meanwhile is read behind it and answered one by one, so that the replies do not come in one piece.
+// Returns the earliest time at which a reply may be sent. A stall holds up its own reply.
+// What the host writes meanwhile is read afterwards and answered one by one, so that the
+// replies do not arrive in one piece.
 TimePoint Worker::HeldUpByStall(const Frame& frame, TimePoint now)
 {
     if (const auto rule = work_.faults.Take(Fault::kStall, frame.command, frame.bytes[0])) {
@@ -146,7 +147,7 @@ TimePoint Worker::HeldUpByStall(const Frame& frame, TimePoint now)
         backlog_reply_at_ = stalled_until_;
     }
     if (backlog_reply_at_ == TimePoint{})
-        return now; // there has been none
+        return now; // no stall so far
     return backlog_reply_at_ = std::max(backlog_reply_at_, now) + kBacklogReplyTime;
 }
 

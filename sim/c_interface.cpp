@@ -1,4 +1,4 @@
-// c_interface.cpp - the same calls with C linkage; every exception becomes a result. No exception leaves it.
+// c_interface.cpp - the same calls with C linkage. Every exception becomes a result; none leaves this file.
 #include "sim/c_interface.h"
 
 #include "sim/instrument.h"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr int kPorts = 128;
-constexpr unsigned kWaveformItem = 1; // among what can be stored in the instrument
+constexpr unsigned kWaveformItem = 1; // the item of a waveform in a ROM store
 
 std::string& LastError()
 {
@@ -36,7 +36,7 @@ int Refuse(int error, std::string text)
     return error;
 }
 
-/// Runs a step; turns what it throws into the errno value and the sentence.
+/// Runs a step; turns an exception into its errno value and its message.
 template <typename Step> int Guarded(Step step) noexcept
 {
     try {
@@ -44,7 +44,7 @@ template <typename Step> int Guarded(Step step) noexcept
     } catch (const std::system_error& error) {
         return Refuse(error.code().value() != 0 ? error.code().value() : EIO, error.what());
     } catch (const std::bad_alloc&) {
-        return ENOMEM; // no memory for a sentence either
+        return ENOMEM; // nor is there memory for a message
     } catch (const std::exception& error) {
         return Refuse(EIO, error.what());
     }

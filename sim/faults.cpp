@@ -1,4 +1,4 @@
-// faults.cpp - keeps the rules and decides at each occasion which of them strikes.
+// faults.cpp - keeps the rules and decides at each occasion which of them applies.
 #include "sim/faults.h"
 
 #include <algorithm>
@@ -75,10 +75,10 @@ std::optional<FaultRule> FaultBoard::Take(Fault fault, Command command, std::uin
     return rule;
 }
 
-/// An occasion of a rule that applies.
+/// Whether a rule that applies strikes on this occasion; counts down its skip.
 bool FaultBoard::Strikes(FaultRule& rule)
 {
-    if (rule.fault != Fault::kUnplugAtByte && rule.skip > 0) { // that one's occasions are bursts
+    if (rule.fault != Fault::kUnplugAtByte && rule.skip > 0) { // its occasions are bursts, see BurstArrived
         --rule.skip;
         return false;
     }

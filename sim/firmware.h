@@ -1,6 +1,6 @@
-// firmware.h - what the instrument keeps of what it is told, and what it answers. No clock, no input or
-// output: one whole command in, one reply out. Used by the instrument's thread; InstrumentState is what a
-// snapshot hands out.
+// firmware.h - what the instrument stores of the commands it receives, and its replies. No clock,
+// no input or output: one whole command in, one reply out. Used by the instrument's thread; a
+// snapshot hands out InstrumentState.
 #pragma once
 
 #include "sim/framer.h"
@@ -22,11 +22,11 @@ struct Identity {
     std::uint8_t stored_info0 = 0x13;
     std::uint8_t stored_info1 = 0x14;
     std::uint8_t query_info = 0x15;
-    std::uint8_t letter = 'Z'; // another one, or another model, makes it another kind of device
+    std::uint8_t letter = 'Z'; // another letter or another model makes it another kind of device
 };
 
-/// The control block at power-up: output off, 40000 samples/s, leads at 0, everything without a known meaning
-/// filled with distinct values, so that a host that does not keep a byte is found out.
+/// The control block at power-up: output off, 40000 samples/s, leads at 0. Every byte without a known meaning
+/// has a distinct value, so that a host that does not preserve one is detected.
 Block PowerUpControlBlock();
 
 struct Respiration {
@@ -38,7 +38,7 @@ struct Respiration {
 };
 
 struct WaveformInfo {
-    unsigned samples = 0; // in one period
+    unsigned samples = 0; // of one period
     double frequency_hz = 0.0;
     unsigned function = 0;
     unsigned pulse_width_byte = 0;
@@ -51,8 +51,9 @@ struct WaveformInfo {
 
 struct OutputRecord {
     Block bytes{};
-    unsigned sample_rate = 0;       // per second
-    unsigned fraction_permille = 0; // of a sample by which a period is longer than its whole samples
+    unsigned sample_rate = 0; // per second
+    /// Thousandths of a sample by which a period is longer than its whole samples.
+    unsigned fraction_permille = 0;
 };
 
 struct InstrumentState {
@@ -63,7 +64,7 @@ struct InstrumentState {
 
     bool output_on = false;      // the host is to stream
     bool memory_playing = false; // the uploaded period is being played
-    unsigned sample_rate = 0;    // as the control block says
+    unsigned sample_rate = 0;    // samples per second, from the control block
 
     Block control_block{};
     Block information_page{};
@@ -75,10 +76,10 @@ struct InstrumentState {
     unsigned status_resets = 0;
     Respiration respiration;
     std::optional<WaveformInfo> waveform;
-    std::vector<std::uint8_t> image; // uploaded slots, 4 bytes a sample, as far as they came
+    std::vector<std::uint8_t> image; // uploaded slots, 4 bytes a sample, as far as received
     std::optional<OutputRecord> output_record;
     std::map<unsigned, unsigned> rom_stores;  // item -> times stored
-    std::vector<std::uint8_t> rom_image;      // the image as item 1 was stored last
+    std::vector<std::uint8_t> rom_image;      // the image at the last store of item 1
     std::optional<WaveformInfo> rom_waveform; // its description
 };
 
@@ -89,10 +90,10 @@ struct Reply {
 
 class Firmware {
 public:
-    /// `rom_busy_polls`: how many status reads after a store say "not yet".
+    /// `rom_busy_polls`: number of status reads after a store that report "not yet".
     Firmware(const Identity& identity, const Block& control_block, unsigned rom_busy_polls);
 
-    /// Forgets what does not outlive a power cut. The information page and the ROM do.
+    /// Clears what a loss of power clears: everything but the information page and the ROM.
     void PowerUp();
 
     Reply Handle(const Frame& frame);

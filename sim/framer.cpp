@@ -1,5 +1,5 @@
-// framer.cpp - finds out where a command ends. One function per group of commands says what the bytes so far
-// can be.
+// framer.cpp - finds the end of each command. One function per group of commands decides what
+// the bytes received so far can be.
 #include "sim/framer.h"
 
 #include <algorithm>
@@ -57,7 +57,7 @@ Guess GuessControlBlock(Bytes p)
         return Known(Command::kControlWrite, kBlockBytes);
     const Bytes seen = p.first(std::min(p.size(), kBlockBytes));
     if (std::any_of(seen.begin(), seen.end(), [](std::uint8_t byte) { return byte != 0; }))
-        return kUnknown; // a read is 64 zeros; anything else means that the host and we are out of step
+        return kUnknown; // a read is 64 zeros; anything else means that host and instrument are out of step
     return Known(Command::kControlRead, kBlockBytes);
 }
 
@@ -180,8 +180,7 @@ std::optional<Frame> Framer::Next(TimePoint now)
         }
         if (guess.verdict == Verdict::kKnown && Pending().size() >= guess.size)
             return Take(guess.command, guess.size);
-        // Beyond its five bytes a stop command would have been contradicted already: what goes on is the
-        // record.
+        // Bytes beyond the five of a stop command that do not contradict a record belong to a record.
         if (guess.verdict == Verdict::kSilenceDecides && Pending().size() == guess.size &&
             now - last_time_ >= kStopSilence)
             return Take(guess.command, guess.size);
@@ -227,7 +226,7 @@ Frame Framer::Take(Command command, std::size_t size)
     frame.first = head_time_;
     frame.last = last_time_;
     head_ += size;
-    head_time_ = last_time_; // what is left behind a whole command came with the latest bytes
+    head_time_ = last_time_; // the bytes behind a whole command came with the latest piece
     return frame;
 }
 

@@ -1,17 +1,16 @@
-// framer.h - cuts the bytes from the host into commands, each by its own length, whatever pieces they arrive
-// in. Used by the instrument's thread alone; knows no meaning beyond what the length depends on.
+// framer.h - cuts the bytes from the host into commands, each by its own length, in whatever pieces they
+// arrive. Used by the instrument's thread alone; knows only those meanings that decide a length.
 //
 // Two pairs of commands begin alike and differ in length:
-// - EA FF 01: the respiration command (19 bytes) has zeros in bytes 6 and 7, where the waveform information
-// (64 bytes)
-//   carries its samples per period, which are never 0.
-// - EA FF 00 00 00: the stop command ends here, the output record with the output off goes on to 64 bytes.
-// The record
-//   has zeros in bytes 5 to 7 and 0x04 in byte 12. Whatever contradicts that, or kStopSilence without a
-//   further byte, makes it the stop command. (A record that dribbles in with longer pauses just there is
-//   misread.)
+// - EA FF 01: the respiration command (19 bytes) has zeros in bytes 6 and 7. The waveform information
+//   (64 bytes) has its samples per period there, which are never 0.
+// - EA FF 00 00 00: the stop command ends here; the output record with the output off goes on to 64 bytes.
+//   The record has zeros in bytes 5 to 7 and 0x04 in byte 12. A byte that contradicts that, or kStopSilence
+//   without a further byte, makes it the stop command. A record that pauses longer than that at this place is
+//   misread.
 //
 // A byte that begins no command is skipped and counted. A command that stays incomplete for kFrameSilence is
+// dropped: its sender has given up, and the next command must not be taken for its rest.
 // dropped: its sender has given up, and the next command must not be taken for its rest.
 #pragma once
 
@@ -37,19 +36,19 @@ struct Frame {
 
 class Framer {
 public:
-    /// Takes what arrived at `now`; call Next until it has nothing more before feeding again.
+    /// Takes what arrived at `now`. REQUIRES: Next has returned nothing since the last Feed.
     void Feed(Bytes bytes, TimePoint now);
 
-    /// The next whole command, or nothing. Also call it when Deadline has passed: silence decides, too.
+    /// The next whole command, or nothing. To be called at Deadline, too: silence can end a command.
     std::optional<Frame> Next(TimePoint now);
 
-    /// When silence will decide over what is pending.
+    /// The time at which silence will decide about the pending bytes.
     [[nodiscard]] std::optional<TimePoint> Deadline() const;
 
     /// The bytes of a command that is not whole yet.
     [[nodiscard]] Bytes Pending() const { return Bytes(buffer_).subspan(head_); }
 
-    /// The kind of the pending command as far as its bytes tell.
+    /// The kind of the pending command, as far as its bytes determine it.
     [[nodiscard]] std::optional<Command> PendingCommand() const;
 
     void Clear();

@@ -1,5 +1,4 @@
-// instrument.cpp - hands every call on to the instrument's thread, or reads under its
-// mutex.
+// instrument.cpp - passes every call to the instrument's thread, or reads under its mutex.
 #include "sim/instrument.h"
 
 #include "sim/vhci.h"
@@ -46,7 +45,7 @@ void Instrument::Unplug(Removal how)
 {
     const int port = State().port;
     worker_->Do([this, how] { worker_->PowerDown(how); });
-    if (config_.medium == MediumKind::kUsb) // the kernel takes some milliseconds
+    if (config_.medium == MediumKind::kUsb) // the kernel takes some milliseconds to remove the node
         (void)WaitFor([port] { return vhci::NodeOf(port).empty(); }, kNodeWait);
 }
 
@@ -140,8 +139,8 @@ void Instrument::ResetStats()
 
 void Instrument::SetConsumer(Consumer consumer)
 {
-    worker_->Do(
-        [&] { worker_->Work().consumer = std::move(consumer); }); // after this the former one no longer runs
+    // Do() waits for the instrument's thread, so the former consumer does not run any more on return.
+    worker_->Do([&] { worker_->Work().consumer = std::move(consumer); });
 }
 
 void Instrument::StartCapture(std::size_t samples)
@@ -183,7 +182,7 @@ std::vector<Burst> Instrument::Bursts() const
 
 bool Instrument::WaitFor(const std::function<bool()>& predicate, std::chrono::milliseconds timeout) const
 {
-    // The predicate may look at other things than the instrument, so it is also asked every few milliseconds.
+    // The predicate may depend on more than the instrument, so it is also checked every few milliseconds.
     const TimePoint deadline = Clock::now() + timeout;
     for (;;) {
         if (predicate())

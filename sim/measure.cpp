@@ -1,5 +1,5 @@
-// measure.cpp - finds levels, crossings and pulses in samples. All crossings are interpolated between samples
-// and need a hysteresis of a tenth of the swing, so that noise on a slow edge counts once.
+// measure.cpp - finds levels, crossings and pulses in samples. All crossings are interpolated between
+// samples. A hysteresis of a tenth of the swing makes noise on a slow edge count once.
 #include "sim/measure.h"
 
 #include <algorithm>
@@ -15,8 +15,8 @@ struct Crossing {
     bool rising;
 };
 
-/// Passages through `level` that go on to `level` plus or minus `margin`; the first one is where the signal,
-/// having been surely on one side, is surely on the other.
+/// Crossings of `level` that continue to `level` plus or minus `margin`. The first one is where the signal,
+/// after it was clearly on one side, is clearly on the other.
 std::vector<Crossing> Crossings(std::span<const double> x, double level, double margin)
 {
     std::vector<Crossing> found;
@@ -92,7 +92,7 @@ void MeasurePulses(std::span<const double> x, double sample_rate, ChannelReport&
                                    (report.pulse_start_s.back() - report.pulse_start_s.front());
 }
 
-// The highest point of every excursion above 60 % of the way from the resting level to the maximum.
+// Takes the highest point of every excursion above 60 % of the way from the resting level to the maximum.
 void FindRPeaks(std::span<const double> x, const MeasureOptions& options, Report& report)
 {
     constexpr double kThreshold = 0.6;

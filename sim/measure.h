@@ -1,5 +1,5 @@
-// measure.h - what a bench would read off the instrument's outputs: from raw words to mV, and from a window
-// of samples to levels, frequency, pulses and rates. Pure functions; nothing here knows what was asked for.
+// measure.h - what bench equipment would read at the instrument's outputs: from raw words to mV, and from a
+// window of samples to levels, frequency, pulses and rates. Pure functions that do not know the settings.
 #pragma once
 
 #include "sim/wire.h"
@@ -11,23 +11,24 @@ namespace zeka::sim {
 
 inline constexpr double kCountsPerMv = 6400.0; // AC word, at attenuation 1
 
-/// The attenuation is not on the wire: the caller knows it or takes 1.
+/// The wire does not carry the attenuation: the caller knows it or uses 1.
 double AcMillivolts(std::int16_t word, double attenuation = 1.0);
 double DcMillivolts(std::uint16_t word);
 
-/// Levels and timing of one channel over a window. What the window does not show stays empty.
+/// Levels and timing of one channel over a window. A figure that the window does not show is empty.
 struct ChannelReport {
-    double minimum = 0.0; // mV, as all levels
+    double minimum = 0.0; // mV, like all levels
     double maximum = 0.0;
     double peak_to_peak = 0.0;
     double mean = 0.0;
-    double rms = 0.0; // of the signal as it is, mean included
+    double rms = 0.0; // of the signal with its mean
 
     std::optional<double> frequency_hz; // from whole periods between rising crossings of the middle level
     std::size_t periods = 0;
 
-    /// Excursions beyond half of the way from the resting level (the median) to the farther extreme.
-    std::size_t pulses = 0;                  // that begin and end inside the window
+    /// A pulse is an excursion beyond half of the way from the resting level (the
+    /// median) to the farther extreme.
+    std::size_t pulses = 0;                  // pulses that begin and end inside the window
     std::vector<double> pulse_start_s;       // since the window's first sample
     std::vector<double> pulse_width_ms;      // at half height
     std::optional<double> pulse_height;      // mV from the resting level, signed
@@ -46,7 +47,7 @@ struct Report {
 struct MeasureOptions {
     double attenuation = 1.0;
     double sample_rate = static_cast<double>(kSampleRate);
-    double r_peak_refractory_s = 0.15; // no second R peak so soon
+    double r_peak_refractory_s = 0.15; // minimum distance of two R peaks
 };
 
 ChannelReport MeasureChannel(std::span<const double> millivolts, double sample_rate);

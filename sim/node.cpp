@@ -1,4 +1,4 @@
-// node.cpp - makes the node and takes it away again, and has a guard do that should this process be killed.
+// node.cpp - makes and removes the node, and starts the watchdog that removes it when this process is killed.
 #include "sim/node.h"
 
 #include <array>
@@ -27,7 +27,8 @@ constexpr useconds_t kClaimPauseUs = 10000;
     throw std::system_error(error, std::generic_category(), "virtual instrument: " + what);
 }
 
-// Abstract names are shared by all mount namespaces; the device number of /dev keeps private worlds apart.
+// Binds the socket that marks the name as taken. Abstract names are shared by all mount namespaces, so the
+// device number of /dev keeps private worlds apart.
 Descriptor Claim(const std::string& path)
 {
     struct stat dev {};
@@ -42,7 +43,7 @@ Descriptor Claim(const std::string& path)
     Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!socket.IsOpen())
         Fail(errno, "socket");
-    // A child that the process has just forked holds the former claim until its exec: that is tried again.
+    // A child that was just forked holds the former claim until its exec, so the bind is retried.
     int tries = kClaimTries;
     int result = 0;
     while ((result = ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), length)) != 0 &&
@@ -62,7 +63,7 @@ std::optional<std::string> LinkTarget(const char* path)
     return std::string(target.data(), static_cast<std::size_t>(length));
 }
 
-// Only what a former instrument left behind goes: its claim is gone, or we would not have got it.
+// Removes the link of a former instrument. REQUIRES: the claim on the name is held, so no instrument uses it.
 void RemoveLeftover(const std::string& path)
 {
     const std::optional<std::string> target = LinkTarget(path.c_str());
@@ -70,8 +71,8 @@ void RemoveLeftover(const std::string& path)
         ::unlink(path.c_str());
 }
 
-// Waits until the other end of the pipe closes, then removes the link. A process of its own; plain system
-// calls only.
+// Waits until the other end of the pipe closes, then removes the link. Runs as a process of
+// its own; uses system calls only.
 [[noreturn]] void Watch(const char* path, ino_t inode)
 {
     char byte = 0;
@@ -124,14 +125,14 @@ void Node::StartWatchdog()
     struct stat link {};
     int ends[2];
     if (::lstat(path_.c_str(), &link) != 0 || ::pipe2(ends, O_CLOEXEC) != 0)
-        return; // then a killed instrument leaves a link behind, which the next one replaces
+        return; // a killed instrument then leaves a link behind, which the next one replaces
     watchdog_ = Descriptor(ends[1]);
-    // Forked twice: the watchdog must not be a child that the program's own wait() calls come across.
+    // Forks twice, so that the watchdog is no child that the program's own wait() calls return.
     const pid_t child = ::fork();
     if (child == 0) {
-        ::setsid(); // a Ctrl-C for the instrument is not for the watchdog
+        ::setsid(); // Ctrl-C is not meant for the watchdog
         ::dup2(ends[0], STDIN_FILENO);
-        ::syscall(SYS_close_range, STDIN_FILENO + 1, ~0U, 0U); // nobody waits in vain for an end of its files
+        ::syscall(SYS_close_range, STDIN_FILENO + 1, ~0U, 0U); // a reader of these files must see their end
         if (::fork() == 0)
             Watch(path_.c_str(), link.st_ino);
         ::_exit(0);

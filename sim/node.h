@@ -1,9 +1,8 @@
 // node.h - the name under which a host finds the instrument: /dev/ttyACM<n>, a symbolic link to its terminal.
 //
-// Who holds a name is told by an abstract socket (it vanishes with its process, however that ends), so a link
-// that a killed instrument left behind is replaced, and one of a living instrument or a real device never is.
-// A guarded link is also removed at once when our process is killed, by a small process that waits for just
-// that.
+// An abstract socket marks who holds a name, because it disappears with its process, however that ends. So a
+// link that a killed instrument left behind is replaced, and a link of a running instrument or a real device
+// never is. A guarded link is also removed at once when the process is killed, by a small watchdog process.
 #pragma once
 
 #include "sim/terminal.h"

@@ -1,4 +1,4 @@
-// player.cpp - judges each burst as it arrives, and plays the samples out by the chosen clock.
+// player.cpp - checks each burst as it arrives and plays the samples by the chosen clock.
 #include "sim/player.h"
 
 #include <algorithm>
@@ -86,7 +86,7 @@ void Player::TakePacket(const Frame& frame)
     if (packet_in_burst_ == 0) {
         burst_first_byte_ = frame.first;
         if (!HasRoom())
-            ++stats_.overflows; // its samples are played all the same: nothing of a signal gets lost here
+            ++stats_.overflows; // its samples are played all the same: no signal is lost here
     }
     const Bytes p = frame.View();
     for (std::size_t k = 0; k < kSamplesPerPacket; ++k)

@@ -1,10 +1,10 @@
-// player.h - the instrument's output: takes sample packets, plays them at 40000 a second, says when to ask
-// for the next burst, and plays an uploaded period from memory. Used by the instrument's thread, which passes
-// the time in; nothing here waits or reads a clock.
+// player.h - the instrument's output: takes sample packets, plays them at 40000 per second, decides when to
+// request the next burst, and plays an uploaded period from memory. Used by the instrument's thread, which
+// passes the time in; nothing here waits or reads a clock.
 //
-// The first burst of a stream comes unasked, so the first request is held back until it is there (or until
-// `first_request_after` has passed). From then on there is one request outstanding at a time, and a new one
-// as soon as the buffer has room for a whole burst.
+// The host sends the first burst of a stream unrequested, so the first request is held back until that burst
+// has arrived (or `first_request_after` has passed). From then on at most one request is outstanding, and a
+// new one follows as soon as the buffer has room for a whole burst.
 #pragma once
 
 #include "sim/framer.h"
@@ -17,31 +17,31 @@ namespace zeka::sim {
 
 enum class ClockMode {
     kReal,    // 40000 samples a second on the monotonic clock
-    kFast,    // a burst is played the moment it is there
-    kStepped, // plays only when told to
+    kFast,    // a burst is played as soon as it has arrived
+    kStepped, // plays only in Step
 };
 
 struct PlayerConfig {
     ClockMode clock = ClockMode::kReal;
     unsigned depth_bursts = 4; // room for samples that wait to be played
     std::chrono::nanoseconds first_request_after = kBurstTime;
-    std::chrono::milliseconds repeat_request_after{100}; // 0: an unanswered request is never repeated
+    std::chrono::milliseconds repeat_request_after{100}; // 0: an unanswered request is not repeated
 };
 
 struct StreamStats {
     std::uint64_t requests = 0;
-    std::uint64_t repeated_requests = 0; // among them: the one before stayed unanswered
-    std::uint64_t unasked_bursts = 0;    // began before the instrument had asked
+    std::uint64_t repeated_requests = 0; // of the requests: those that repeat an unanswered one
+    std::uint64_t unasked_bursts = 0;    // began before the instrument had requested them
     std::uint64_t bursts = 0;
     std::uint64_t packets = 0;
     std::uint64_t played_samples = 0;
-    std::uint64_t discarded_samples = 0; // arrived, then the output was switched off
-    std::uint64_t ignored_packets = 0;   // arrived while the output was off
+    std::uint64_t discarded_samples = 0; // received, then dropped when the output was switched off
+    std::uint64_t ignored_packets = 0;   // received while the output was off
     std::uint64_t sequence_gaps = 0;
     std::uint64_t stream_starts = 0; // sequence 0 after the output state was written
     std::uint64_t bad_headers = 0;
-    std::uint64_t underruns = 0;       // times the buffer ran empty while it was being played
-    std::uint64_t overflows = 0;       // bursts that found the buffer full
+    std::uint64_t underruns = 0;       // times the buffer ran empty during playback
+    std::uint64_t overflows = 0;       // bursts that found no room in the buffer
     std::uint64_t memory_samples = 0;  // played from the uploaded period
     std::vector<double> first_byte_us; // per answered request: until the first byte of its burst
     std::vector<double> last_byte_us;  // per answered request: until the last byte of its burst
@@ -51,8 +51,8 @@ class Player {
 public:
     explicit Player(const PlayerConfig& config) : config_(config) {}
 
-    /// The control block was written with the output state `on`; also tells a stream that starts anew while
-    /// on.
+    /// To be called when the control block was written with the output state `on`; with the
+    /// output on, a stream can start anew.
     void OutputStateWritten(bool on, TimePoint now);
     void StartMemory(std::vector<Sample> period, unsigned sample_rate, unsigned fraction_permille,
                      TimePoint now);
@@ -66,13 +66,13 @@ public:
     [[nodiscard]] bool WantsRequest(TimePoint now) const;
     void RequestSent(TimePoint now);
 
-    /// The next moment at which Advance or WantsRequest has something new to say.
+    /// The next time at which Advance or WantsRequest gives something new.
     [[nodiscard]] std::optional<TimePoint> Deadline() const;
 
-    /// Hands over what was played since the last call.
+    /// Returns what was played since the last call.
     std::vector<Sample> TakePlayed();
 
-    /// The last `count` bursts are kept as they arrived.
+    /// Keeps the last `count` bursts as received.
     void KeepBursts(std::size_t count);
     [[nodiscard]] std::vector<Burst> Bursts() const { return {bursts_.begin(), bursts_.end()}; }
 
@@ -87,7 +87,7 @@ private:
         TimePoint start;
         std::uint64_t played = 0; // since start
         std::size_t at = 0;
-        std::size_t length = 0; // of the running period
+        std::size_t length = 0; // of the current period
         unsigned fraction = 0;  // accumulated thousandths of a sample
 
         void BeginPeriod();
@@ -109,7 +109,7 @@ private:
     bool on_ = false;
     bool state_written_ = false; // since the last packet: sequence 0 begins a stream
     bool first_burst_seen_ = false;
-    bool stepped_ = false; // since the output went on
+    bool stepped_ = false; // since the output was switched on
     TimePoint on_since_{};
     std::uint16_t expected_sequence_ = 0;
 

@@ -1,6 +1,6 @@
-// private_dev.cpp - enters user and mount namespaces in which /dev is this program's own. They are made in a
-// forked child, because a process with threads cannot enter a user namespace; between fork and exec the child
-// uses system calls and its own stack alone.
+// private_dev.cpp - enters user and mount namespaces in which /dev is this program's own. A forked child
+// makes them, because a process with threads cannot enter a user namespace. Between fork and exec the child
+// uses only system calls and its own stack.
 #include "sim/private_dev.h"
 
 #include <array>
@@ -27,23 +27,23 @@ namespace {
 
 constexpr const char* kMark = "ZEKA_PRIVATE_DEV";
 constexpr const char* kInside = "1";
-constexpr const char* kOutside = "0"; // tried in vain
-constexpr int kCannotPrepare = 125;   // the usual codes of programs that run programs
+constexpr const char* kOutside = "0"; // tried without success
+constexpr int kCannotPrepare = 125;   // the usual exit codes of programs that run programs
 constexpr int kCannotRun = 126;
 constexpr int kNotFound = 127;
 
 struct DevEntry {
     std::string from; // "/dev/null"
-    std::string to;   // its place while the new /dev is being put together
+    std::string to;   // its path while the new /dev is assembled
     std::string link; // target, for symbolic links
     bool directory = false;
 };
 
-/// All that the child needs, put together before the fork.
+/// All that the child needs, assembled before the fork.
 struct Plan {
-    std::string lock;    // where /var/lock really is
-    std::string stage;   // below it: the new /dev while it is being put together
-    std::string machine; // in it: the machine's /dev as a whole
+    std::string lock;    // the real path of /var/lock
+    std::string stage;   // below it: the new /dev while it is assembled
+    std::string machine; // in it: the whole /dev of the machine
     std::vector<DevEntry> entries;
     std::string uid_map;
     std::string gid_map;
@@ -77,8 +77,8 @@ Plan MakePlan()
         }
         entry.directory = S_ISDIR(info.st_mode);
         if (name == "ptmx" && entry.link.empty())
-            entry.link =
-                ".machine/ptmx"; // it looks for "pts" beside itself, which a bound file does not have
+            // The driver looks for "pts" beside the node, which a bound file does not have.
+            entry.link = ".machine/ptmx";
         plan.entries.push_back(std::move(entry));
     }
     ::closedir(dev);
@@ -102,12 +102,12 @@ bool TakeNamespaces(const Plan& plan)
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         return false;
     ::prctl(PR_SET_DUMPABLE, 1); // a process that changed its user does not own its own /proc/self
-    (void)WriteFile("/proc/self/setgroups", "deny", 4); // not there on old kernels
+    (void)WriteFile("/proc/self/setgroups", "deny", 4); // missing on old kernels
     return WriteFile("/proc/self/uid_map", plan.uid_map.data(), plan.uid_map.size()) &&
            WriteFile("/proc/self/gid_map", plan.gid_map.data(), plan.gid_map.size());
 }
 
-// A node that cannot be carried over is left out; only the terminals are indispensable.
+// A node that cannot be carried over is left out; only the terminals are required.
 bool CarryOver(const DevEntry& entry)
 {
     const char* to = entry.to.c_str();
@@ -149,8 +149,8 @@ void Run(const char* file, char* const argv[])
 
 volatile sig_atomic_t child_pid = 0;
 
-// A signal from the terminal reaches the whole foreground group, the child included; the others are for us
-// alone.
+// Forwards a signal to the child. A signal from the terminal already reaches the whole foreground group, the
+// child included; the others are sent to this process alone.
 void PassOn(int signal, siginfo_t* info, void*)
 {
     if (child_pid > 0 && info->si_code != SI_KERNEL)
@@ -159,7 +159,7 @@ void PassOn(int signal, siginfo_t* info, void*)
 
 constexpr std::array kPassedOn{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
-/// Made before the fork: from then on no signal gets lost, the ones that come before there is a child wait.
+/// Catches the signals before the fork, so that none is lost; those that come before the child exists wait.
 class SignalsForChild {
 public:
     SignalsForChild()
@@ -171,8 +171,8 @@ public:
         ::pthread_sigmask(SIG_BLOCK, &set, &mask_);
         struct sigaction action {};
         action.sa_sigaction = PassOn;
-        action.sa_flags =
-            SA_SIGINFO; // the wait looks again by itself, and a sanitizer runs handlers only then
+        // No SA_RESTART: the wait checks again by itself, and a sanitizer runs handlers only then.
+        action.sa_flags = SA_SIGINFO;
         for (std::size_t i = 0; i < kPassedOn.size(); ++i)
             ::sigaction(kPassedOn[i], &action, &actions_[i]);
     }
@@ -184,7 +184,7 @@ public:
     SignalsForChild(const SignalsForChild&) = delete;
     SignalsForChild& operator=(const SignalsForChild&) = delete;
 
-    /// In the child, before it runs anything; in the parent when all is over.
+    /// To be called in the child before it runs anything, and in the parent at the end.
     void Restore() const
     {
         for (std::size_t i = 0; i < kPassedOn.size(); ++i)
@@ -192,7 +192,7 @@ public:
         ::pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
     }
 
-    /// Waits for the child; its status as a shell would tell it.
+    /// Waits for the child; returns its status as a shell would report it.
     [[nodiscard]] int Wait(pid_t child) const
     {
         child_pid = child;
@@ -212,7 +212,7 @@ private:
 {
     const bool made = TakeNamespaces(plan) && MakeWorld(plan);
     const int error = made ? 0 : (errno != 0 ? errno : EPERM);
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL); // not before: new credentials take it back
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL); // only now, because new credentials would clear it
     if (::getppid() != parent)
         ::_exit(kCannotPrepare);
     (void)!::write(report, &error, sizeof error);
@@ -230,14 +230,14 @@ int Complain(int error)
     return kCannotPrepare;
 }
 
-/// As fork(), without anybody's handlers: the child must have one thread only, and ThreadSanitizer starts one
-/// there.
+/// Like fork(), but without fork handlers: the child must have one thread only, and
+/// ThreadSanitizer's handler starts another one.
 pid_t PlainFork()
 {
     return static_cast<pid_t>(::syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
 }
 
-/// Runs the program in a private world; `error` tells why there could be none, then nothing was run.
+/// Runs the program in a private world. On failure `error` holds the reason, and nothing was run.
 int TryPrivate(char* const argv[], const char* file, int& error)
 {
     const Plan plan = MakePlan();
@@ -262,7 +262,7 @@ int TryPrivate(char* const argv[], const char* file, int& error)
         while ((count = ::read(ends[0], &error, sizeof error)) < 0 && errno == EINTR) {
         }
         if (count != sizeof error)
-            error = 0; // killed on the way: the status says so
+            error = 0; // killed meanwhile: the status says so
     }
     ::close(ends[0]);
     return child > 0 ? signals.Wait(child) : kCannotPrepare;
@@ -334,7 +334,7 @@ int MoveIntoPrivateDev()
     const Plan plan = MakePlan();
     errno = 0;
     if (!TakeNamespaces(plan))
-        return errno == EINVAL ? EBUSY : errno != 0 ? errno : EPERM; // the kernel's word for several threads
+        return errno == EINVAL ? EBUSY : errno != 0 ? errno : EPERM; // EINVAL: it has several threads
     if (!MakeWorld(plan))
         return errno != 0 ? errno : EPERM;
     ::setenv(kMark, kInside, 1);

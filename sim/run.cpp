@@ -1,5 +1,5 @@
-// run.cpp - starts a program beside a virtual instrument, waits for it and the signals that end it, and takes
-// the measurements.
+// run.cpp - starts a program beside a virtual instrument, waits for it and for the signals that end
+// it, and takes the measurements.
 #include "sim/run.h"
 
 #include "sim/private_dev.h"
@@ -21,7 +21,8 @@ namespace {
 constexpr int kCannotRun = 126;
 constexpr int kNotFound = 127;
 
-/// Blocks the signals that end or concern the run, so that they can be waited for; restores on the way out.
+/// Blocks the signals that end or concern the run, so that they can be waited
+/// for; the destructor restores them.
 class BlockedSignals {
 public:
     BlockedSignals()
@@ -49,7 +50,7 @@ private:
     sigset_t before_{};
 };
 
-/// The last seconds that were played.
+/// Keeps the last seconds that were played.
 class Recorder {
 public:
     explicit Recorder(double seconds)
@@ -109,7 +110,7 @@ int RunProgram(const SimOptions& options, const BlockedSignals& signals)
         if (::waitpid(child, &status, WNOHANG) == child)
             return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
         const siginfo_t info = signals.Wait();
-        // What the terminal sends reaches the program without us.
+        // A signal from the terminal reaches the program directly.
         if (info.si_signo != SIGCHLD && info.si_code != SI_KERNEL)
             ::kill(child, info.si_signo);
     }

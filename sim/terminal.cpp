@@ -1,5 +1,5 @@
-// terminal.cpp - opens the pseudo-terminal, reads and writes without waiting, and notices who opens and
-// leaves it.
+// terminal.cpp - opens the pseudo-terminal, reads and writes without blocking, and notices
+// when a host opens or leaves it.
 #include "sim/terminal.h"
 
 #include <array>
@@ -24,8 +24,8 @@ void Check(bool ok, const char* what)
         throw std::system_error(errno, std::generic_category(), what);
 }
 
-// What a forked child closes before it goes on. The table is bigger than the descriptors of a process with
-// dozens of instruments; one that finds no place is inherited.
+// The descriptors that a forked child closes first. The table is larger than a process with dozens of
+// instruments needs; a descriptor that finds no place is inherited.
 constexpr std::size_t kOwnDescriptors = 1024;
 constinit std::array<std::atomic<int>, kOwnDescriptors> own_descriptors{}; // 0: free, else descriptor + 1
 
@@ -53,7 +53,7 @@ void NotInChildren(int fd)
 
 void ChildrenMayHave(int fd) { Swap(fd + 1, 0); }
 
-// The attributes of the host's end can be set through ours, so that it need not be opened.
+// Sets the attributes of the host's end through ours, so that it need not be opened.
 void SetAttributes(int master, bool cooked)
 {
     termios attributes{};
@@ -120,7 +120,7 @@ void Terminal::AddTo(std::vector<pollfd>& set, bool reading, bool writing) const
 void Terminal::NoteEvents()
 {
     if (!opens_.IsOpen()) {
-        host_gone_ = false; // the next read tells
+        host_gone_ = false; // the next read shows whether it is
         return;
     }
     alignas(inotify_event) char events[4096];

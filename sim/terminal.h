@@ -1,16 +1,16 @@
 // terminal.h - the instrument's end of a pseudo-terminal. Used by the instrument's thread alone.
 //
-// No descriptor of the host's end is kept here: when the terminal closes, the host sees a hang-up, as with a
-// pulled cable. While no host has the terminal open, poll(2) reports a hang-up on our end without pause; that
-// is where HostGone comes in: it takes our end out of the poll set until somebody opens the host's end again
-// (inotify).
+// No descriptor of the host's end is kept here, so that closing the terminal is a hang-up for the
+// host, as with a pulled cable. While no host has the terminal open, poll(2) reports a hang-up on our
+// end without pause. Therefore our end leaves the poll set (HostGone) until inotify reports that a
+// host has opened the other end.
 #pragma once
 
 #include "sim/medium.h"
 
 namespace zeka::sim {
 
-/// Owns a file descriptor of the instrument. A forked child does not get a copy: one that lives on would keep
+/// Owns a file descriptor of the instrument. A forked child does not get a copy, because a copy would keep
 /// the terminal from hanging up and the port from becoming free.
 class Descriptor {
 public:
@@ -32,24 +32,24 @@ private:
 
 class Terminal final : public Medium {
 public:
-    /// Makes the pair; `cooked` leaves the host's end as a driver would: canonical mode with echo. Throws
-    /// std::system_error.
+    /// Makes the pair. `cooked` leaves the host's end in canonical mode with echo, as a driver
+    /// would. Throws std::system_error.
     explicit Terminal(bool cooked);
 
     /// The path of the host's end.
     [[nodiscard]] std::string Path() const override { return path_; }
 
-    /// Appends what is to be waited for. Without `reading` our end stays out of the set: a hang-up that
-    /// nobody takes by reading would be reported for ever. Who waits for room to write without reading looks
-    /// again after a while.
+    /// Appends the descriptors to poll. Without `reading` our end stays out of the set, because a hang-up
+    /// that no read takes would be reported without end. A caller that waits for room to write without
+    /// reading checks again after a while.
     void AddTo(std::vector<pollfd>& set, bool reading, bool writing) const override;
 
-    /// Has a host opened the terminal since?
+    /// Notes whether a host has opened the terminal since the last call.
     void NoteEvents() override;
     std::size_t Read(std::vector<std::uint8_t>& into, std::size_t limit) override;
     std::size_t Write(Bytes bytes) override;
 
-    /// No host has the terminal open, as far as we have noticed.
+    /// Whether no host has the terminal open, as far as has been noticed.
     [[nodiscard]] bool HostGone() const { return host_gone_; }
     [[nodiscard]] bool MustLookAgain() const override { return host_gone_ && !opens_.IsOpen(); }
 

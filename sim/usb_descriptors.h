@@ -1,6 +1,5 @@
-// usb_descriptors.h - what the instrument tells a host about itself on USB: a communication device of the
-// abstract control model with one interrupt and two bulk endpoints. Data only; usb_device.cpp answers with
-// it.
+// usb_descriptors.h - the instrument's USB descriptors: a communication device of the abstract control model
+// with one interrupt and two bulk endpoints. Data only; usb_device.cpp answers with it.
 #pragma once
 
 #include <array>
@@ -37,7 +36,7 @@ inline constexpr std::array<std::uint8_t, 18> kDevice{
     0x09,
     0x12,
     0x01,
-    0x00, // vendor, product: of those that anybody may use for tests
+    0x00, // vendor and product: a pair that is free for tests
     0x00,
     0x01, // release
     1,

@@ -1,6 +1,5 @@
 // usb_device.cpp - see usb_device.h. The messages are those of the kernel's usbip protocol: a header of 48
-// bytes, all numbers high byte first, and the bytes of the transfer behind it in the direction in which they
-// travel.
+// bytes, all numbers high byte first, then the bytes of the transfer in the direction in which they are sent.
 #include "sim/usb_device.h"
 
 #include "sim/usb_descriptors.h"
@@ -23,7 +22,7 @@ constexpr std::size_t kSequenceAt = 4;
 constexpr std::size_t kDirectionAt = 12; // 1: to the host
 constexpr std::size_t kEndpointAt = 16;
 constexpr std::size_t kLengthAt = 24; // of a submitted transfer
-constexpr std::size_t kTargetAt = 20; // of an unlink: the transfer to be given up
+constexpr std::size_t kTargetAt = 20; // of an unlink: the transfer to cancel
 constexpr std::size_t kSetupAt = 40;  // the 8 bytes of a request to endpoint 0
 constexpr std::size_t kSetupBytes = 8;
 constexpr std::size_t kStatusAt = 20; // of an answer
@@ -111,7 +110,7 @@ std::string UsbDevice::KernelNode() const { return port_ >= 0 ? vhci::NodeOf(por
 
 void UsbDevice::AddTo(std::vector<pollfd>& set, bool, bool) const
 {
-    if (!host_gone_) // also while nothing is read: endpoint 0 wants its answers
+    if (!host_gone_) // even while nothing is read, because endpoint 0 must be answered
         set.push_back({socket_.Get(), POLLIN, 0});
 }
 
@@ -134,7 +133,7 @@ void UsbDevice::Receive()
         host_gone_ = true;
 }
 
-/// The size of the message at the head of `bytes`, which has been carried out; nothing while it is not whole.
+/// Carries out the message at the head of `bytes` and returns its size; nothing while it is incomplete.
 std::optional<std::size_t> UsbDevice::TakeMessage(Bytes bytes)
 {
     using namespace message;
@@ -145,7 +144,7 @@ std::optional<std::size_t> UsbDevice::TakeMessage(Bytes bytes)
         Unlink(sequence, GetBe32(bytes, kTargetAt));
         return kHeaderBytes;
     }
-    if (GetBe32(bytes, kCommandAt) != kSubmit) { // nothing behind it can be told apart any more
+    if (GetBe32(bytes, kCommandAt) != kSubmit) { // the boundaries of what follows are unknown
         host_gone_ = true;
         return std::nullopt;
     }
@@ -216,7 +215,7 @@ void UsbDevice::Control(std::uint32_t sequence, Bytes setup)
         break;
     }
     if (reply.empty())
-        return Complete(sequence, -EPIPE, 0, {}); // as a device says that it knows no such request
+        return Complete(sequence, -EPIPE, 0, {}); // a stall: the device's answer to an unknown request
     reply.resize(std::min(reply.size(), static_cast<std::size_t>(setup[6] | setup[7] << 8)));
     Complete(sequence, 0, reply.size(), reply);
 }
@@ -262,7 +261,7 @@ std::size_t UsbDevice::Read(std::vector<std::uint8_t>& into, std::size_t limit)
 std::size_t UsbDevice::Write(Bytes bytes)
 {
     if (to_host_.empty())
-        return 0; // nobody listens: the port is closed, or full
+        return 0; // the port is closed, or its buffer is full
     const Transfer transfer = to_host_.front();
     to_host_.pop_front();
     const std::size_t count = std::min<std::size_t>(bytes.size(), transfer.length);
@@ -282,7 +281,7 @@ void UsbDevice::FailAll()
 void UsbDevice::Remove(Removal how)
 {
     if (how == Removal::kCut) {
-        port_ = -1; // the hub finds out by itself
+        port_ = -1; // the hub detects it by itself
         return;
     }
     if (how == Removal::kUnplug)

@@ -1,10 +1,10 @@
 // usb_device.h - the instrument as a USB device: the device end of a USB/IP connection whose other end is the
-// kernel's virtual hub, so that the kernel's own usbcore and cdc-acm drivers stand between the instrument and
-// its host. Used by the instrument's thread alone.
+// kernel's virtual hub, so that the kernel's usbcore and cdc-acm drivers stand between instrument and host.
+// Used by the instrument's thread alone.
 //
-// Requests to endpoint 0 are answered as they come. Those to the bulk endpoints wait in queues: a host's
-// bytes until Read takes them, a host's request for bytes until Write has some. Every Write ends a transfer,
-// as firmware does that sends an empty packet behind a full one.
+// Requests to endpoint 0 are answered at once. Requests to the bulk endpoints wait in queues: a host's bytes
+// until Read takes them, a host's request for bytes until Write has some. Every Write ends a transfer, like
+// firmware that sends an empty packet behind a full one.
 #pragma once
 
 #include "sim/medium.h"
@@ -19,12 +19,12 @@ namespace zeka::sim {
 
 class UsbDevice final : public Medium {
 public:
-    /// `socket` leads to the host. `port`: of the virtual hub; -1 when the host is none.
+    /// `socket` leads to the host. `port`: the port of the virtual hub; -1 when the host is not the hub.
     explicit UsbDevice(Descriptor socket, int port = -1);
     ~UsbDevice() override;
 
-    /// A device on that port of the hub. The node comes some milliseconds later, when the kernel has asked
-    /// who it is. Throws std::system_error.
+    /// Plugs a device into that port of the hub. The node appears some milliseconds later, when the kernel
+    /// has read the descriptors. Throws std::system_error.
     static std::unique_ptr<UsbDevice> PlugIn(int port);
 
     [[nodiscard]] std::string Path() const override { return {}; }
@@ -39,8 +39,8 @@ public:
 private:
     struct Transfer {
         std::uint32_t sequence = 0;
-        std::uint32_t length = 0;       // what the host has room for
-        std::vector<std::uint8_t> data; // what it sent
+        std::uint32_t length = 0;       // room at the host, in bytes
+        std::vector<std::uint8_t> data; // bytes from the host
     };
     using Queue = std::deque<Transfer>;
 
@@ -57,7 +57,7 @@ private:
     int port_;
     bool host_gone_ = false;
     bool deaf_ = false;
-    bool failing_ = false; // every transfer fails: the device has left the bus
+    bool failing_ = false; // every transfer fails because the device has left the bus
     std::vector<std::uint8_t> received_;
     Queue from_host_;
     Queue to_host_;

@@ -1,4 +1,4 @@
-// vhci.cpp - see vhci.h. The hub is steered by files in sysfs.
+// vhci.cpp - see vhci.h. The hub is controlled by files in sysfs.
 #include "sim/vhci.h"
 
 #include "sim/terminal.h"
@@ -13,7 +13,7 @@ namespace zeka::sim::vhci {
 namespace {
 
 constexpr const char* kHub = "/sys/devices/platform/vhci_hcd.0";
-constexpr int kFullSpeed = 2; // the kernel's number for it
+constexpr int kFullSpeed = 2; // the kernel's number of that speed
 constexpr unsigned kFirstDeviceId = 0x10001;
 constexpr int kAttachTries = 400;
 constexpr useconds_t kAttachPauseUs = 5000;
@@ -53,9 +53,9 @@ std::string NodeOf(int port)
 {
     namespace fs = std::filesystem;
     // vhci_hcd.0/usb1/1-<port + 1>/1-<port + 1>:1.0/tty/ttyACM0, whatever the number of the bus
-    std::string end = "-"; // not in one expression: g++ 12 warns of an overlap that is none
+    std::string end = "-"; // not in one expression: g++ 12 warns of an overlap that does not exist
     end += std::to_string(port + 1);
-    std::error_code gone; // a device that goes meanwhile is no failure
+    std::error_code gone; // a device that disappears meanwhile is no failure
     for (const fs::path& bus : fs::directory_iterator(kHub, gone)) {
         const std::string name = bus.filename().string();
         if (!name.starts_with("usb"))

@@ -1,22 +1,22 @@
-// vhci.h - the kernel's virtual USB hub (module vhci_hcd): plugs the far end of a socket that speaks USB/IP
-// into one of its ports, and says which node came of it. Root only. Called by the instrument's thread.
+// vhci.h - the kernel's virtual USB hub (module vhci_hcd): plugs the far end of a USB/IP socket into one of
+// its ports and finds the node that the kernel makes for it. Root only. Called by the instrument's thread.
 #pragma once
 
 #include <string>
 
 namespace zeka::sim::vhci {
 
-/// Full-speed ports of the hub; beyond them lie those of another speed.
+/// Full-speed ports of the hub; the ports after them have another speed.
 inline constexpr int kPorts = 8;
 
-/// Hands `socket` to the kernel, which asks the device behind it for its descriptors. Waits up to 2 s for a
-/// port whose former device is still going. Throws std::system_error.
+/// Hands `socket` to the kernel, which reads the descriptors of the device behind it. Waits up to 2 s for a
+/// port whose former device is still being removed. Throws std::system_error.
 void Attach(int port, int socket);
 
-/// Takes the device away; false when there was none.
+/// Removes the device; false when there was none.
 bool Detach(int port);
 
-/// "/dev/ttyACM0" once the driver has taken the device on this port, empty before and after.
+/// "/dev/ttyACM0" while the driver holds the device on this port, else empty.
 std::string NodeOf(int port);
 
 } // namespace zeka::sim::vhci

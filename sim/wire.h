@@ -1,5 +1,5 @@
-// wire.h - what travels between host and instrument, seen from the instrument: kinds of commands, their
-// lengths, the sample packet. Data only; the framer, the firmware and the player read from here.
+// wire.h - what is sent between host and instrument, seen from the instrument: kinds of commands, their
+// lengths, the sample packet. Data only, for framer, firmware and player.
 #pragma once
 
 #include <array>
@@ -49,15 +49,15 @@ enum class Command {
     kWaveformData,
     kOutputStart,
     kOutputStop,
-    kOutputRecordOff, // the whole output record with the output off: what an upload ends with
+    kOutputRecordOff, // the whole output record with the output off; ends an upload
     kRomStatus,
     kRomStore,
 };
 
-/// A name for logs and messages, for instance "control write".
+/// A name for logs and messages, for example "control write".
 const char* NameOf(Command command);
 
-/// One sample as it is on the wire: offset-binary DC word, two's-complement AC word.
+/// One sample as sent: offset-binary DC word, two's-complement AC word.
 struct Sample {
     std::uint16_t dc;
     std::int16_t ac;
@@ -77,7 +77,7 @@ constexpr Sample GetSample(Bytes slots, std::size_t at)
 using Block = std::array<std::uint8_t, kBlockBytes>;
 using Burst = std::array<std::uint8_t, kBurstBytes>;
 
-/// The block by which the instrument asks for one burst.
+/// The block by which the instrument requests one burst.
 inline constexpr Block kSampleRequest{0x01, 0x55};
 
 } // namespace zeka::sim

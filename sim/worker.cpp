@@ -1,6 +1,5 @@
-// worker.cpp - the rounds of the instrument's thread: carry out what other threads asked for, take the input
-// in, let the player catch up, send what is due, hand over what was played, wait for input or the next
-// deadline.
+// worker.cpp - one round of the instrument's thread: run the tasks of other threads, read the input, advance
+// the player, send what is due, hand over what was played, wait for input or the next deadline.
 #include "sim/worker.h"
 
 #include "sim/private_dev.h"
@@ -17,7 +16,7 @@ namespace zeka::sim {
 namespace {
 
 constexpr std::size_t kReadBytes = 64 * 1024;
-constexpr std::size_t kFloodQueueBytes = 4096; // a flood goes no further ahead than that
+constexpr std::size_t kFloodQueueBytes = 4096; // most bytes of a flood that are queued at once
 constexpr std::chrono::milliseconds kFloodTick{1};
 constexpr int kFloodRequests = 8;
 constexpr std::chrono::milliseconds kLookAgain{5};
@@ -109,15 +108,15 @@ void Worker::Round(TimePoint now)
         try {
             PowerUp(port);
         } catch (const std::system_error&) {
-            // the port is taken: then it stays unplugged, as State() shows
+            // The port is taken: the instrument stays unplugged, as State() shows.
         }
     }
     if (!medium_)
         return;
     TakeInput(now);
     if (!medium_)
-        return;         // a fault has pulled the cable
-    now = Clock::now(); // what has come in carries later times than the round's beginning
+        return;         // a fault has unplugged it
+    now = Clock::now(); // what was read carries later times than the beginning of the round
     work_.player.Advance(now);
     Flood(now);
     if (work_.player.WantsRequest(now) && !work_.faults.Active(Fault::kStopAsking))
@@ -187,7 +186,7 @@ void Worker::PowerDown(Removal how)
     stalled_until_ = backlog_reply_at_ = {};
     if (medium_)
         medium_->Remove(how);
-    medium_.reset(); // the hang-up comes first, then the node goes, as with the real driver
+    medium_.reset(); // as with the real driver, the hang-up comes first, then the node disappears
     node_.Remove();
     outgoing_.clear();
     write_blocked_ = false;
@@ -277,7 +276,7 @@ void Worker::TakeInput(TimePoint now)
         TakeFrames(now);
     }
     if (medium_ && stalled_until_ <= now)
-        TakeFrames(now); // silence may have decided
+        TakeFrames(now); // silence may have ended a command
 }
 
 std::optional<TimePoint> Worker::Deadline(TimePoint now) const

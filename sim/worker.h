@@ -1,5 +1,5 @@
-// worker.h - the instrument's thread and what it works on. Only instrument.cpp makes one; worker.cpp has the
-// rounds of the thread, answer.cpp what happens to a command and its reply, faults included.
+// worker.h - the instrument's thread and the state it works on. Only instrument.cpp makes one. worker.cpp has
+// the rounds of the thread, answer.cpp the handling of commands and replies, faults included.
 #pragma once
 
 #include "sim/node.h"
@@ -17,8 +17,8 @@
 
 namespace zeka::sim {
 
-/// What the instrument is at this moment: the thread changes it, every other thread may look at it and set
-/// it up. The worker hands it out under its mutex alone.
+/// The instrument's state: its thread changes it, other threads may read it and configure it. The worker
+/// hands it out under its mutex only.
 struct Workpiece {
     explicit Workpiece(const InstrumentConfig& config);
 
@@ -41,9 +41,9 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Runs `task` on the thread, under the mutex, and waits for it; hands on what it throws.
+    /// Runs `task` on the thread, under the mutex, and waits for it; rethrows what it throws.
     void Do(std::function<void()> task);
-    /// Ends the thread's wait: something that it works on was changed.
+    /// Ends the thread's wait after a change of something that it works on.
     void Wake() const;
     /// Calls `function` with the workpiece under the mutex. References to it must not outlive the call.
     template <class Function> auto Locked(Function&& function)
@@ -51,13 +51,13 @@ public:
         const std::lock_guard lock(mutex_);
         return std::forward<Function>(function)(work_);
     }
-    /// Waits until something has happened, not beyond that time.
+    /// Waits until something has happened, at most until that time.
     void WaitForChange(TimePoint until) const;
 
-    // Within a task of Do() or a function of Locked() only.
+    // REQUIRES: called within a task of Do() or a function of Locked().
     void PowerUp(int port);
     void PowerDown(Removal how = Removal::kUnplug);
-    /// The host has a node for the instrument; State() names it from then on.
+    /// Whether the host has a node for the instrument; State() names it from then on.
     [[nodiscard]] bool HasNode();
     void SendRequest(TimePoint now);
     void Queue(Bytes bytes, TimePoint due, bool is_request = false);
@@ -121,16 +121,16 @@ private:
     std::optional<int> replug_port_;
     TimePoint replug_at_{};
     TimePoint next_flood_{};
-    TimePoint stalled_until_{};    // nothing is read or sent before
-    TimePoint backlog_reply_at_{}; // since a stall: when the latest reply is due
-    std::size_t burst_bytes_ = 0;  // received of the running burst, for the fault that unplugs in one
+    TimePoint stalled_until_{};    // until then nothing is read or sent
+    TimePoint backlog_reply_at_{}; // after a stall: when the latest reply is due
+    std::size_t burst_bytes_ = 0;  // received of the current burst, for the fault that unplugs within one
 
-    // The thread's own.
+    // Used by the thread alone, without mutex_.
     std::vector<std::uint8_t> input_;
     std::vector<pollfd> poll_set_;
 
     Descriptor wake_;
-    std::thread thread_; // last: it uses everything above
+    std::thread thread_; // last, because the thread uses everything above
 };
 
 } // namespace zeka::sim

@@ -1,5 +1,5 @@
-// binary_reader.cpp - the library's binary format, which has no mark of its own: what no other reader knows
-// comes here, and is refused when its head cannot be that of a recording.
+// binary_reader.cpp - reads the library's binary format. The format has no signature: a file that no other
+// reader recognises is taken for it and refused when its head cannot be that of a recording.
 #include "formats/binary_reader.h"
 
 #include "formats/file_error.h"
@@ -25,7 +25,7 @@ Recording ReadBinary(const std::string& bytes, const std::string& path)
                                 static_cast<std::uint32_t>(at(3)) << 16 |
                                 static_cast<std::uint32_t>(at(4)) << 8 | at(5);
     const std::size_t there = (bytes.size() - kHead) / 2;
-    // Any file begins with some number: one that cannot be a count shows that it is none of these.
+    // Any file begins with some number; a count that is impossible shows that the file is not of this format.
     if (rate < 30 || rate > 5000 || count == 0 || count / 2 > there)
         Refuse(path, "it is neither text, CSV, binary, WFDB nor EDF+; convert it to one of these");
     Recording recording;

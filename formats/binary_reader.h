@@ -7,8 +7,8 @@
 
 namespace zeka::formats {
 
-/// One channel: rate (16 bits), number of values (32 bits), then the values in microvolts (16 bits with
-/// sign), all high byte first. Throws FileError, which names `path`.
+/// Reads one channel: rate (16 bits), number of values (32 bits), then the values in microvolts (16 bits,
+/// signed), all high byte first. Throws FileError, which names `path`.
 Recording ReadBinary(const std::string& bytes, const std::string& path);
 
 } // namespace zeka::formats

@@ -8,7 +8,7 @@ namespace zeka::formats {
 
 std::int16_t Counts(double mv, double counts_per_mv)
 {
-    constexpr double kLimit = 32767.0; // -32768 means "no value" to readers of WFDB
+    constexpr double kLimit = 32767.0; // WFDB readers take -32768 for "no value"
     const double counts = mv * counts_per_mv;
     if (std::isnan(counts))
         return 0;

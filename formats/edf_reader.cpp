@@ -1,5 +1,5 @@
-// edf_reader.cpp - takes channels and annotations out of an EDF file with EDFlib, and says in words why one
-// is refused.
+// edf_reader.cpp - takes channels and annotations from an EDF file with EDFlib, and
+// explains why a file is refused.
 #include "formats/edf_reader.h"
 
 #include "formats/file_error.h"
@@ -23,12 +23,12 @@ const char* Reason(int error)
         return "it has gaps; save it without them";
     case EDFLIB_MALLOC_ERROR:
         return "there is no memory for it; cut it into shorter files";
-    default: // a file that is too short counts as a failed read there
+    default: // EDFlib reports a file that is too short as a failed read
         return "it is cut off or no proper EDF+ file; make it again, or look at it with edfbrowser";
     }
 }
 
-/// Open for as long as the object lives.
+/// Keeps the file open as long as the object lives.
 class EdfFile {
 public:
     explicit EdfFile(const std::string& path) : path_(path), header_(std::make_unique<edf_hdr_struct>())

@@ -1,5 +1,5 @@
-// edf_reader.h - EDF, EDF+, BDF and BDF+, read with EDFlib, which checks a file through and through before it
-// hands anything out.
+// edf_reader.h - reads EDF, EDF+, BDF and BDF+ with EDFlib, which checks the whole
+// file before it returns any of it.
 #pragma once
 
 #include "formats/recording.h"
@@ -8,7 +8,7 @@
 
 namespace zeka::formats {
 
-/// Throws FileError.
+/// Reads the file. Throws FileError.
 Recording ReadEdf(const std::string& path);
 
 } // namespace zeka::formats

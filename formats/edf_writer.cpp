@@ -1,5 +1,5 @@
-// edf_writer.cpp - lays out header and data records of EDF+. A data record waits in memory until the marks
-// that belong to it can have come, then goes to the file.
+// edf_writer.cpp - lays out header and data records of EDF+. A data record waits in memory until all marks
+// that belong to it must have come, then is written.
 #include "formats/edf_writer.h"
 
 #include "formats/counts.h"
@@ -16,13 +16,13 @@ namespace {
 
 constexpr int kSentRate = 40000;
 constexpr int kSignals = 3; // AC, DC, annotations
-constexpr int kLongRecordRate =
-    14000; // above, a data record of 1 s would be longer than readers like (61440 bytes)
-// The header has eight characters for a voltage: of the highest counts those that are exact there.
+// Above this rate a data record of 1 s would be longer than readers accept (61440 bytes).
+constexpr int kLongRecordRate = 14000;
+// The header has eight characters for a voltage: these are the highest counts whose voltage is exact there.
 constexpr std::int16_t kLowestCount = -32768;
 constexpr std::int16_t kHighestAc = 32760; // 5.11875 mV
 constexpr std::int16_t kHighestDc = 32752; // 1023.5 mV
-constexpr int kRecordsPerSecond = 4;       // there
+constexpr int kRecordsPerSecond = 4;       // above kLongRecordRate
 constexpr std::size_t kBytesPerMark = 48;  // "+86399.999975", the text of a pacing pulse, three separators
 constexpr std::size_t kSpareMarks = 3;
 constexpr long kRecordCountAt = 236;
@@ -45,7 +45,7 @@ std::string DateField(const std::tm& now)
                        now.tm_year + 1900);
 }
 
-/// Subfields are separated by spaces.
+/// Replaces spaces, which separate subfields.
 std::string OneWord(std::string text)
 {
     std::ranges::replace_if(
@@ -53,7 +53,7 @@ std::string OneWord(std::string text)
     return text.empty() ? "X" : text;
 }
 
-/// "+12.000025", no longer than it has to be.
+/// "+12.000025", without superfluous digits.
 std::string Onset(double seconds)
 {
     std::string text = fmt::format("+{:.6f}", seconds);
@@ -63,7 +63,7 @@ std::string Onset(double seconds)
     return text;
 }
 
-/// Two signals of samples and one of annotations have a field each, one kind of field after the other.
+/// Lays out one field for each of the two signals and the annotations.
 std::string Fields(std::array<std::string, kSignals> values, std::size_t width)
 {
     std::string text;
@@ -100,7 +100,7 @@ void EdfWriter::WriteHeader(const RecordingPlan& plan)
     text += fmt::format("{:02}.{:02}.{:02}", now.tm_hour, now.tm_min, now.tm_sec);
     text += Field(std::to_string(kHeaderBytes * (kSignals + 1)), 8);
     text += Field("EDF+C", 44);
-    text += Field("-1", kRecordCountWidth); // not known yet
+    text += Field("-1", kRecordCountWidth); // unknown until the end
     text += Field(fmt::format("{:g}", record_s_), 8);
     text += Field(std::to_string(kSignals), 4);
 
@@ -162,7 +162,8 @@ void EdfWriter::Note(const Mark& mark)
     if (mark.width_ms > 0.0)
         text += kDurationBegins + Onset(mark.width_ms / kMsPerS).substr(1);
     text += kTextBegins + TextOf(mark) + kTextBegins + '\0';
-    // Where its own data record is full of annotations, the next one takes it: its time stands with it.
+    // A mark whose own data record is full of annotations goes into the next one,
+    // because its time is written with it.
     const auto own = static_cast<std::uint64_t>(at_s / record_s_);
     for (std::size_t i = own > written_ ? static_cast<std::size_t>(own - written_) : 0; i < waiting_.size();
          ++i) {

@@ -1,7 +1,7 @@
 // edf_writer.h - recordings as EDF+.
 //
-// EDFlib's own writer keeps all annotations in memory and rounds their times to 0.1 ms, four samples; here
-// they go into the file with the samples they belong to, exact to the sample.
+// EDFlib's own writer keeps all annotations in memory and rounds their times to 0.1 ms, which is four
+// samples. This one writes them with the samples that they belong to, exact to the sample.
 #pragma once
 
 #include "formats/output_file.h"
@@ -11,8 +11,8 @@
 
 namespace zeka::formats {
 
-/// Two signals, AC and DC, and annotations. A last data record that is not full is filled with its last
-/// value.
+/// Writes two signals, AC and DC, and annotations. A last data record that is not full
+/// is filled with its last value.
 class EdfWriter : public RecordingWriter {
 public:
     explicit EdfWriter(const RecordingPlan& plan);
@@ -21,7 +21,7 @@ public:
     void End() override;
 
 private:
-    /// Of a fixed length of time; waits for the marks that belong to it.
+    /// A fixed length of time; it waits for the marks that belong to it.
     struct DataRecord {
         std::vector<std::uint8_t> ac, dc;
         std::string annotations;

@@ -1,4 +1,4 @@
-// file_error.cpp - the ways to throw a FileError that several readers and writers share.
+// file_error.cpp - the common ways to throw a FileError.
 #include "formats/file_error.h"
 
 #include <cerrno>
@@ -13,7 +13,7 @@ void Refuse(const std::string& file, const std::string& why)
 
 void RefuseByErrno(const std::string& task, const std::string& remedy)
 {
-    const int error = errno; // before anything here can change it
+    const int error = errno; // saved before a call below can change it
     throw FileError(error == EACCES ? Trouble::kPermission : Trouble::kContent,
                     task + ": " + std::strerror(error) + "; " + remedy);
 }

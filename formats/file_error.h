@@ -1,4 +1,4 @@
-// file_error.h - why a file cannot be read or written, in one line that names the file.
+// file_error.h - the reason why a file cannot be read or written, in one line that names the file.
 #pragma once
 
 #include <stdexcept>
@@ -6,14 +6,14 @@
 
 namespace zeka::formats {
 
-/// What kind of trouble it is, so that a program can choose its exit status.
+/// The kind of trouble, from which a program chooses its exit status.
 enum class Trouble {
-    kContent,    // the file is missing, broken or not of a format that is read here
-    kPermission, // the system does not let this user at it
-    kRequest, // what was asked for cannot be: a channel that is not there, a name that the format cannot have
+    kContent,    // the file is missing, damaged or of no format that is read here
+    kPermission, // the system denies this user access
+    kRequest,    // the request cannot be met: a channel that is missing, a name that the format cannot have
 };
 
-/// Everything in this folder that fails throws one of these. `what()` is one line: the file, the cause, and
+/// Thrown by everything in this folder that fails. `what()` is one line: the file, the cause and,
 /// where there is one, the remedy.
 class FileError : public std::runtime_error {
 public:
@@ -24,11 +24,11 @@ private:
     Trouble trouble_;
 };
 
-/// Throws FileError: "<file>: <why>", the content's fault.
+/// Throws FileError "<file>: <why>" with Trouble::kContent.
 [[noreturn]] void Refuse(const std::string& file, const std::string& why);
 
-/// Throws FileError for a call of the system that has just failed: "<task>: <reason of errno>; <remedy>". The
-/// trouble is kPermission for EACCES, else kContent.
+/// Throws FileError "<task>: <reason of errno>; <remedy>" for a system call that has just failed. The trouble
+/// is kPermission for EACCES, else kContent.
 [[noreturn]] void RefuseByErrno(const std::string& task, const std::string& remedy);
 
 } // namespace zeka::formats

@@ -1,4 +1,4 @@
-// input_file.cpp - reads a file piece by piece, so that one without an end (/dev/zero) stops at the limit.
+// input_file.cpp - reads a file piece by piece, so that an endless one (/dev/zero) stops at the limit.
 #include "formats/input_file.h"
 
 #include "formats/file_error.h"
@@ -24,7 +24,7 @@ std::string ReadWholeFile(const std::string& path, std::size_t limit)
         if (bytes.size() > limit)
             Refuse(path, fmt::format("it is longer than {} bytes; cut it into shorter ones", limit));
     }
-    if (file.bad()) // a part of a recording must not pass for the whole
+    if (file.bad()) // a part of a recording must not be taken for the whole
         Refuse(path, "it cannot be read to its end; copy it to another disk");
     return bytes;
 }

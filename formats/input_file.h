@@ -6,10 +6,10 @@
 
 namespace zeka::formats {
 
-/// The whole file. Throws FileError, also when it is longer than `limit` bytes.
+/// Reads the whole file. Throws FileError, also when it is longer than `limit` bytes.
 std::string ReadWholeFile(const std::string& path, std::size_t limit);
 
-/// The first bytes of the file, at most `count`; fewer where it is shorter or cannot be read.
+/// Returns the first bytes of the file, at most `count`; fewer where it is shorter or cannot be read.
 std::string ReadHead(const std::string& path, std::size_t count);
 
 } // namespace zeka::formats

@@ -1,4 +1,4 @@
-// json_text.cpp - escapes what JSON does not let stand in a text: quotes, backslashes, control characters.
+// json_text.cpp - escapes quotes, backslashes and control characters.
 #include "formats/json_text.h"
 
 #include "formats/utf8.h"

@@ -1,4 +1,4 @@
-// json_text.h - a text as JSON has it: in quotes, with the escapes that JSON asks for.
+// json_text.h - a text as a JSON string: in quotes, with the escapes that JSON requires.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace zeka::formats {
 
-/// `text` is UTF-8. Bytes that are not become U+FFFD, so that the result is always valid JSON.
+/// `text` is UTF-8. Invalid bytes become U+FFFD, so that the result is always valid JSON.
 std::string JsonText(std::string_view text);
 
 } // namespace zeka::formats

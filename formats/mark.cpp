@@ -1,4 +1,4 @@
-// mark.cpp - a mark in words, the same in every format that has a place for texts.
+// mark.cpp - describes a mark in words, the same in every format that has a place for texts.
 #include "formats/mark.h"
 
 #include <fmt/format.h>

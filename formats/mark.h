@@ -1,4 +1,4 @@
-// mark.h - a point of the signal that a reader of a recording wants to find.
+// mark.h - a point of the signal that the reader of a recording looks for.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@ enum class MarkKind { kRPeak, kQrsOnset, kQrsEnd, kPacing, kApneaBegin, kApneaEn
 
 struct Mark {
     MarkKind kind{};
-    std::uint64_t sample = 0;  // of 40000/s, from the first sample on
-    double width_ms = 0.0;     // pacing
-    double amplitude_mv = 0.0; // pacing: height at its first sample, signed
+    std::uint64_t sample = 0;  // number of the sample at 40000/s, from 0
+    double width_ms = 0.0;     // of a pacing pulse
+    double amplitude_mv = 0.0; // of a pacing pulse: height at its first sample, signed
 };
 
 /// "R", "QRS on", "pacing 2.000 ms 5.00 mV", ...

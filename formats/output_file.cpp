@@ -1,5 +1,5 @@
-// output_file.cpp - writes through a buffer of 1 MiB, so that a recording at 40000 values a second needs few
-// calls of the system.
+// output_file.cpp - writes through a buffer of 1 MiB, so that a recording at 40000 values per
+// second needs few system calls.
 #include "formats/output_file.h"
 
 #include "formats/file_error.h"

@@ -1,4 +1,4 @@
-// output_file.h - a file that is written from front to end. Every failure to write throws FileError.
+// output_file.h - a file that is written from beginning to end. Every failed write throws FileError.
 #pragma once
 
 #include <cstdint>
@@ -13,18 +13,18 @@ namespace zeka::formats {
 
 class OutputFile {
 public:
-    /// Empty path: stdout. Throws FileError.
+    /// Opens the file; an empty path is stdout. Throws FileError.
     explicit OutputFile(const std::string& path);
 
     void Write(std::string_view text);
     void Write(std::span<const std::uint8_t> bytes);
-    /// Writes at a place near the file's beginning, then goes on at its end.
+    /// Writes at a position near the file's beginning, then continues at its end.
     void Patch(long at, std::string_view text);
-    /// Everything has arrived. Throws FileError.
+    /// Closes the file; everything has been written then. Throws FileError.
     void Close();
 
 private:
-    [[noreturn]] void Fail() const; // by errno
+    [[noreturn]] void Fail() const; // with the reason of errno
 
     struct Closer {
         void operator()(std::FILE* file) const
@@ -34,7 +34,7 @@ private:
         }
     };
     std::string path_;
-    std::vector<char> buffer_; // outlives the file
+    std::vector<char> buffer_; // before file_, because it must outlive it
     std::unique_ptr<std::FILE, Closer> file_;
 };
 

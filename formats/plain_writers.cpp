@@ -1,4 +1,4 @@
-// plain_writers.cpp - CSV and raw floats, neither of which has a place for marks, and JSON Lines.
+// plain_writers.cpp - CSV and raw floats, which have no place for marks, and JSON Lines.
 #include "formats/plain_writers.h"
 
 #include "formats/counts.h"
@@ -26,7 +26,7 @@ void CsvWriter::Take(std::span<const double> ac_mv, std::span<const double> dc_m
 
 JsonLinesWriter::JsonLinesWriter(const RecordingPlan& plan) : file_(plan.path), rate_(plan.rate)
 {
-    constexpr int kSchema = 1; // counts up when a reader could be misled
+    constexpr int kSchema = 1; // increased when readers could misread the lines
     const std::string head =
         fmt::format("{{\"schema\":{},\"recording\":{},\"rate\":{},\"filter\":{},\"unit\":\"mV\"}}\n", kSchema,
                     JsonText(plan.title), plan.rate, JsonText(plan.filter.empty() ? "none" : plan.filter));

@@ -1,4 +1,4 @@
-// plain_writers.h - the formats of one plain text or number after the other.
+// plain_writers.h - the formats that are a plain sequence of texts or numbers.
 #pragma once
 
 #include "formats/output_file.h"
@@ -6,7 +6,7 @@
 
 namespace zeka::formats {
 
-/// A line for each value: time in s, AC and DC in mV.
+/// Writes a line for each value: time in s, AC and DC in mV.
 class CsvWriter : public RecordingWriter {
 public:
     explicit CsvWriter(const RecordingPlan& plan);
@@ -20,7 +20,8 @@ private:
     std::uint64_t count_ = 0;
 };
 
-/// A JSON object a line: what it is, then each value and, up to some seconds behind it, each mark.
+/// Writes one JSON object per line: a header, then every value and, at most some
+/// seconds behind it, every mark.
 class JsonLinesWriter : public RecordingWriter {
 public:
     explicit JsonLinesWriter(const RecordingPlan& plan);
@@ -34,7 +35,7 @@ private:
     std::uint64_t count_ = 0;
 };
 
-/// AC, DC, AC, DC, ... in mV, each a float of 32 bits, low byte first.
+/// Writes AC, DC, AC, DC, ... in mV, each a 32-bit float, low byte first.
 class FloatWriter : public RecordingWriter {
 public:
     explicit FloatWriter(const RecordingPlan& plan);

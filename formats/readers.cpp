@@ -1,5 +1,5 @@
-// readers.cpp - finds out of which format a file is, by its name and its first bytes, and makes the texts in
-// it fit to be shown.
+// readers.cpp - finds the format of a file by its name and its first bytes, and
+// makes the file's texts printable.
 #include "formats/readers.h"
 
 #include "formats/binary_reader.h"
@@ -42,7 +42,7 @@ std::string WfdbHeaderOf(const std::string& path)
     return std::filesystem::exists(header, none) ? header.string() : std::string();
 }
 
-/// What a file calls its channels goes to terminals and into JSON: '?' for every byte that could not.
+/// Replaces every byte that is not printable by '?', because names of channels go to terminals and into JSON.
 void MakePrintable(std::string& text)
 {
     for (std::size_t at = 0; at < text.size();) {

@@ -1,4 +1,4 @@
-// recording.cpp - looks a channel or a unit of a recording up. Called once for each channel of a file.
+// recording.cpp - finds a channel, and the size of a unit. Called once for each channel of a file.
 #include "formats/recording.h"
 
 #include "formats/file_error.h"

@@ -1,4 +1,4 @@
-// text_reader.cpp - parses the library's text formats line by line, and CSV as csv writers here make it.
+// text_reader.cpp - parses the library's text formats line by line, and CSV as the writers here make it.
 #include "formats/text_reader.h"
 
 #include "formats/file_error.h"
@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kMostChannels = 128;
 constexpr std::string_view kTimeColumn = "time_s";
 constexpr std::string_view kMvSuffix = "_mv";
-constexpr double kTimeStepS = 1e-6; // the times have six places
+constexpr double kTimeStepS = 1e-6; // the times have six decimals
 
 std::string_view Trimmed(std::string_view text)
 {
@@ -27,7 +27,7 @@ std::string_view Trimmed(std::string_view text)
     return text;
 }
 
-/// The pieces of a text, one after the other.
+/// Splits a text into its pieces, one after the other.
 class Pieces {
 public:
     Pieces(std::string_view text, char separator) : text_(text), separator_(separator) {}
@@ -68,8 +68,9 @@ double Expect(const std::optional<std::string_view>& piece, const std::string& p
     return *number;
 }
 
-/// Rate, count, then the number of channels, their names and a row for each sample; a file of one channel has
-/// its values at once. The third and fourth line tell which it is: names are no numbers.
+/// Reads rate, count, then the number of channels, their names and a row for each sample; a
+/// file of one channel has its values at once. The third and fourth line tell the two
+/// apart, because names are no numbers.
 Recording ReadPlain(Pieces lines, const std::string& path)
 {
     const double rate = Expect(lines.Next(), path, "sample rate");
@@ -111,7 +112,7 @@ Recording ReadPlain(Pieces lines, const std::string& path)
     return recording;
 }
 
-/// The columns behind that of the time, all of them empty.
+/// The columns after that of the time, all of them empty.
 std::vector<RecordedChannel> ColumnsOf(Pieces names, const std::string& path)
 {
     std::vector<RecordedChannel> channels;
@@ -128,7 +129,7 @@ std::vector<RecordedChannel> ColumnsOf(Pieces names, const std::string& path)
     return channels;
 }
 
-/// Lines at even distances: their rate, a whole number where the places of the times leave room for one.
+/// The rate of lines at equal distances; a whole number where the decimals of the times allow one.
 double RateOf(const std::vector<double>& times, const std::string& path)
 {
     const double length = times.empty() ? 0.0 : times.back() - times.front();
@@ -144,7 +145,7 @@ double RateOf(const std::vector<double>& times, const std::string& path)
     return std::abs(rate - whole) <= 2 * rate * kTimeStepS / length ? whole : rate;
 }
 
-/// A line of names, the first of which is that of the time, and a line for each sample.
+/// Reads a line of names, of which the first is that of the time, and a line for each sample.
 Recording ReadCsv(std::string_view names, Pieces lines, const std::string& path)
 {
     Recording recording;

@@ -8,10 +8,11 @@
 
 namespace zeka::formats {
 
-/// The library's text formats: sample rate, number of samples, then a value in mV a line; or with the number
-/// of channels and their names, and a line of values for each sample. Or CSV as "zeka record" and "zeka
-/// waveforms export" write it: names, the first "time_s", those of voltages "mv" or with "_mv" behind them,
-/// then a line a sample at even distances in time. Throws FileError, which names `path`.
+/// Reads the library's text formats: sample rate, number of samples, then a value in mV per line; or with
+/// the number of channels, their names and a line of values for each sample. Also reads CSV as "zeka
+/// record" and "zeka waveforms export" write it: a line of names, of which the first is "time_s" and those
+/// of voltages are "mv" or end in "_mv", then a line per sample at equal distances in time. Throws
+/// FileError, which names `path`.
 Recording ReadText(std::string_view text, const std::string& path);
 
 } // namespace zeka::formats

@@ -1,5 +1,5 @@
-// utf8.cpp - checks one character of UTF-8. Called for every character of a text that goes to a terminal or
-// into JSON.
+// utf8.cpp - checks one UTF-8 character. Called for every character of a text that
+// goes to a terminal or into JSON.
 #include "formats/utf8.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ std::size_t Utf8Length(std::string_view text)
     if (first < 0xC2 || first > 0xF4 || text.size() < length)
         return 0;
     const auto second = static_cast<unsigned char>(text[1]);
-    // Longer than it needs to be, a half of a pair, or beyond the last character.
+    // Overlong, a surrogate, or beyond the last character.
     if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
         (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F))
         return 0;

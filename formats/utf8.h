@@ -1,4 +1,4 @@
-// utf8.h - where a character of UTF-8 ends.
+// utf8.h - the length of a UTF-8 character.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 
 namespace zeka::formats {
 
-/// Bytes of the character at the front of the text; 0 when there is no valid one.
+/// Bytes of the character at the beginning of the text; 0 when there is no valid one.
 std::size_t Utf8Length(std::string_view text);
 
 } // namespace zeka::formats

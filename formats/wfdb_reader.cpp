@@ -1,5 +1,5 @@
-// wfdb_reader.cpp - parses headers, samples and annotations of WFDB records. Nothing is believed beyond what
-// the files can back: the number of samples follows from the bytes that are there.
+// wfdb_reader.cpp - parses headers, samples and annotations of WFDB records. The number of samples follows
+// from the bytes that are there, never from the header alone.
 #include "formats/wfdb_reader.h"
 
 #include "formats/file_error.h"
@@ -20,15 +20,15 @@ namespace zeka::formats {
 namespace {
 
 constexpr std::size_t kMostSignals = 1024;
-constexpr double kUsualRate = 250.0; // where the header says none
+constexpr double kUsualRate = 250.0; // where the header gives none
 constexpr double kUsualGain = 200.0;
-constexpr double kLowestRate = 1e-6; // a second; slower than any record, and every time in it is finite
+constexpr double kLowestRate = 1e-6; // per second; slower than any record, but all times stay finite
 constexpr std::size_t kHeaderLimit = 1 << 20;
 constexpr std::size_t kDataLimit = std::size_t{1} << 30;
 constexpr int kNoValue16 = -32768;
 constexpr int kNoValue12 = -2048;
 
-/// Takes a number off the front of the text; empty when there is none.
+/// Takes a number from the beginning of the text; empty when there is none.
 template <class Number> std::optional<Number> TakeNumber(std::string_view& text)
 {
     Number number{};
@@ -47,7 +47,7 @@ bool TakeMark(std::string_view& text, char mark)
     return true;
 }
 
-/// Signal files lie beside the header: a name with a way in it could be any file of the machine.
+/// Signal files lie beside the header: a name with a path in it could be any file of the machine.
 bool IsPlainName(const std::string& name)
 {
     return !name.empty() && name != "-" && name != "~" && name.find('/') == std::string::npos &&
@@ -121,7 +121,7 @@ WfdbSignal ParseSignalLine(const std::string& line, const std::string& name)
     ParseGain(gain, signal, has_baseline);
     double zero = 0.0;
     std::string skipped;
-    words >> skipped >> zero; // resolution, count in the middle of the converter
+    words >> skipped >> zero; // resolution, count in the middle of the converter's range
     if (!has_baseline && std::isfinite(zero))
         signal.baseline = zero;
     words >> skipped >> skipped >> skipped >> std::ws; // first value, checksum, block size
@@ -148,7 +148,7 @@ int SignExtended(int value, int bits)
     return (value ^ top) - top;
 }
 
-/// Value number n of a file in format 212: two values of 12 bits in three bytes.
+/// Value number n in format 212: two values of 12 bits in three bytes.
 int Value212(const std::string& bytes, std::size_t n)
 {
     const std::size_t at = n / 2 * 3;
@@ -176,7 +176,7 @@ RecordedChannel ToChannel(const WfdbSignal& signal, std::span<const std::int16_t
     const double scale = (channel.voltage ? mv : 1.0) / signal.gain;
     const int no_value = signal.format == 16 ? kNoValue16 : kNoValue12;
     channel.values.reserve(counts.size());
-    double last = 0.0; // stands for values that are marked as missing
+    double last = 0.0; // repeated for values that are marked as missing
     for (const std::int16_t count : counts) {
         if (count != no_value)
             last = (count - signal.baseline) * scale;
@@ -259,7 +259,7 @@ std::vector<Annotation> ParseWfdbAnnotations(const std::string& bytes, double ra
             const bool known = code < wfdb::kMnemonics.size() && *wfdb::kMnemonics[code] != '\0';
             annotations.push_back(
                 {sample / rate, 0.0, known ? wfdb::kMnemonics[code] : fmt::format("code {}", code)});
-        } // number, subtype, channel: words without anything behind them
+        } // number, subtype, channel: words without data behind them
     }
     return annotations;
 }
@@ -274,7 +274,7 @@ std::vector<RecordedChannel> ReadWfdbSignals(const WfdbHeader& header, const Wfd
         std::size_t last = first + 1;
         while (last < header.signals.size() && header.signals[last].file == signal.file)
             ++last;
-        // A file that is named again and again would take its size in memory each time.
+        // A file that is named repeatedly would take its size in memory each time.
         if (!seen.insert(signal.file).second)
             Refuse(name, fmt::format("the signals in {} do not stand together", signal.file));
         std::string bytes = source(signal.file);
@@ -301,7 +301,7 @@ Recording ReadWfdb(const std::string& header_path)
         header, [&](const std::string& file) { return ReadWholeFile(folder / file, kDataLimit); },
         header_path);
     const std::string annotation_path = fs::path(header_path).replace_extension(".atr");
-    std::error_code error; // none where there is no such file
+    std::error_code error; // no exception when there is no such file
     if (fs::exists(annotation_path, error))
         recording.annotations =
             ParseWfdbAnnotations(ReadWholeFile(annotation_path, kDataLimit), header.rate, annotation_path);

@@ -1,5 +1,5 @@
-// wfdb_reader.h - WFDB records: a header (.hea), signals (.dat, format 16 or 212) and annotations (.atr),
-// from the public description of the formats.
+// wfdb_reader.h - reads WFDB records: a header (.hea), signals (.dat, format 16 or 212) and annotations
+// (.atr), by the public description of the formats.
 #pragma once
 
 #include "formats/recording.h"
@@ -9,13 +9,13 @@
 
 namespace zeka::formats {
 
-/// What a signal line of a header says.
+/// The contents of a signal line of a header.
 struct WfdbSignal {
     std::string file;
     int format = 0;
-    std::uint64_t offset = 0; // bytes in front of the samples
-    double gain = 0.0;        // counts in one unit
-    double baseline = 0.0;    // count at 0
+    std::uint64_t offset = 0; // bytes before the samples
+    double gain = 0.0;        // counts per unit
+    double baseline = 0.0;    // count at 0 units
     std::string unit;
     std::string name;
 };
@@ -23,24 +23,24 @@ struct WfdbSignal {
 struct WfdbHeader {
     std::string record;
     double rate = 0.0;
-    std::uint64_t samples = 0; // of each signal; 0: not said
+    std::uint64_t samples = 0; // of each signal; 0: not given
     std::vector<WfdbSignal> signals;
 };
 
-/// These take any bytes and throw FileError, whose words begin with `name`, when they make no sense.
+/// These functions take any bytes. Invalid ones throw FileError, whose text begins with `name`.
 WfdbHeader ParseWfdbHeader(const std::string& text, const std::string& name);
-/// The counts of all signals that share a file, one vector for each.
+/// Returns the counts of all signals that share a file, one vector for each.
 std::vector<std::vector<std::int16_t>> ParseWfdbSamples(const std::string& bytes, int format,
                                                         std::size_t signals, const std::string& name);
 std::vector<Annotation> ParseWfdbAnnotations(const std::string& bytes, double rate, const std::string& name);
 
-/// What is in the file of that name beside the header; throws FileError where it cannot be read.
+/// Returns the contents of the file of that name beside the header; throws FileError where it cannot be read.
 using WfdbSource = std::function<std::string(const std::string& file)>;
-/// The signals that a header describes.
+/// Reads the signals that a header describes.
 std::vector<RecordedChannel> ReadWfdbSignals(const WfdbHeader& header, const WfdbSource& source,
                                              const std::string& name);
 
-/// Header, signal files and, where there is one, the annotation file. Throws FileError.
+/// Reads the header, the signal files and, if there is one, the annotation file. Throws FileError.
 Recording ReadWfdb(const std::string& header_path);
 
 } // namespace zeka::formats

@@ -1,6 +1,6 @@
-// wfdb_writer.cpp - writes the three files of a WFDB record. An annotation is a word of 16 bits, its code in
-// the upper 6 and the samples since the one before in the lower 10; longer ways and texts are words of their
-// own beside it.
+// wfdb_writer.cpp - writes the three files of a WFDB record. An annotation is a 16-bit word: its code in
+// the upper 6 bits, the samples since the previous annotation in the lower 10. Longer distances and texts
+// are words of their own beside it.
 #include "formats/wfdb_writer.h"
 
 #include "formats/counts.h"
@@ -15,7 +15,7 @@ namespace zeka::formats {
 namespace {
 
 constexpr std::uint64_t kSentRate = 40000;
-constexpr std::uint64_t kLongestWay = 1023; // that fits into 10 bits
+constexpr std::uint64_t kLongestWay = 1023; // the highest distance in 10 bits
 constexpr int kFormat = 16;
 
 std::string BaseOf(const std::string& path)
@@ -51,7 +51,7 @@ unsigned CodeOf(MarkKind kind)
     return wfdb::kNote;
 }
 
-/// What the code does not say by itself.
+/// The part of a mark that its code does not express.
 std::string WordsOf(const Mark& mark)
 {
     switch (CodeOf(mark.kind)) {
@@ -68,9 +68,9 @@ std::string WordsOf(const Mark& mark)
 WfdbWriter::WfdbWriter(const RecordingPlan& plan)
     : plan_(plan), base_(BaseOf(plan.path)), data_(base_ + ".dat"), annotations_(base_ + ".atr")
 {
+    // Removes the header of an earlier recording, which would not fit the new samples.
     std::error_code none;
-    std::filesystem::remove(base_ + ".hea",
-                            none); // of an earlier recording: it would not fit the new samples
+    std::filesystem::remove(base_ + ".hea", none);
 }
 
 void WfdbWriter::PutSample(Channel& channel, std::int16_t counts)
@@ -105,7 +105,7 @@ void WfdbWriter::PutAnnotation(unsigned code, std::uint64_t sample, const std::s
     annotated_ = sample;
     if (way > kLongestWay) {
         PutLe16(bytes, wfdb::Word(wfdb::kSkip, 0));
-        PutLe16(bytes, static_cast<std::uint16_t>(way >> 16 & 0xFFFF)); // the upper half first
+        PutLe16(bytes, static_cast<std::uint16_t>(way >> 16 & 0xFFFF)); // upper half first
         PutLe16(bytes, static_cast<std::uint16_t>(way & 0xFFFF));
         way = 0;
     }

@@ -1,5 +1,4 @@
-// wfdb_writer.h - recordings as WFDB records: a header (.hea), signals (.dat, format 16) and annotations
-// (.atr).
+// wfdb_writer.h - writes WFDB records: a header (.hea), signals (.dat, format 16) and annotations (.atr).
 #pragma once
 
 #include "formats/output_file.h"
@@ -9,8 +8,8 @@
 
 namespace zeka::formats {
 
-/// Signals AC and DC in format 16, annotations beside them. The header comes last: a recording that was cut
-/// off has none. Times of annotations are in samples of the file.
+/// Writes signals AC and DC in format 16, and annotations. The header is written last, so a recording that
+/// was interrupted has none. Times of annotations are in samples of the file.
 class WfdbWriter : public RecordingWriter {
 public:
     /// "x", "x.hea" and "x.dat" all name the record x.
@@ -28,7 +27,7 @@ private:
     void PutAnnotation(unsigned code, std::uint64_t sample, const std::string& text);
 
     RecordingPlan plan_;
-    std::string base_; // path without suffix
+    std::string base_; // path without its suffix
     OutputFile data_;
     OutputFile annotations_;
     std::uint64_t count_ = 0;

@@ -25,92 +25,42 @@ inline constexpr std::uint8_t kClassSpecific = 0x24;
 } // namespace descriptor
 
 inline constexpr std::array<std::uint8_t, 18> kDevice{
-    18,
-    descriptor::kDevice,
-    0x00,
-    0x02, // USB 2.0
-    0x02,
-    0x00,
-    0x00,         // a communication device
-    kPacketBytes, // of endpoint 0
-    0x09,
-    0x12,
-    0x01,
-    0x00, // vendor and product: a pair that is free for tests
-    0x00,
-    0x01, // release
-    1,
-    2,
-    3,  // strings: maker, product, serial number
-    1}; // configurations
+    // USB 2.0
+    18, descriptor::kDevice, 0x00, 0x02,
+    // a communication device
+    0x02, 0x00, 0x00,
+    // bytes of a packet of endpoint 0
+    kPacketBytes,
+    // vendor 0x1209, product 0x0001: one of the pairs that anybody may use for tests
+    0x09, 0x12, 0x01, 0x00,
+    // release
+    0x00, 0x01,
+    // strings: maker, product, serial number
+    1, 2, 3,
+    // configurations
+    1};
 
-inline constexpr std::array<std::uint8_t, 67> kConfiguration{9,
-                                                             descriptor::kConfiguration,
-                                                             67,
-                                                             0,
-                                                             2,
-                                                             1,
-                                                             0,
-                                                             0xC0,
-                                                             50, // two interfaces, self powered
-                                                             9,
-                                                             descriptor::kInterface,
-                                                             0,
-                                                             0,
-                                                             1,
-                                                             0x02,
-                                                             0x02,
-                                                             0x01,
-                                                             0, // control: abstract control model
-                                                             5,
-                                                             descriptor::kClassSpecific,
-                                                             0x00,
-                                                             0x10,
-                                                             0x01, // header, release 1.10
-                                                             5,
-                                                             descriptor::kClassSpecific,
-                                                             0x01,
-                                                             0x00,
-                                                             1, // no calls
-                                                             4,
-                                                             descriptor::kClassSpecific,
-                                                             0x02,
-                                                             0x02, // line coding and line state
-                                                             5,
-                                                             descriptor::kClassSpecific,
-                                                             0x06,
-                                                             0,
-                                                             1, // interface 0 rules interface 1
-                                                             7,
-                                                             descriptor::kEndpoint,
-                                                             kIn | kInterruptEndpoint,
-                                                             3,
-                                                             16,
-                                                             0,
-                                                             16, //
-                                                             9,
-                                                             descriptor::kInterface,
-                                                             1,
-                                                             0,
-                                                             2,
-                                                             0x0A,
-                                                             0,
-                                                             0,
-                                                             0, // data
-                                                             7,
-                                                             descriptor::kEndpoint,
-                                                             kBulkEndpoint,
-                                                             2,
-                                                             kPacketBytes,
-                                                             0,
-                                                             0, //
-                                                             7,
-                                                             descriptor::kEndpoint,
-                                                             kIn | kBulkEndpoint,
-                                                             2,
-                                                             kPacketBytes,
-                                                             0,
-                                                             0};
+inline constexpr std::array<std::uint8_t, 67> kConfiguration{
+    // two interfaces, self powered
+    9, descriptor::kConfiguration, 67, 0, 2, 1, 0, 0xC0, 50,
+    // interface 0, control: abstract control model
+    9, descriptor::kInterface, 0, 0, 1, 0x02, 0x02, 0x01, 0,
+    // header, release 1.10
+    5, descriptor::kClassSpecific, 0x00, 0x10, 0x01,
+    // no calls
+    5, descriptor::kClassSpecific, 0x01, 0x00, 1,
+    // line coding and line state
+    4, descriptor::kClassSpecific, 0x02, 0x02,
+    // interface 0 controls interface 1
+    5, descriptor::kClassSpecific, 0x06, 0, 1,
+    // its interrupt endpoint
+    7, descriptor::kEndpoint, kIn | kInterruptEndpoint, 3, 16, 0, 16,
+    // interface 1, data
+    9, descriptor::kInterface, 1, 0, 2, 0x0A, 0, 0, 0,
+    // its bulk endpoint from the host
+    7, descriptor::kEndpoint, kBulkEndpoint, 2, kPacketBytes, 0, 0,
+    // its bulk endpoint to the host
+    7, descriptor::kEndpoint, kIn | kBulkEndpoint, 2, kPacketBytes, 0, 0};
 
 /// The language list for 0, else one of the three texts; empty for others.
 inline std::vector<std::uint8_t> String(std::size_t index)

@@ -1,5 +1,5 @@
-// main.cpp - zeka: one command for the bench. Parses the command line, runs the job that was chosen, and
-// turns whatever went wrong into one line and an exit status.
+// main.cpp - zeka: one command for the bench. Parses the command line, runs the chosen job, and reports a
+// failure in one line and by the exit status.
 #include "cli/commands/commands.h"
 #include "cli/shell/options.h"
 #include "formats/file_error.h"
@@ -28,7 +28,7 @@ constexpr const char* kFooter =
 
 int Status(Exit exit) { return static_cast<int>(exit); }
 
-/// The words in front of "--"; those behind it belong to another program.
+/// The words before "--"; those after it belong to another program.
 std::vector<std::string> OwnWords(int argc, char** argv, Context& context)
 {
     char** const end = argv + argc;
@@ -39,7 +39,7 @@ std::vector<std::string> OwnWords(int argc, char** argv, Context& context)
     return {argv + 1, cut};
 }
 
-/// CLI11 says some things in several lines.
+/// Joins a message of CLI11 that has several lines.
 std::string OneLine(std::string text)
 {
     std::ranges::replace(text, '\n', ' ');
@@ -47,7 +47,7 @@ std::string OneLine(std::string text)
     return text;
 }
 
-/// CLI11 would only say that a subcommand is missing.
+/// Names what is wrong, where CLI11 would only say that a subcommand is missing.
 void CheckSubcommand(CLI::App& app, const std::vector<std::string>& words)
 {
     if (words.empty() || words.front().starts_with("-"))
@@ -63,7 +63,7 @@ int Parse(CLI::App& app, int argc, char** argv, Context& context)
 {
     std::vector<std::string> words = OwnWords(argc, argv, context);
     CheckSubcommand(app, words);
-    std::ranges::reverse(words); // as CLI11 wants them
+    std::ranges::reverse(words); // the order that CLI11 expects
     try {
         app.parse(words);
     } catch (const CLI::Success& help) {
@@ -138,9 +138,9 @@ int Run(int argc, char** argv)
     }
 }
 
-/// The number of a closed standard stream would go to the next file that is opened, which may be the
-/// instrument's port, and messages would be sent to it. Here writing goes on to fail, and reading finds
-/// nothing.
+/// Opens closed standard streams. Otherwise the next file that is opened, perhaps the
+/// instrument's port, would get such a number, and messages would be sent to it. On these,
+/// writing fails and reading finds nothing.
 void FillStandardStreams()
 {
     for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor)
@@ -156,7 +156,7 @@ int main(int argc, char** argv)
     try {
         zeka::cli::FillStandardStreams();
         return zeka::cli::Run(argc, argv);
-    } catch (...) { // the message itself could not be made
+    } catch (...) { // the message could not be made
         std::fputs("zeka: out of memory; end other programs and run this again\n", stderr);
         return static_cast<int>(zeka::cli::Exit::kCheckFailed);
     }

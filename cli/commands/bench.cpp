@@ -1,6 +1,7 @@
-// bench.cpp - zeka bench: how this machine serves an instrument. The answer time is taken by the
-// virtual instrument on its real clock, from its request to the last byte of the burst; the speed of the
-// whole road - synthesis, port, virtual instrument - on its fast one, where the next request comes at once.
+// bench.cpp - zeka bench: how well this machine serves an instrument. The virtual instrument
+// measures the answer time on its real clock, from its request to the last byte of the burst. The
+// speed of the whole path - synthesis, port, virtual instrument - is measured on its fast clock,
+// where the next request follows at once.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/stream.h"
@@ -27,10 +28,10 @@ constexpr double kUsPerS = 1e6;
 constexpr double kBurstMs = duration<double, std::milli>(sim::kBurstTime).count();
 
 struct BenchOptions {
-    double seconds = 2.0; // of each signal, at each of the two clocks
+    double seconds = 2.0; // of each signal, on each of the two clocks
 };
 
-/// A signal that is measured, from the cheapest to what costs most.
+/// A signal that is measured; they range from the cheapest to the most expensive.
 struct Candidate {
     std::string name;
     SignalOptions signal;
@@ -53,7 +54,7 @@ struct Finding {
     {
         return samples_per_second / static_cast<double>(sim::kSampleRate);
     }
-    /// One burst in a hundred may be late; the instrument has some in store.
+    /// One burst in a hundred may be late, because the instrument has some buffered.
     [[nodiscard]] bool InTime() const { return underruns == 0 && AnswerMs(99.0) < kBurstMs; }
 };
 
@@ -79,14 +80,14 @@ std::vector<Candidate> Candidates()
     return all;
 }
 
-/// Plays until so many seconds have passed on the wall.
+/// Plays for so many seconds of real time.
 void PlayFor(double seconds, const Session& session)
 {
     const auto end = steady_clock::now() + duration<double>(seconds);
     while (steady_clock::now() < end) {
         (void)InterruptedWithin(
             std::min(std::chrono::ceil<milliseconds>(end - steady_clock::now()), milliseconds(50)));
-        EndIfInterrupted(OutputWas::kNeverOn); // no real one was driven
+        EndIfInterrupted(OutputWas::kNeverOn); // no real instrument was connected
         Session::EndIfLost();
     }
     if (session.Virtual()->Stats().stream.bursts == 0)
@@ -117,7 +118,7 @@ void MeasureAnswers(Candidate& candidate, double seconds, const Session& session
 
 void MeasureSpeed(Candidate& candidate, double seconds, const Session& session, Finding& finding)
 {
-    Start(candidate, session); // sleeps 100 ms: the caches are warm
+    Start(candidate, session); // includes 100 ms of sleep, in which the caches warm up
     const std::uint64_t samples_before = session.Virtual()->Stats().stream.played_samples;
     const auto start = steady_clock::now();
     PlayFor(seconds, session);
@@ -127,7 +128,7 @@ void MeasureSpeed(Candidate& candidate, double seconds, const Session& session, 
     finding.samples_per_second = static_cast<double>(samples) / elapsed;
 }
 
-/// One pass over all signals at one of the virtual instrument's clocks.
+/// Measures all signals on one of the virtual instrument's clocks.
 void Pass(bool fast, const BenchOptions& options, std::vector<Candidate>& candidates,
           std::vector<Finding>& findings, Context& context)
 {

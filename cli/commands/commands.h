@@ -1,5 +1,5 @@
-// commands.h - the subcommands. Each function adds one to the command line: its options, its help, and its job, which
-// main() runs when the subcommand is named.
+// commands.h - the subcommands. Each function adds one to the command line: its options, its help, and the
+// job that main() runs when the subcommand is named.
 #pragma once
 
 #include "cli/commands/commands.h"

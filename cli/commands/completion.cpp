@@ -1,5 +1,5 @@
-// completion.cpp - zeka completion bash: a script for the shell, made from the command's own options,
-// so that it never knows other ones.
+// completion.cpp - zeka completion bash: a shell script made from the command's own
+// options, so that it always fits them.
 #include "cli/commands/commands.h"
 
 #include "cli/shell/context.h"
@@ -33,7 +33,7 @@ std::vector<std::string> NamesOf(const CLI::Option& option)
     return names;
 }
 
-/// The words that it takes, with blanks between; empty where it takes others than a few given ones.
+/// The words that the option takes, separated by blanks; empty where its values are not a fixed list.
 std::string ValuesOf(CLI::Option& option)
 {
     try {
@@ -51,7 +51,7 @@ std::string FunctionNames()
     return fmt::format("{}", fmt::join(names, " "));
 }
 
-/// Whatever may stand where no option's value is expected.
+/// All words that may stand where no option's value is expected.
 std::string WordsOf(CLI::App& command)
 {
     std::vector<std::string> words;
@@ -67,8 +67,8 @@ std::string WordsOf(CLI::App& command)
     return fmt::format("{}", fmt::join(words, " "));
 }
 
-/// The cases of a command's options that take a value: the words of those that know some, and of the others
-/// none, so that the shell goes on with file names.
+/// The cases of a command's options that take a value: their words, or none where
+/// the shell is to offer file names.
 std::string ValueCases(CLI::App& command, const std::string& path)
 {
     std::string cases;
@@ -90,7 +90,7 @@ std::string ValueCases(CLI::App& command, const std::string& path)
     return cases;
 }
 
-/// The waveforms behind "iec-2-27:"; the shell takes the colon for a word.
+/// The waveforms after "iec-2-27:", because the shell takes the colon for a word of its own.
 std::string VariantCases()
 {
     std::string cases;

@@ -1,5 +1,5 @@
-// doctor.cpp - zeka doctor: looks for what keeps people from connecting and says the command that
-// mends it. Opens no port and changes nothing.
+// doctor.cpp - zeka doctor: finds what prevents a connection and names the command that fixes it.
+// Opens no port and changes nothing.
 #include "cli/commands/commands.h"
 
 #include "cli/instrument/ports.h"
@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Says at its head how it is set up: access for who sits at the machine, no ModemManager.
+/// This file says at its beginning how to install it: access for the user at the machine, no ModemManager.
 constexpr const char* kUdevRules = "the udev rules 70-zeka.rules";
 
 enum class Verdict { kGood, kHint, kBad };
@@ -26,7 +26,7 @@ struct Finding {
     Verdict verdict;
     std::string thing;
     std::string state;
-    std::string remedy; // empty when there is nothing to mend
+    std::string remedy; // empty when there is nothing to fix
 };
 
 std::string FirstLine(const fs::path& path)
@@ -52,7 +52,7 @@ std::vector<std::string> Processes()
     return processes;
 }
 
-/// The first process that has the node open, as far as one may look; empty when there is none.
+/// The first process that has the node open, as far as this user may see; empty when there is none.
 std::string UserOf(const std::string& node)
 {
     std::error_code error;

@@ -1,5 +1,5 @@
-// file.cpp - zeka file: plays a recording that somebody made. It is read here, whatever its format,
-// and handed to the library as samples in memory; what happens to them on the way is told.
+// file.cpp - zeka file: plays a recording of any format that is read here. It is passed to the library as
+// samples in memory; the output says how they were changed.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/follow.h"
@@ -21,9 +21,9 @@ namespace zeka::cli {
 namespace {
 
 constexpr int kRawData = 18;
-constexpr double kLowestRate = 100.0; // that the library takes
+constexpr double kLowestRate = 100.0; // the lowest that the library accepts
 constexpr double kHighestRate = 40000.0;
-constexpr double kMostRepeats = 6000.0; // of a value: a short file must not take all the memory
+constexpr double kMostRepeats = 6000.0; // of a value, so that a short file does not take all memory
 constexpr double kAcLimitMv = 5.0;
 constexpr double kDcLimitMv = 1000.0;
 
@@ -37,12 +37,12 @@ struct FileOptions {
     std::optional<double> seconds;
 };
 
-/// What is handed to the library.
+/// The samples that are passed to the library.
 struct Playback {
     double file_rate = 0.0;
-    int repeats = 1; // of each value, where the file has too few a second
+    int repeats = 1; // of each value, where the rate of the file is too low
     std::vector<double> ac_mv, dc_mv;
-    std::size_t limited = 0; // AC values beyond what the instrument plays
+    std::size_t limited = 0; // AC values beyond the instrument's range
     std::string channel;
     std::string resampling;
 
@@ -63,7 +63,7 @@ const formats::RecordedChannel& Voltage(const formats::Recording& recording, con
     return channel;
 }
 
-/// The channel that was asked for, else the first one in mV.
+/// The requested channel, else the first one in mV.
 const formats::RecordedChannel& Chosen(const formats::Recording& recording, const FileOptions& options)
 {
     if (!options.channel.empty())
@@ -154,7 +154,7 @@ JsonValue ToJson(const FileOptions& options, const formats::Recording& recording
     result["recording_seconds"] = playback.Seconds();
     result["seconds"] = summary.seconds;
     result["interrupted"] = summary.interrupted;
-    result["output_off"] = true; // or there would be a Failure
+    result["output_off"] = true; // otherwise a Failure was thrown
     return result;
 }
 

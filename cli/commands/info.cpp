@@ -1,4 +1,4 @@
-// info.cpp - zeka info: what the instrument says of itself and of its output stage.
+// info.cpp - zeka info: the identity of the instrument and the state of its output stage.
 #include "cli/commands/commands.h"
 
 #include "cli/instrument/session.h"
@@ -11,7 +11,7 @@
 namespace zeka::cli {
 namespace {
 
-/// What the library itself has of the DC channel; the instrument has its DC sources.
+/// What the library knows of the DC channel; the DC sources are read from the instrument.
 struct Dc {
     int offset_mv = ZEKAGetDCOffset();
     bool variable = ZEKAGetDCOffsetVariableMode();
@@ -102,7 +102,7 @@ Exit Info(const ConnectOptions& options, Context& context)
     if (ZEKAGetHWInformation(&hardware) != 1)
         Session::EndIfLost();
     const Dc dc;
-    Session::EndIfLost(); // what was read of a lost instrument means nothing
+    Session::EndIfLost(); // what was read from a lost instrument is invalid
     if (context.console.json)
         context.console.Result("info", Json(session.Who(), hardware, stage, dc));
     else

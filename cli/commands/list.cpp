@@ -1,5 +1,5 @@
-// list.cpp - zeka list: the ports on which an instrument may be, without opening them; --probe asks
-// those that nobody holds who they are.
+// list.cpp - zeka list: lists the ports on which an instrument may be, without opening them. With --probe it
+// reads the identity on those that no process holds.
 #include "cli/commands/commands.h"
 
 #include "cli/instrument/ports.h"
@@ -16,7 +16,7 @@ namespace {
 
 struct Entry {
     Port port;
-    std::optional<Identity> instrument; // as far as it was asked
+    std::optional<Identity> instrument; // as far as it was probed
 };
 
 std::string LockText(const Lock& lock)
@@ -49,7 +49,7 @@ const char* StateName(LockState state)
     return "unreadable";
 }
 
-/// Connects for a moment; nothing when the port does not answer as an instrument.
+/// Connects briefly; returns nothing when no instrument answers on the port.
 std::optional<Identity> Probe(const Port& port, Context& context)
 {
     constexpr double kProbeS = 1.5;

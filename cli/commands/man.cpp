@@ -1,5 +1,5 @@
-// man.cpp - zeka man: the manual pages, made from the command's own help so that they never say
-// anything else. For the build and its tests; it does not show in the help.
+// man.cpp - zeka man: manual pages made from the command's own help, so that both always agree. For the build
+// and its tests; hidden from the help.
 #include "cli/commands/commands.h"
 
 #include "cli/shell/context.h"
@@ -21,7 +21,7 @@ std::vector<const CLI::App*> SubcommandsOf(const CLI::App& app)
     return app.get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); });
 }
 
-/// Text that troff leaves as it is; its lines must not look like requests.
+/// Escapes text for troff, whose lines must not look like requests.
 std::string Plain(std::string_view text)
 {
     std::string plain;
@@ -45,7 +45,7 @@ std::string Upper(std::string text)
     return text;
 }
 
-/// "zeka-play", the name of the page.
+/// "zeka-play", the name of the manual page.
 std::string PageName(std::string words)
 {
     std::ranges::replace(words, ' ', '-');
@@ -59,7 +59,7 @@ std::string OptionNames(const CLI::Option& option)
         names.push_back(fmt::format("\\fB{}\\fR", Plain("-" + name)));
     for (const std::string& name : option.get_lnames())
         names.push_back(fmt::format("\\fB{}\\fR", Plain("--" + name)));
-    if (names.empty()) // an argument by its place
+    if (names.empty()) // a positional argument
         names.push_back(fmt::format("\\fI{}\\fR", Plain(option.get_type_name())));
     else if (option.get_expected_max() > 0 && !option.get_type_name().empty())
         names.back() += fmt::format(" \\fI{}\\fR", Plain(option.get_type_name()));
@@ -79,7 +79,7 @@ void AddOptions(const CLI::App& app, std::string& page)
     }
 }
 
-/// "  name   what it is" as the two columns of a list.
+/// Adds "  name   what it is" as the two columns of a list.
 bool AddListLine(const std::string& line, std::string& page)
 {
     if (!line.starts_with("  "))
@@ -93,7 +93,7 @@ bool AddListLine(const std::string& line, std::string& page)
     return true;
 }
 
-/// The text below the options: paragraphs, lists, exit statuses and examples.
+/// Formats the text below the options: paragraphs, lists, exit statuses and examples.
 class Footer {
 public:
     explicit Footer(const std::string& footer)
@@ -132,7 +132,7 @@ private:
         if (first)
             notes_ = ".SH NOTES\n";
         if (AddListLine(line, notes_)) {
-            paragraph_ends_ = true; // what follows a list is no part of it
+            paragraph_ends_ = true; // what follows a list is not part of it
             return;
         }
         notes_ += paragraph_ends_ && !first ? ".PP\n" : "";
@@ -147,7 +147,7 @@ private:
     bool paragraph_ends_ = false;
 };
 
-/// "zeka waveforms export": what is written to call it, without options.
+/// "zeka waveforms export": how it is called, without options.
 std::string CallOf(const CLI::App& app, const std::string& words)
 {
     std::string call = fmt::format(".B {}\n[\\fIOPTION\\fR]...", Plain(words));

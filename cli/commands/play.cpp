@@ -1,5 +1,5 @@
-// play.cpp - zeka play: streams a signal to the instrument. With the virtual one it ends with what
-// was measured beside what was asked, and fails when they differ.
+// play.cpp - zeka play: streams a signal to the instrument. With the virtual one it compares what was
+// measured with what was requested, and fails when they differ.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/comparison.h"
@@ -43,7 +43,7 @@ JsonValue EndJson(const StreamSummary& summary, const Session& session, const Se
     object["bursts"] = summary.bursts;
     object[session.Virtual() != nullptr ? "worst_answer_ms" : "longest_pause_ms"] = summary.worst_ms;
     object["interrupted"] = summary.interrupted;
-    object["output_off"] = true; // or there would be a Failure
+    object["output_off"] = true; // otherwise a Failure was thrown
     return object;
 }
 

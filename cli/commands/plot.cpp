@@ -1,5 +1,5 @@
-// plot.cpp - zeka plot: a signal or a recording as an ECG strip on paper. No instrument is needed: a
-// signal is rendered as it would be sent to one.
+// plot.cpp - zeka plot: a signal or a recording as an ECG strip on paper. Needs no instrument, because a
+// signal is rendered as it would be sent.
 #include "cli/commands/commands.h"
 
 #include "cli/commands/strip_source.h"
@@ -15,7 +15,7 @@
 namespace zeka::cli {
 namespace {
 
-constexpr double kLongestS = 600.0; // the renderer's
+constexpr double kLongestS = 600.0; // the limit of the renderer
 constexpr const char* kGroup = "Strip";
 
 struct PlotOptions {
@@ -23,16 +23,16 @@ struct PlotOptions {
     double from_s = 0.0;
     double seconds = 10.0;
     std::string path;
-    std::string recording; // its file; empty: a signal is drawn
-    std::string channel;   // empty: the AC channel, or the first voltage of the recording
+    std::string recording; // file name; empty: a signal is drawn
+    std::string channel;   // empty: the AC channel, or the first voltage of a recording
     std::string title;
     StripStyle style;
-    std::string paper; // empty: what suits the format
+    std::string paper; // empty: the usual one of the format
     double dpi = 254.0;
     bool no_marks = false;
 };
 
-/// What lies in the asked stretch of the signal.
+/// Reduces the chart to the requested part of the signal.
 void Cut(StripChart& chart, const PlotOptions& options)
 {
     const auto from = static_cast<std::ptrdiff_t>(std::llround(options.from_s * chart.rate));
@@ -53,7 +53,7 @@ void Cut(StripChart& chart, const PlotOptions& options)
     });
 }
 
-/// A recording takes no option of a signal; one that was given would be a silent mistake.
+/// Refuses options of a signal beside a recording, because they would have no effect.
 void CheckSource(const PlotOptions& options, const Command& command)
 {
     const bool recording = !options.recording.empty();
@@ -181,7 +181,7 @@ void AddPlot(const Command& app, Context& context)
                    "\nNo instrument is needed. Printed at 100 %, a square of the grid is 1 mm wide.\n"
                    "Example: zeka plot ecg --rate 72 --pacing 5 --seconds 20 -o strip.pdf");
     AddSignalOptions(command, options->signal);
-    command.Find("function").Required(false); // --file stands in for it
+    command.Find("function").Required(false); // --file replaces it
     AddStripOptions(command, *options);
     AddCommonOptions(command, context);
     command.OnUse([options, command, &context] {

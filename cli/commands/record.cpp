@@ -1,6 +1,6 @@
-// record.cpp - zeka record: what is sent to the instrument, from the library's recording buffers,
-// into a file of one of several formats, with what a reader wants to find in it. Without an instrument it
-// renders on a virtual one, faster than real time.
+// record.cpp - zeka record: writes what is sent to the instrument, from the library's recording buffers, into
+// a file of one of several formats, with the marks that a reader looks for. Without an instrument it renders
+// on a virtual one, faster than real time.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/decimator.h"
@@ -35,7 +35,7 @@ struct RecordOptions {
 constexpr std::array kFormats{formats::Format::kCsv, formats::Format::kEdf, formats::Format::kWfdb,
                               formats::Format::kFloat, formats::Format::kJsonLines};
 
-/// Where the samples themselves go to stdout, --json is about them.
+/// The format by its name, else by the file's name; --json without a file means samples as JSON Lines.
 formats::Format FormatOf(const RecordOptions& options, bool json)
 {
     for (const formats::Format format : kFormats)
@@ -44,7 +44,7 @@ formats::Format FormatOf(const RecordOptions& options, bool json)
     return options.path.empty() && json ? formats::Format::kJsonLines : formats::FormatOfName(options.path);
 }
 
-/// The signal on its way into the file.
+/// Passes the signal on to the file.
 class Recorder {
 public:
     Recorder(formats::Format format, formats::RecordingPlan plan)
@@ -68,13 +68,13 @@ public:
         ++marks_[mark.kind];
     }
     void End() { writer_->End(); }
-    /// Makes whole what there is of it; true when there is something.
+    /// Completes the file with what there is; true when there is something.
     bool Keep()
     {
         try {
             if (writer_ != nullptr)
                 writer_->End();
-        } catch (const formats::FileError&) { // it cannot be written, which is why this is the end
+        } catch (const formats::FileError&) { // writing has failed, which is why the recording ends here
             return false;
         }
         return writer_ != nullptr;
@@ -127,7 +127,7 @@ Exit Record(RecordOptions& options, Context& context)
     Check(options, format, context.console.json);
     if (options.offline)
         options.connect.virtual_one = options.connect.fast = true;
-    // Nobody asked for the instrument of an offline recording: nothing is said of it.
+    // An offline recording says nothing of its instrument.
     const bool quiet = std::exchange(context.console.quiet, context.console.quiet || options.offline);
     Session session(options.connect, context);
     context.console.quiet = quiet;
@@ -152,8 +152,8 @@ Exit Record(RecordOptions& options, Context& context)
     const double seconds = static_cast<double>(sent.samples) / kSentRate;
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     const double speed = seconds / took.count();
-    const bool fast =
-        options.offline && speed >= 2.0; // a short one says more about the start than about the speed
+    // A short recording shows how long the start takes rather than the speed.
+    const bool fast = options.offline && speed >= 2.0;
     if (context.console.json) {
         JsonValue result;
         result["instrument"] = ToJson(session.Who());
@@ -168,7 +168,7 @@ Exit Record(RecordOptions& options, Context& context)
         if (options.offline)
             result["times_real_time"] = speed;
         result["interrupted"] = sent.interrupted;
-        result["output_off"] = true; // or there would be a Failure
+        result["output_off"] = true; // otherwise a Failure was thrown
         if (options.path.empty())
             context.console.ResultLine("record", result);
         else

@@ -1,5 +1,5 @@
-// save.cpp - zeka save and zeka default: one period stored in the instrument, which plays it without
-// a host. With the virtual one the stored period is measured.
+// save.cpp - zeka save and zeka default: stores one period in the instrument, which plays it without a host.
+// With the virtual one the stored period is measured.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/upload.h"
@@ -20,8 +20,8 @@ struct SaveOptions {
     ConnectOptions connect;
 };
 
-/// What the instrument would play of what it has stored: a few periods in a row, each longer by the fraction
-/// of a sample that it was told.
+/// What the instrument would play from its ROM: a few periods, each longer by the fraction of a sample
+/// that was sent with the period.
 PlayedSignal::Window StoredPeriods(const sim::InstrumentState& state)
 {
     constexpr int kPeriods = 4;
@@ -81,7 +81,7 @@ Exit Save(SaveOptions& options, Context& context)
     return Store("save", options, selection, session, context);
 }
 
-/// The library's own call for this says 1 whatever became of it; its steps, taken one by one, say more.
+/// Takes the steps of the library's own call one by one, because that call returns 1 whatever the outcome.
 Exit SaveDefault(SaveOptions& options, Context& context)
 {
     options.signal.function = "ecg";

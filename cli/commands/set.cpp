@@ -1,6 +1,6 @@
-// set.cpp - zeka set: the output stage. Its switches stay as they are set when the command ends, but
-// the next program that connects sets lead 0 and impedance mode 0 again. The DC offset goes with the
-// connection, so the command holds it for as long as it is told to.
+// set.cpp - zeka set: the output stage. Its switches stay set when the command ends, but the next program
+// that connects sets lead 0 and impedance mode 0 again. The DC offset ends with the connection, so the
+// command holds it for the requested time.
 #include "cli/commands/commands.h"
 
 #include "cli/instrument/session.h"
@@ -25,10 +25,10 @@ constexpr double kLongestS = 86400.0;
 
 struct SetOptions {
     ConnectOptions connect;
-    int channel = -1; // all
+    int channel = -1; // -1: all channels
     std::optional<int> lead;
     std::optional<int> impedance;
-    std::string ground; // "on", "off" or empty, as those below
+    std::string ground; // "on", "off" or empty, like those below
     std::string enabled;
     std::string dc_variable;
     std::string dc_common;
@@ -47,14 +47,14 @@ struct SetOptions {
     }
 };
 
-/// The impedance mode as it can be read back: 3 looks like 2.
+/// The impedance mode as it is read back: 3 cannot be distinguished from 2.
 int ReadBack(int mode) { return mode == 3 ? 2 : mode; }
 
 bool IsOn(const std::string& state) { return state == "on"; }
 
 void SetDc(int channel, const SetOptions& options)
 {
-    // The mode first: it decides which DC source the offset selects.
+    // The mode comes first because it decides which DC source the offset selects.
     if (!options.dc_variable.empty())
         Require(ZEKASetDCOffsetVariableMode(channel, IsOn(options.dc_variable)), "--dc-variable");
     if (options.dc_offset_mv)
@@ -105,7 +105,7 @@ void CheckSet(const SetOptions& options)
             "until Ctrl-C");
 }
 
-/// True when interrupted.
+/// Holds the output; true when interrupted.
 bool Hold(const SetOptions& options, Console& console)
 {
     constexpr std::chrono::milliseconds kLook{100};
@@ -146,7 +146,7 @@ Exit Set(const SetOptions& options, Context& context)
     else
         context.console.Result(
             fmt::format("set on channel{} {}\n", channels.size() == 1 ? "" : "s", fmt::join(channels, ", ")));
-    // Ctrl-C is how a hold without an end is meant to end.
+    // Ctrl-C is the normal end of a hold without a time.
     if (interrupted && options.seconds)
         EndIfInterrupted();
     return Exit::kDone;

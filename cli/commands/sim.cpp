@@ -1,4 +1,4 @@
-// sim.cpp - zeka sim: the virtual instrument for any program, or until it is interrupted.
+// sim.cpp - zeka sim: runs the virtual instrument for a given program, or until it is interrupted.
 #include "cli/commands/commands.h"
 
 #include "cli/instrument/capture.h"
@@ -23,12 +23,12 @@ struct SimCommandOptions {
     bool fast = false;
     bool report = false;
     FaultOptions faults;
-    std::string capture; // a file, or empty
+    std::string capture; // file name, or empty
 };
 
 constexpr const char* ClockName(bool fast) { return fast ? "fast" : "real"; }
 
-/// A figure that the window does not show is null.
+/// Null for a figure that the window does not show.
 JsonValue Figure(const std::optional<double>& value)
 {
     return value ? JsonValue(*value) : JsonValue(nullptr);
@@ -147,7 +147,7 @@ Exit Simulate(const SimCommandOptions& options, Context& context)
     run.report_seconds = options.report ? kReportSeconds : 0.0;
     run.quiet = console.quiet;
     run.argv = context.argv;
-    int status = 0; // the program's own, if there is one
+    int status = 0; // the exit status of the program, if there is one
     try {
         status = sim::RunSim(run);
     } catch (const std::system_error& error) {

@@ -1,4 +1,5 @@
-// strip_source.cpp - turns a signal or a recording into what a strip shows: samples, marks, title, settings.
+// strip_source.cpp - makes the contents of a strip from a signal or a recording:
+// samples, marks, title, settings.
 #include "cli/commands/strip_source.h"
 
 #include "cli/playing/render.h"
@@ -30,7 +31,7 @@ std::string Words(std::string_view option, const std::string& value, std::string
     return fmt::format("{}{}{}{}", text, value, unit.empty() ? "" : " ", unit);
 }
 
-/// What the command line said of the signal, in the words of its options.
+/// The settings of the signal as on the command line, in the words of its options.
 std::vector<std::string> Settings(const SignalOptions& signal)
 {
     std::vector<std::string> words;
@@ -41,7 +42,7 @@ std::vector<std::string> Settings(const SignalOptions& signal)
     add("--rate", signal.rate, "per minute");
     ParameterValues values = signal.values;
     for (const Parameter& parameter : Parameters())
-        if (!(parameter.id == Id::kFrequency && signal.rate)) // it was made of the rate
+        if (!(parameter.id == Id::kFrequency && signal.rate)) // it was derived from the rate
             add(parameter.option, values[parameter.id], parameter.unit);
     if (signal.second_pulse != "none")
         words.push_back(Words("--second-pulse", signal.second_pulse, "ms"));
@@ -67,7 +68,7 @@ std::vector<std::string> Settings(const SignalOptions& signal)
     return words;
 }
 
-/// Of the one that is still open.
+/// Ends the apnea that is still open.
 void EndApnea(std::vector<Tick>& ticks, double at_s)
 {
     const auto last = std::find_if(ticks.rbegin(), ticks.rend(),
@@ -76,7 +77,7 @@ void EndApnea(std::vector<Tick>& ticks, double at_s)
         last->to_s = at_s;
 }
 
-/// Of the renderer's marks those that a strip shows.
+/// Those of the renderer's marks that a strip shows.
 std::vector<Tick> TicksOf(const Strip& strip)
 {
     const auto seconds = [&](const formats::Mark& mark) {
@@ -97,10 +98,10 @@ std::vector<Tick> TicksOf(const Strip& strip)
     return ticks;
 }
 
-/// The annotation's first word: beats and pacing pulses as WFDB and as this command names them.
+/// The kind by the annotation's first word: beats and pacing pulses as WFDB and this command name them.
 std::optional<TickKind> KindOf(std::string_view word)
 {
-    constexpr std::string_view kBeats = "NLRaVFJASEj/QBenfr"; // a letter each
+    constexpr std::string_view kBeats = "NLRaVFJASEj/QBenfr"; // one letter each
     if (word.size() == 1 && kBeats.find(word.front()) != std::string_view::npos)
         return TickKind::kBeat;
     if (word == "^" || word == "pacing")

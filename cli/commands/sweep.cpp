@@ -1,5 +1,5 @@
-// sweep.cpp - zeka sweep: runs a sine through the frequencies, or the ECG through its slow heart
-// rates, and with the virtual instrument measures what came of it.
+// sweep.cpp - zeka sweep: sweeps a sine through frequencies, or the ECG through its slow heart rates, and
+// measures the result with the virtual instrument.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/comparison.h"
@@ -15,7 +15,7 @@
 namespace zeka::cli {
 namespace {
 
-// The ECG's sweep is fixed.
+// The sweep of the ECG is fixed.
 constexpr double kEcgFromHz = 0.05;
 constexpr double kEcgToHz = 0.5;
 constexpr int kEcgSeconds = 30;
@@ -64,12 +64,12 @@ void Start(const Sweep& sweep)
         Require(ZEKASetFrequencyScan(true, sweep.seconds, sweep.from_hz, sweep.to_hz), "sweep");
 }
 
-/// Linear in time, so the whole sweep has as many periods as its mean frequency would have. The first and the
-/// last crossing may lie a period from the ends, and the end is noticed after a burst.
+/// A sweep is linear in time, so it has as many periods as its mean frequency would have. The first and the
+/// last crossing may lie a period from the ends, and the end is detected only after a burst.
 std::vector<Row> CompareSweep(const Sweep& sweep, const Observation& seen)
 {
     constexpr double kBurstS = 0.0175;
-    constexpr double kCutS = 6.0 * kBurstS; // sent when the output went off, but not played
+    constexpr double kCutS = 6.0 * kBurstS; // sent before the output went off, but not played
     std::vector<Row> rows;
     const double played_s = static_cast<double>(seen.window.first + seen.window.samples.size()) /
                             static_cast<double>(sim::kSampleRate);

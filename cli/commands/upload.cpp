@@ -1,5 +1,5 @@
-// upload.cpp - zeka upload: one period into the instrument's memory, from where it plays it on its
-// own. With the virtual one it ends with what was measured beside what was asked.
+// upload.cpp - zeka upload: stores one period in the instrument's memory, from where it plays it alone. With
+// the virtual one it compares what was measured with what was requested.
 #include "cli/commands/commands.h"
 
 #include "cli/playing/upload.h"
@@ -26,14 +26,14 @@ struct UploadOptions {
     bool stop = false;
 };
 
-/// What plays from memory does not end with the connection: it ends with this object, unless it is let go of.
+/// Ends the playback from memory, which the end of the connection would not end, unless Leave was called.
 class MemoryOutput {
 public:
     MemoryOutput() = default;
     ~MemoryOutput()
     {
         if (!left_)
-            (void)ZEKAOutputSignal(0); // a lost instrument has nothing to switch off
+            (void)ZEKAOutputSignal(0); // a lost instrument cannot be switched off
     }
     MemoryOutput(const MemoryOutput&) = delete;
     MemoryOutput& operator=(const MemoryOutput&) = delete;
@@ -43,7 +43,7 @@ private:
     bool left_ = false;
 };
 
-/// Follows the playback: by what the virtual instrument played, else by the clock.
+/// Follows the playback: by the samples that the virtual instrument played, else by the clock.
 class MemoryWatch {
 public:
     MemoryWatch(const Session& session, const UploadPlan& plan)
@@ -79,7 +79,7 @@ private:
     PlayedSignal played_;
 };
 
-/// True when interrupted.
+/// Waits for the end; true when interrupted.
 bool WaitForEnd(const MemoryWatch& watch, std::optional<double> seconds, Console& console)
 {
     constexpr std::chrono::milliseconds kLook{20};
@@ -125,7 +125,7 @@ Exit Stop(const UploadOptions& options, Context& context)
     return Exit::kDone;
 }
 
-/// A period that the instrument has begun to play.
+/// A period that the instrument has started to play.
 struct Started {
     Selection selection;
     UploadPlan plan;
@@ -151,7 +151,7 @@ Exit PlayOn(const UploadOptions& options, Started& started, const Session& sessi
     const bool interrupted = WaitForEnd(watch, options.seconds, context.console);
     const double seconds = watch.Seconds();
     StopMemory(context.console);
-    output.Leave(); // it is off
+    output.Leave(); // the output is off already
     CheckVirtual(session, false);
 
     std::vector<Row> rows;

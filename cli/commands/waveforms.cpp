@@ -1,5 +1,5 @@
-// waveforms.cpp - zeka waveforms: lists the standard test waveforms, shows one, writes one as CSV.
-// Needs no instrument: the samples are those that the library would play.
+// waveforms.cpp - zeka waveforms: lists the standard test waveforms, shows one, writes one as CSV. Needs no
+// instrument, because the samples are those that the library would play.
 #include "cli/commands/commands.h"
 
 #include "cli/shell/context.h"
@@ -25,7 +25,7 @@ constexpr std::size_t kSketchColumns = 70;
 constexpr std::size_t kSketchRows = 13;
 
 struct Waveform {
-    std::string name; // as zeka play takes it
+    std::string name; // as for zeka play
     unsigned rate = 0;
     std::vector<double> mv;
     [[nodiscard]] double Seconds() const { return static_cast<double>(mv.size()) / rate; }
@@ -39,7 +39,7 @@ template <class Value> std::vector<double> Millivolts(const Value* samples, unsi
     return mv;
 }
 
-/// Nothing for what the library does not hand out as a table.
+/// Reads a waveform; nothing where the library offers no table.
 std::optional<Waveform> Read(const OutputFunction& function, int variant)
 {
     if (function.variants == Variants::kNone)
@@ -125,8 +125,8 @@ Waveform Table(const Selection& selection)
     return std::move(*waveform);
 }
 
-/// A column for each stretch of samples, from its lowest to its highest; the voltage at the rows' middles on
-/// the left.
+/// Draws a column for each group of samples, from its lowest to its highest, with the voltage of
+/// the rows' middles on the left.
 std::string Sketch(std::span<const double> mv)
 {
     const auto [low, high] = std::ranges::minmax(mv);
@@ -138,8 +138,8 @@ std::string Sketch(std::span<const double> mv)
     std::vector<std::string> rows(kSketchRows, std::string(columns, ' '));
     for (std::size_t column = 0; column < columns; ++column) {
         const std::size_t begin = column * mv.size() / columns;
-        const std::size_t end =
-            std::min((column + 1) * mv.size() / columns + 1, mv.size()); // joined to the next
+        // One sample beyond the column, so that neighbouring columns join.
+        const std::size_t end = std::min((column + 1) * mv.size() / columns + 1, mv.size());
         const auto [from, to] = std::ranges::minmax(mv.subspan(begin, end - begin));
         for (std::size_t row = row_of(from); row <= row_of(to); ++row)
             rows[row][column] = '#';
@@ -193,7 +193,7 @@ Exit Export(const std::string& name, const std::string& path, Context& context)
     return Exit::kDone;
 }
 
-/// "waveforms show" or "waveforms export", which take one.
+/// Adds "waveforms show" or "waveforms export", which take one waveform.
 Command AddOne(const Command& command, const char* name, const char* what, std::string& waveform,
                Context& context)
 {

@@ -17,7 +17,7 @@ void Capture::Open()
         throw Failure(errno == EACCES ? Exit::kPermission : Exit::kCheckFailed,
                       fmt::format("cannot write {}: {}; name another file with --capture", path_,
                                   std::strerror(errno)));
-    (void)std::fputs("time_s,ac_mv,dc_mv\n", file_.get()); // an error stays with the stream
+    (void)std::fputs("time_s,ac_mv,dc_mv\n", file_.get()); // the stream keeps an error until Finish
 }
 
 void Capture::Take(const sim::Instrument& instrument, std::span<const sim::Sample> samples)

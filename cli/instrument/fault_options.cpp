@@ -1,4 +1,4 @@
-// fault_options.cpp - the table of faults, and the rules that the words of --fault stand for.
+// fault_options.cpp - the table of faults, and the rules for the words of --fault.
 #include "cli/instrument/fault_options.h"
 
 #include "cli/shell/options.h"
@@ -16,7 +16,7 @@ namespace {
 
 using sim::Fault;
 
-constexpr double kChance = 0.1;        // of each reply, where no occasion is named
+constexpr double kChance = 0.1;        // of each reply, when no occasion is given
 constexpr unsigned kLatestBurst = 100; // 1.75 s of signal
 constexpr int kHalfBurst = static_cast<int>(sim::kBurstBytes / 2);
 constexpr int kMostMs = 60'000;
@@ -26,7 +26,7 @@ enum class Occasion { kReply, kEveryReply, kBurst };
 struct FaultName {
     Fault fault;
     Occasion occasion;
-    const char* value; // its meaning; null: takes none
+    const char* value; // meaning of the value; null: takes none
     int without;       // the value when none is given
     int low, high;
     const char* what;
@@ -66,7 +66,7 @@ constexpr std::array kFaults{
     throw Failure(Exit::kUsage, fmt::format("--fault {}: {}; 'zeka sim --help' lists the faults", text, why));
 }
 
-/// The whole number behind `mark`, which is cut off with it.
+/// Cuts off the whole number after `mark`, and the mark, and returns it.
 std::optional<int> CutNumber(std::string_view& word, char mark, const std::string& text)
 {
     const std::size_t at = word.find(mark);
@@ -101,7 +101,7 @@ void PutOccasion(sim::FaultRule& rule, Occasion occasion, std::optional<int> nth
         if (!nth)
             rule.skip = std::uniform_int_distribution<unsigned>(0, kLatestBurst - 1)(random);
         if (sim::Lasts(rule.fault))
-            ++rule.skip; // begins behind its burst, not in it
+            ++rule.skip; // begins after its burst, not in it
         else
             rule.limit = 1;
     } else if (!nth && occasion == Occasion::kReply)

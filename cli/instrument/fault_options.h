@@ -1,4 +1,4 @@
-// fault_options.h - how the virtual instrument is to misbehave, from the command line: --fault and --seed.
+// fault_options.h - the virtual instrument's faults from the command line: --fault and --seed.
 #pragma once
 
 #include "cli/shell/context.h"
@@ -20,7 +20,7 @@ void AddFaultOptions(const Command& command, FaultOptions& options);
 /// All names with a line of explanation each, for --help.
 std::string FaultHelp();
 
-/// `port`: where an instrument that was unplugged comes back. Throws Failure(kUsage).
+/// `port`: where an unplugged instrument is plugged in again. Throws Failure(kUsage).
 std::vector<sim::FaultRule> FaultRules(const FaultOptions& options, int port);
 
 } // namespace zeka::cli

@@ -1,4 +1,4 @@
-// ports.cpp - reads nodes, access rights and lock files of the ports; opens none.
+// ports.cpp - reads nodes, access rights and lock files of the ports without opening a port.
 #include "cli/instrument/ports.h"
 
 #include <array>
@@ -27,7 +27,7 @@ std::string FirstLine(const fs::path& path)
     return line;
 }
 
-/// The symbolic link in /dev/serial/by-id that leads to `node`.
+/// The symbolic link in /dev/serial/by-id to `node`.
 std::string StableName(const std::string& node)
 {
     std::error_code none;
@@ -42,7 +42,7 @@ std::string StableName(const std::string& node)
     return {};
 }
 
-/// The USB device is the parent of the interface that carries the terminal.
+/// The USB device, which is the parent of the interface that carries the terminal.
 fs::path UsbDevice(int port)
 {
     std::error_code none;
@@ -50,7 +50,7 @@ fs::path UsbDevice(int port)
     return none ? fs::path() : interface.parent_path();
 }
 
-/// The program's file, or the name that the process has given itself where that may not be seen.
+/// The program's file, or the process's own name for itself where the file may not be seen.
 std::string ProgramOf(pid_t pid)
 {
     std::error_code hidden;
@@ -86,7 +86,7 @@ Lock LockOf(int port)
     const int file = ::open(lock.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (file < 0)
         return lock;
-    std::int32_t pid = 0; // the whole content, in the machine's byte order
+    std::int32_t pid = 0; // the whole content of the file, in the machine's byte order
     if (::read(file, &pid, sizeof pid) == sizeof pid) {
         lock.pid = pid;
         lock.state = Lives(pid) ? LockState::kHeld : LockState::kStale;

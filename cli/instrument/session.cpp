@@ -1,5 +1,5 @@
-// session.cpp - connects through the library, in a private world where the instrument is the virtual one, and
-// explains from what can be seen from outside why a connection fails.
+// session.cpp - connects through the library, in a private world for the virtual instrument, and explains why
+// a connection fails by what can be observed from outside.
 #include "cli/instrument/session.h"
 
 #include "cli/instrument/ports.h"
@@ -22,7 +22,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr double kUsualWaitS = 5.0;
-constexpr milliseconds kSlice{3000}; // of the wait, between two looks at Ctrl-C
+constexpr milliseconds kSlice{3000}; // of the wait, between two checks for Ctrl-C
 
 std::atomic<bool> lost{false};
 
@@ -32,7 +32,7 @@ void OnConnection(bool connected) // on the library's thread
         lost = true;
 }
 
-/// The library's node may be a symbolic link; its name is the port's.
+/// The node of the port that the library has open; the node may be a symbolic link to the open file.
 std::string NodeOfHandle()
 {
     std::error_code gone;
@@ -99,7 +99,7 @@ std::vector<Port> PortsInQuestion(int port)
     return one.node.empty() ? std::vector<Port>{} : std::vector<Port>{std::move(one)};
 }
 
-/// Why there is no connection, told from what can be seen from outside.
+/// Throws the reason why there is no connection, by what can be observed from outside.
 [[noreturn]] void ThrowReason(int port, double waited_s)
 {
     const std::vector<Port> ports = PortsInQuestion(port);
@@ -125,7 +125,7 @@ std::vector<Port> PortsInQuestion(int port)
                               fmt::join(nodes, ", "), waited_s, kUseVirtual));
 }
 
-/// What no waiting mends, seen before any time is spent.
+/// Throws for a trouble that no waiting fixes, before any time is spent.
 void LookFirst(int port)
 {
     const std::vector<Port> ports = PortsInQuestion(port);
@@ -154,7 +154,7 @@ Session::Session(const ConnectOptions& options, Context& context)
         throw;
     }
     MODEL_INFORMATION model{};
-    (void)ZEKAGetDeviceInformation(&model); // 0: lost again, which the next call finds out
+    (void)ZEKAGetDeviceInformation(&model); // 0: lost again, which the next call detects
     identity_.serial = ZEKAGetSerialNumber();
     identity_.model =
         fmt::format("{}{}{:02X}{:02X}", static_cast<char>(model.ModelCode[0]),
@@ -169,7 +169,7 @@ Session::Session(const ConnectOptions& options, Context& context)
 
 Session::~Session()
 {
-    (void)ZEKASetOutputFunction(0); // a lost instrument has nothing to switch off
+    (void)ZEKASetOutputFunction(0); // a lost instrument cannot be switched off
     ZEKAFree();
 }
 
@@ -188,7 +188,8 @@ void Session::PlugVirtual(const ConnectOptions& options)
     config.guard_node = true;
     config.player.clock = options.fast ? sim::ClockMode::kFast : sim::ClockMode::kReal;
     virtual_ = std::make_unique<sim::Instrument>(config);
-    // In a private world every port is free; where root has to make do with the machine's own /dev, not.
+    // In a private world every port is free; in the machine's own /dev, which root
+    // may have to use, it may not be.
     int port = std::max(options.port, 0);
     for (;; ++port) {
         try {
@@ -219,7 +220,7 @@ void Session::Connect(int port, const ConnectOptions& options)
             break;
         EndIfInterrupted(OutputWas::kNeverOn);
     }
-    (void)ZEKAInit(OnConnection); // runs already: this only tells it whom to tell
+    (void)ZEKAInit(OnConnection); // already running; this only sets the callback
     EndIfInterrupted(OutputWas::kNeverOn);
     EndIfLost();
 }

@@ -1,6 +1,6 @@
-// session.h - a connection to the instrument for as long as the object lives. However the command ends, the
-// output is switched off and the instrument let go of in the destructor. One at a time: the library below has
-// one connection per process.
+// session.h - a connection to the instrument for as long as the object lives. However the command
+// ends, the destructor switches the output off and disconnects. One at a time, because the library
+// has one connection per process.
 #pragma once
 
 #include "cli/instrument/connect_options.h"
@@ -21,8 +21,8 @@ struct Identity {
 
 class Session {
 public:
-    /// Finds the instrument and notes who it is. For the virtual one the whole program is run again in a
-    /// world of its own first, so everything before must be free of effects. Throws Failure.
+    /// Connects and reads the instrument's identity. For the virtual one it first runs the whole program
+    /// again in a private world, so everything before must be free of side effects. Throws Failure.
     Session(const ConnectOptions& options, Context& context);
     ~Session();
     Session(const Session&) = delete;
@@ -30,13 +30,13 @@ public:
 
     [[nodiscard]] const Identity& Who() const { return identity_; }
 
-    /// Null when the real one is driven.
+    /// Null when a real instrument is connected.
     [[nodiscard]] sim::Instrument* Virtual() const { return virtual_.get(); }
 
-    /// The connection was lost at some time, even if it is back.
+    /// Whether the connection was lost at any time, even if it is back.
     [[nodiscard]] static bool Lost();
 
-    /// Throws Failure when it was lost.
+    /// Throws Failure when the connection was lost.
     static void EndIfLost();
 
 private:

@@ -1,5 +1,5 @@
-// beat_finder.cpp - keeps the last samples, looks for peaks in them, and forgets what no peak can lie in any
-// more.
+// beat_finder.cpp - keeps the latest samples, finds peaks in them, and drops those in which
+// no peak can be found any more.
 #include "cli/marks/beat_finder.h"
 
 #include <algorithm>
@@ -10,17 +10,17 @@ namespace zeka::cli {
 namespace {
 
 constexpr double kRate = 40000.0;
-constexpr std::size_t kStep = 40;          // samples in a value of 1 ms
-constexpr std::uint64_t kPlaceRadius = 40; // samples: 1 ms of noise either side
+constexpr std::size_t kStep = 40;          // samples of a 1 ms value
+constexpr std::uint64_t kPlaceRadius = 40; // samples: 1 ms of tolerance on either side
 constexpr std::size_t kSlopeMs = 8;
 constexpr std::size_t kAloneMs = 80; // two beats at 360 per minute are 166 ms apart
 constexpr std::size_t kSurroundingsMs = 1500;
-constexpr std::size_t kRestMs = 150; // either side: the middle of these values is the baseline
-constexpr double kShare = 0.4;       // of the steepest place around
+constexpr std::size_t kRestMs = 150; // on either side: the median of these values is the baseline
+constexpr double kShare = 0.4;       // of the steepest place in the surroundings
 constexpr double kLeastMv = 0.01;    // in 8 ms
 constexpr double kPeakReachS = 0.06;
-constexpr double kDownwardShare = 0.5; // a peak half as high as the S wave is deep still is the R peak
-constexpr std::uint64_t kApart = 4000; // samples between two peaks
+constexpr double kDownwardShare = 0.5; // the R peak may be half as high as the S wave is deep
+constexpr std::uint64_t kApart = 4000; // minimum distance of two peaks, in samples
 constexpr std::size_t kKeptMs = kSurroundingsMs + 500;
 
 double Median(std::span<const double> values)
@@ -99,7 +99,7 @@ bool BeatFinder::IsBeat(std::size_t at, std::size_t end) const
         const auto last = slopes_.begin() + static_cast<std::ptrdiff_t>(std::min(end, at + ms + 1));
         return std::span(first, last);
     };
-    // Of equal ones the first counts.
+    // Of equal slopes the first one counts.
     const auto near = reach(kAloneMs);
     const auto before = static_cast<std::size_t>(&slopes_[at] - near.data());
     for (std::size_t i = 0; i < near.size(); ++i)

@@ -1,10 +1,10 @@
-// beat_finder.h - R peaks in an AC channel that passes by.
+// beat_finder.h - finds R peaks in an AC channel while its samples pass.
 //
-// Where the settings tell the beats, the peak is the highest sample near its place. Elsewhere a beat is where
-// the signal is steepest for a while: the channel is cut to 1000 values a second, and a value belongs to a
-// QRS when its change over 8 ms is the greatest within 80 ms to either side and not less than 0.4 of the
-// greatest within 1.5 s. The R peak is the farthest sample from the middle of the surroundings, near that
-// place.
+// Where the settings say when beats come, the R peak is the highest sample near the expected place.
+// Elsewhere a beat is where the signal is steepest. The channel is reduced to 1000 values per second. A
+// value belongs to a QRS when its change over 8 ms is the greatest within 80 ms on either side and at
+// least 0.4 of the greatest within 1.5 s. The R peak is the sample near that place that is farthest from
+// the median of its surroundings.
 #pragma once
 
 #include "cli/marks/mark_settings.h"
@@ -20,7 +20,7 @@ namespace zeka::cli {
 class BeatFinder {
 public:
     using Sink = std::function<void(std::uint64_t r_peak)>;
-    /// A peak is told at most so many samples after it has passed.
+    /// A peak is reported at most so many samples after it has passed.
     static constexpr std::uint64_t kLag = 80000;
 
     BeatFinder(const MarkSettings& settings, Sink sink) : settings_(settings), sink_(std::move(sink)) {}
@@ -39,12 +39,12 @@ private:
 
     MarkSettings settings_;
     Sink sink_;
-    std::vector<double> kept_;    // the last samples
-    std::uint64_t kept_from_ = 0; // number of the first of them
-    std::uint64_t beat_ = 0;      // next place
-    std::vector<double> means_;   // 1000 a second, of the kept samples
-    std::vector<double> slopes_;  // change over 8 ms, without sign
-    std::size_t looked_ = 0;      // slopes that have been looked at
+    std::vector<double> kept_;    // the latest samples
+    std::uint64_t kept_from_ = 0; // number of the first kept sample
+    std::uint64_t beat_ = 0;      // number of the next expected beat
+    std::vector<double> means_;   // 1000 per second, of the kept samples
+    std::vector<double> slopes_;  // absolute change over 8 ms
+    std::size_t looked_ = 0;      // number of slopes already examined
     std::uint64_t last_peak_ = 0;
     bool had_peak_ = false;
 };

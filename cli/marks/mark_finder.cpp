@@ -1,5 +1,5 @@
-// mark_finder.cpp - reads pacing pulses off the DC channel, hands the AC channel to the beat finder, and puts
-// all marks in the order of time.
+// mark_finder.cpp - reads pacing pulses from the DC channel, passes the AC channel to the beat finder, and
+// puts all marks in the order of time.
 #include "cli/marks/mark_finder.h"
 
 #include "cli/marks/beat_finder.h"
@@ -14,7 +14,7 @@ constexpr double kRate = 40000.0;
 constexpr double kMsPerS = 1000.0;
 constexpr double kMinuteS = 60.0;
 constexpr double kFastestBeat = 6.0;         // per s
-constexpr std::uint64_t kOnsetBefore = 4000; // samples: no QRS begins earlier before its R peak
+constexpr std::uint64_t kOnsetBefore = 4000; // samples: the longest time from a QRS onset to its R peak
 
 std::uint64_t SampleAt(double seconds) { return static_cast<std::uint64_t>(std::llround(seconds * kRate)); }
 
@@ -66,7 +66,7 @@ void MarkFinder::End()
     if (beats_ != nullptr)
         beats_->End();
     if (pulse_)
-        Add(*pulse_); // cut off by the end
+        Add(*pulse_); // cut off by the end of the signal
     pulse_.reset();
     HandOn(UINT64_MAX);
 }
@@ -93,7 +93,7 @@ void MarkFinder::RemoveOvershoot(std::span<const double> ac_mv, std::span<const 
     clean_.assign(ac_mv.begin(), ac_mv.end());
     for (std::size_t i = 0; i < clean_.size(); ++i) {
         if (dc_mv[i] != 0.0) {
-            overshoot_mv_ = settings_.overshoot_mv; // begins with the first sample behind the pulse
+            overshoot_mv_ = settings_.overshoot_mv; // begins with the first sample after the pulse
             continue;
         }
         clean_[i] -= overshoot_mv_;
@@ -112,7 +112,7 @@ void MarkFinder::AddBeat(std::uint64_t r_peak)
     Add({formats::MarkKind::kQrsEnd, r_peak - rise + SampleAt(settings_.qrs_s)});
 }
 
-/// What happens at a known time, as far as the samples go.
+/// Adds the marks whose times are known, up to the current sample.
 void MarkFinder::AddKnown()
 {
     const auto within = [this](double seconds) { return SampleAt(seconds) < count_; };
@@ -141,7 +141,8 @@ void MarkFinder::Add(const formats::Mark& mark)
 void MarkFinder::HandOn(std::uint64_t before)
 {
     while (!found_.empty() && found_.front().sample < before) {
-        if (sink_ && (before != UINT64_MAX || found_.front().sample < count_)) // a QRS may end beyond
+        // A QRS may end after the signal.
+        if (sink_ && (before != UINT64_MAX || found_.front().sample < count_))
             sink_(found_.front());
         found_.pop_front();
     }

@@ -1,10 +1,10 @@
-// mark_finder.h - points of the signal that a reader of a recording wants to find: heart beats, pacing
-// pulses, apnea, the rounds of what is played. Found while the samples pass by, so that a day of signal needs
-// no memory.
+// mark_finder.h - finds the points of a signal that a reader of a recording looks for: heart beats,
+// pacing pulses, apnea, the rounds of what is played. It works while the samples pass, so that a
+// day of signal needs no memory.
 //
-// Pacing pulses are read off the DC channel and R peaks off the AC channel. What the samples alone cannot
-// tell surely comes from the settings: where a beat of ecg and ecg-custom is to be looked for, how long its
-// QRS is, when breathing stops, how long a round is.
+// Pacing pulses are read from the DC channel and R peaks from the AC channel. What the samples alone do not
+// show reliably comes from the settings: where a beat of ecg and ecg-custom is expected, how long its QRS is,
+// when breathing stops, how long a round is.
 #pragma once
 
 #include "cli/marks/mark_settings.h"
@@ -32,9 +32,9 @@ public:
     MarkFinder(const MarkFinder&) = delete;
     MarkFinder& operator=(const MarkFinder&) = delete;
 
-    /// The next samples, mV; spans of equal length.
+    /// Takes the next samples in mV; spans of equal length.
     void Take(std::span<const double> ac_mv, std::span<const double> dc_mv);
-    /// There are no more samples; hands on what is left.
+    /// Ends the signal and hands on the remaining marks.
     void End();
 
 private:
@@ -50,9 +50,9 @@ private:
     std::uint64_t count_ = 0;         // samples taken
     std::deque<formats::Mark> found_; // in the order of time
     std::unique_ptr<BeatFinder> beats_;
-    std::vector<double> clean_;          // AC without the pulses' overshoot
-    double overshoot_mv_ = 0.0;          // at this sample
-    std::optional<formats::Mark> pulse_; // that has begun
+    std::vector<double> clean_;          // AC without the overshoot of pacing pulses
+    double overshoot_mv_ = 0.0;          // of the last pulse, at the current sample
+    std::optional<formats::Mark> pulse_; // a pulse that has begun and not ended
     std::uint64_t next_round_ = 0;
     std::uint64_t next_minute_ = 0;
 };

@@ -1,31 +1,31 @@
-// mark_settings.h - what the settings of a signal say of its marks. Data, for the finders.
+// mark_settings.h - what the settings of a signal determine about its marks. Data only, for the finders.
 #pragma once
 
 #include <optional>
 
 namespace zeka::cli {
 
-/// The part of a QRS between its onset and R, in ecg and ecg-custom.
+/// The part of a QRS between its onset and the R peak, in ecg and ecg-custom.
 inline constexpr double kRiseShare = 0.4375;
 
-/// What the settings say of the signal.
+/// What the settings determine about the marks of a signal.
 struct MarkSettings {
-    /// Beats that follow each other without change.
+    /// Beats that repeat without change.
     struct Beats {
         double period_s = 0.0;
-        double r_peak_s = 0.0; // in the period
+        double r_peak_s = 0.0; // from the beginning of the period
     };
     std::optional<Beats> beats;
-    bool has_beats = false;    // somewhere, to be found by their steepness
-    double qrs_s = 0.0;        // of ecg and ecg-custom; 0: not known
-    bool upright = true;       // R points up where the settings tell it
+    bool has_beats = false;    // at unknown times, to be found by their slope
+    double qrs_s = 0.0;        // of ecg and ecg-custom; 0: unknown
+    bool upright = true;       // R is positive, where the settings determine that
     bool paced = false;        // DC is 0 between pulses
-    double overshoot_mv = 0.0; // that a pulse leaves on the AC channel, signed
-    double overshoot_s = 0.0;  // its time constant; 0: none
+    double overshoot_mv = 0.0; // overshoot of a pulse on the AC channel, signed
+    double overshoot_s = 0.0;  // time constant of the overshoot; 0: none
     double apnea_s = 0.0;      // at the end of every minute
-    double round_s = 0.0;      // of what is played over and over; 0: not known
+    double round_s = 0.0;      // length of what is repeated; 0: unknown
 
-    /// How many marks a second may have, at most.
+    /// The highest number of marks per second.
     [[nodiscard]] double MarksPerSecond() const;
 };
 

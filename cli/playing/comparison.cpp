@@ -1,10 +1,9 @@
-// comparison.cpp - the levels and rates that each function should show, and the rows that compare them with
-// what was measured.
+// comparison.cpp - the levels and rates that each function should show, and the rows that
+// compare them with the measurement.
 //
-// Tolerances. A level may be off by one count of its 16-bit word, and by what can hide between two samples
-// where the signal has a peak. A frequency or a rate comes from two crossings; each may be off by one sample,
-// or by the time in which the signal climbs one count, whichever is longer. A pulse may be one sample wider
-// or narrower.
+// Tolerances: a level may differ by one count of its 16-bit word, and by the height that a peak has between
+// two samples. A frequency or a rate comes from two crossings; each may differ by one sample or by the time
+// in which the signal rises one count, whichever is longer. A pulse may be one sample wider or narrower.
 #include "cli/playing/comparison.h"
 
 #include <algorithm>
@@ -21,14 +20,14 @@ constexpr double kDcCount = 2000.0 / 65535.0;        // mV
 constexpr double kPerMinute = 60.0;
 constexpr double kDecayS = 0.05;      // of the exponential functions
 constexpr double kLimitMv = 5.0;      // of the ECG's amplitude
-constexpr double kRoundOff = 1e-9;    // of a comparison between numbers that went different ways
-constexpr double kShownPeriods = 2.1; // a window so long shows at least two of whatever repeats
+constexpr double kRoundOff = 1e-9;    // of numbers that were computed in different ways
+constexpr double kShownPeriods = 2.1; // a window of so many periods shows at least two of what repeats
 
-/// What a signal without additions should show on the AC channel.
+/// The expected levels of the AC channel for a signal without additions.
 struct Levels {
     double highest = 0.0;
     double lowest = 0.0;
-    double hidden_high = 0.0; // what a peak can lose between two samples
+    double hidden_high = 0.0; // height that a peak can lose between two samples
     double hidden_low = 0.0;
 };
 
@@ -43,7 +42,7 @@ struct Question {
     [[nodiscard]] double Asked(Id id) const { return options.values.Asked(id); }
     [[nodiscard]] bool Heeds(unsigned what) const { return (selection.function->heeds & what) != 0; }
     [[nodiscard]] bool IsEcg() const { return Heeds(kQrs); }
-    /// Hz; 0 for what has no frequency of its own.
+    /// In Hz; 0 when the signal has no frequency of its own.
     [[nodiscard]] double Frequency() const
     {
         constexpr double kBiphasicHz = 1.0;
@@ -60,15 +59,15 @@ Levels Turned(Levels levels, double sign)
     return {-levels.lowest, -levels.highest, levels.hidden_low, levels.hidden_high};
 }
 
-/// Straight lines of the QRS meet in its peaks with this slope (mV/s) on both sides.
+/// The slope (mV/s) of the straight lines that meet in the peaks of the QRS, on both sides.
 double QrsSlope(const Question& q, double scale)
 {
     constexpr double kMsPerS = 1000.0;
     return 2.0 * std::abs(scale) / (q.Asked(Id::kQrsDuration) / kMsPerS);
 }
 
-/// Highest and lowest point of a beat; nothing when the beat does not fit into its period, or where waves run
-/// into each other.
+/// The highest and lowest level of a beat; nothing when the beat does not fit into
+/// its period or its waves overlap.
 std::optional<Levels> EcgLevels(const Question& q)
 {
     constexpr double kR = 0.875; // of the amplitude
@@ -96,7 +95,7 @@ template <class Value> Levels Extremes(const Value* values, std::size_t count, d
     return {static_cast<double>(*high) / per_mv, static_cast<double>(*low) / per_mv, 0.0, 0.0};
 }
 
-/// Of the part of the table that the window shows; nothing when the window begins in mid-table.
+/// The levels of the part of a table that the window shows; nothing when the window begins within the table.
 template <class Value>
 std::optional<Levels> TableLevels(const Question& q, const Value* table, unsigned length, unsigned rate,
                                   double per_mv)
@@ -131,7 +130,7 @@ std::optional<Levels> StandardLevels(const Question& q)
         const double* table = GetSpecialWave247Array(q.selection.variant, &length, &rate);
         return TableLevels(q, table, std::min(length, kPlayedOf47), rate, 1.0);
     }
-    case Variants::kLead: // the library hands its table out to nobody
+    case Variants::kLead: // the library does not export this table
     case Variants::kNone:
         break;
     }
@@ -144,7 +143,7 @@ std::optional<Levels> PeriodicLevels(const Question& q)
     const double half = std::abs(height) / 2.0;
     const double full = std::abs(height);
     const double f = q.Frequency();
-    const double lost = 1.0 - std::exp(-1.0 / (q.Rate() * kDecayS)); // of a decay within one sample
+    const double lost = 1.0 - std::exp(-1.0 / (q.Rate() * kDecayS)); // of a decay, within one sample
     const double width_s = q.Asked(Id::kPulseWidth) / 1000.0;
     if (q.selection.Is("sine")) {
         const double hidden = half * (1.0 - std::cos(std::numbers::pi * f / q.Rate()));
@@ -199,17 +198,17 @@ void AddLevels(const Question& q, std::vector<Row>& rows)
                     2.0 * kAcCount + asked->hidden_high + asked->hidden_low});
 }
 
-/// Time by which a crossing of the middle level may be off.
+/// The time by which a crossing of the middle level may be off.
 double CrossingS(const Question& q)
 {
-    const double steepness = q.report.ac.peak_to_peak * q.Frequency(); // mV/s, at least so steep
+    const double steepness = q.report.ac.peak_to_peak * q.Frequency(); // mV/s, the lowest slope
     return std::max(1.0 / q.Rate(), kAcCount / steepness);
 }
 
 void AddFrequency(const Question& q, std::vector<Row>& rows)
 {
     const double f = q.Frequency();
-    if (f == 0.0 || q.IsEcg() || q.options.dynamic_range_mv) // the sine that rides has crossings of its own
+    if (f == 0.0 || q.IsEcg() || q.options.dynamic_range_mv) // the added sine has crossings of its own
         return;
     Row row{"frequency", "Hz", f, q.report.ac.frequency_hz, {}};
     const bool flat = q.Asked(Id::kAmplitude) == 0.0;
@@ -224,7 +223,7 @@ void AddHeartRate(const Question& q, std::vector<Row>& rows)
 {
     if (!q.IsEcg() || q.options.drift_mv || q.options.breathing.breaths) // R peaks of unequal height
         return;
-    constexpr double kClearly = 0.5; // other waves stay below that much of R, or they might be taken for it
+    constexpr double kClearly = 0.5; // other waves stay below this share of R and are not taken for it
     const double asked = q.Frequency() * kPerMinute;
     Row row{"heart rate", "per minute", asked, q.report.r_peaks_per_minute, {}};
     const double other = std::max(q.Asked(Id::kTWave), q.Asked(Id::kPWave));
@@ -248,7 +247,7 @@ void AddPulseWidth(const Question& q, std::vector<Row>& rows)
     Row row{"width at half height", "ms", half_height_ms, {}, {}};
     if (!q.report.ac.pulse_width_ms.empty())
         row.measured = q.report.ac.pulse_width_ms.front();
-    // The resting level is what the signal shows more than half of the time.
+    // The resting level is the level for more than half of the time.
     if (q.Shows(1.0 / q.Frequency()) && base_ms < kMsPerS / q.Frequency() / 2.0 &&
         q.Asked(Id::kAmplitude) != 0.0)
         row.tolerance =
@@ -257,7 +256,7 @@ void AddPulseWidth(const Question& q, std::vector<Row>& rows)
     rows.push_back(row);
 }
 
-/// The pulses follow the signal where its rate is that of a heart, else the rate of their own.
+/// The pulses follow the signal where its rate is that of a heart, else they have their own rate.
 double PacingPeriodS(const Question& q)
 {
     constexpr double kShortest = 1.0 / 6.0;
@@ -275,7 +274,7 @@ double PacingPeriodS(const Question& q)
     return follows ? period : kPerMinute / q.Asked(Id::kPacingRate);
 }
 
-/// With a second pulse only every other start belongs to the same train.
+/// With a second pulse only every other start belongs to the same sequence.
 std::optional<double> PulseTrainPerMinute(const std::vector<double>& starts, std::size_t per_period,
                                           std::size_t& periods)
 {

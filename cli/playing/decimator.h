@@ -1,6 +1,6 @@
-// decimator.h - fewer values than samples: each value is the mean of the samples it stands for. Such a mean
-// is a low-pass whose first zero lies at the rate of the values, 3.9 dB down at half of it; it neither rings
-// nor overshoots, so pulses keep their area and levels stay what they are.
+// decimator.h - reduces the rate: each value is the mean of the samples that it replaces. Such a mean is a
+// low-pass with its first zero at the rate of the values and 3.9 dB of loss at half of it. It neither rings
+// nor overshoots, so pulses keep their area, and levels are kept.
 #pragma once
 
 #include <span>
@@ -13,7 +13,7 @@ class Decimator {
 public:
     explicit Decimator(std::size_t width) : width_(width) {}
 
-    /// The values that are complete with these samples; good until the next call.
+    /// Returns the values that are complete with these samples; valid until the next call.
     std::span<const double> Take(std::span<const double> samples)
     {
         if (width_ == 1)

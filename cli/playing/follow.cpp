@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kLiveEvery{200};
-constexpr milliseconds kStall{3000}; // without a sample: the instrument has stopped asking
+constexpr milliseconds kStall{3000}; // without a sample: the instrument has stopped its requests
 
 } // namespace
 

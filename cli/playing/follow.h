@@ -1,5 +1,5 @@
-// follow.h - follows a signal while it streams, for everything that plays or records: until it is done or
-// interrupted, with a live line, and not beyond a loss or an instrument that asks for nothing any more.
+// follow.h - waits while a signal streams, for everything that plays or records: until it is done or
+// interrupted, with a live line. A loss, or an instrument that stops its requests, ends the wait.
 #pragma once
 
 #include "cli/shell/console.h"
@@ -10,18 +10,18 @@
 namespace zeka::cli {
 
 enum class Progress {
-    kOn,    // samples came since the look before
-    kStill, // none came
-    kDone,  // what was wanted is there, or the signal has ended
+    kOn,    // samples came since the last call
+    kStill, // no samples came since then
+    kDone,  // all that was requested is there, or the signal has ended
 };
 
-/// Looks again and again; `look` itself waits for some milliseconds, and `live` makes the text of the live
-/// line. True when interrupted. Throws Failure when the instrument is lost, or takes no sample for 3 s. On the
-/// main thread.
+/// Calls `look` repeatedly, which itself waits for some milliseconds, and shows the text of `live` on the
+/// live line. Returns true when interrupted. Throws Failure when the instrument is lost or takes no
+/// sample for 3 s. Main thread only.
 [[nodiscard]] bool Follow(const std::function<Progress()>& look, const std::function<std::string()>& live,
                           Console& console);
 
-/// Switches the output off and makes sure of it. Throws Failure.
+/// Switches the output off and verifies it. Throws Failure.
 void SwitchOutputOff();
 
 } // namespace zeka::cli

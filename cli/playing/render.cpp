@@ -1,5 +1,5 @@
-// render.cpp - drives the exchange of the library's recording buffers and hands blocks of samples on to the
-// sinks.
+// render.cpp - drives the exchange of the library's recording buffers and passes
+// blocks of samples to the sinks.
 #include "cli/playing/render.h"
 
 #include "cli/playing/follow.h"
@@ -32,7 +32,7 @@ std::string LiveBar(double done_s, double whole_s, double took_s)
     return text;
 }
 
-/// Takes blocks of the library's units apart: to mV, no further than the wanted length, to the sinks.
+/// Converts blocks from the library's units to mV, up to the requested length, and passes them to the sinks.
 class Delivery {
 public:
     Delivery(std::uint64_t wanted, const SampleSink& samples, MarkFinder* finder)
@@ -67,7 +67,7 @@ private:
     std::uint64_t sent_ = 0;
 };
 
-/// True when interrupted.
+/// Delivers the signal; true when interrupted.
 bool Deliver(SampleTap& tap, Delivery& delivery, double seconds, Console& console)
 {
     const auto start = steady_clock::now();
@@ -88,7 +88,8 @@ bool Deliver(SampleTap& tap, Delivery& delivery, double seconds, Console& consol
     return Follow(look, live, console);
 }
 
-/// However the delivery ends, nothing streams when the buffers go.
+/// Switches the output off however the delivery ends, because nothing may stream
+/// when the buffers are destroyed.
 class OutputOff {
 public:
     explicit OutputOff(SampleTap& tap) : tap_(tap) {}
@@ -127,7 +128,7 @@ Sent StreamSignal(const Session& /*open*/, const SignalOptions& options, const S
     tap.Close();
     SwitchOutputOff();
     while (std::optional<SampleBlock> block = tap.Next(milliseconds(0)))
-        delivery.Take(*block); // takes nothing beyond its length
+        delivery.Take(*block); // takes nothing beyond the requested length
     SampleBlock rest = tap.Rest();
     delivery.Take(rest);
     if (finder)
@@ -143,12 +144,12 @@ Sent RenderSignal(const SignalOptions& options, const Selection& selection, doub
     ConnectOptions connect;
     connect.virtual_one = true;
     connect.fast = true;
-    const bool quiet = std::exchange(context.console.quiet, true); // nobody asked for the instrument
+    const bool quiet = std::exchange(context.console.quiet, true); // the caller did not ask for an instrument
     Session session(connect, context);
     context.console.quiet = quiet;
     const Sent sent =
         StreamSignal(session, options, selection, seconds, context.console, {{}, samples, marks, true});
-    EndIfInterrupted(OutputWas::kNeverOn); // no real one was driven
+    EndIfInterrupted(OutputWas::kNeverOn); // no real instrument was connected
     return sent;
 }
 

@@ -1,5 +1,5 @@
 // sample_tap.cpp - exchanges the library's recording buffers in its signal callback. The callback runs under
-// the library's lock; the mutex here is held for moments only and never around a call of the library.
+// the library's lock; the mutex here is held briefly and never around a call of the library.
 #include "cli/playing/sample_tap.h"
 
 #include "cli/shell/failure.h"
@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kSamplesPerCall = 10;
 constexpr std::size_t kCallsPerBlock = SampleTap::kBlockSamples / kSamplesPerCall;
 static_assert(SampleTap::kBlockSamples % kSamplesPerCall == 0, "a block ends where a callback comes");
-constexpr std::size_t kAhead = 8; // full blocks that wait for the reader
+constexpr std::size_t kAhead = 8; // full blocks that may wait for the reader
 
 constinit std::atomic<SampleTap*> current{nullptr};
 
@@ -34,7 +34,7 @@ SampleTap::~SampleTap()
 {
     Close();
     ZEKARegisterSignalOutputCallback(nullptr);
-    DisableRecordRaw(); // takes the lock that the callback runs under: none is on its way afterwards
+    DisableRecordRaw(); // takes the lock under which the callback runs, so no callback runs afterwards
     current = nullptr;
 }
 
@@ -46,11 +46,11 @@ void SampleTap::OnSignal(double seconds, double)
 
 void SampleTap::Hear(double seconds)
 {
-    if (seconds < 0.0) { // the mark of an end
+    if (seconds < 0.0) { // marks the end
         const std::lock_guard lock(mutex_);
         ended_ = true;
         changed_.notify_all();
-    } else if (heard_++ == kCallsPerBlock) { // this call's sample is the next block's first
+    } else if (heard_++ == kCallsPerBlock) { // this call's sample is the first of the next block
         heard_ = 1;
         Exchange();
     }
@@ -83,7 +83,7 @@ SampleBlock SampleTap::Empty()
             empty_.pop_back();
         }
     }
-    // How many samples came is not told: a value that no sample has shows it.
+    // The number of samples is not reported; a value that no sample has marks the unused rest.
     block.ac_counts.assign(kBlockSamples, std::numeric_limits<double>::quiet_NaN());
     block.dc_mv.resize(kBlockSamples);
     return block;

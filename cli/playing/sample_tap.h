@@ -1,6 +1,6 @@
-// sample_tap.h - what is sent to the instrument, without an end: the library's recording buffers, exchanged
-// for empty ones whenever they are full. The exchange is made in the signal callback, between two samples, so
-// that none is missed and none comes twice.
+// sample_tap.h - takes what is sent to the instrument, for any length of time: exchanges the library's
+// recording buffers for empty ones when they are full. The exchange happens in the signal callback, between
+// two samples, so that no sample is missed or repeated.
 #pragma once
 
 #include <chrono>
@@ -13,36 +13,36 @@
 
 namespace zeka::cli {
 
-/// As recorded, in the units of the library.
+/// Samples as recorded, in the units of the library.
 struct SampleBlock {
-    std::vector<double> ac_counts; // 6400 a mV, before the cut to whole numbers
+    std::vector<double> ac_counts; // 6400 per mV, before they are cut to whole numbers
     std::vector<double> dc_mv;
 };
 
-/// Registers the library's signal callback; before the signal is started. One at a time.
+/// Registers the library's signal callback. REQUIRES: made before the signal starts; one at a time.
 class SampleTap {
 public:
     static constexpr std::size_t kBlockSamples = 14000; // 20 bursts, 0.35 s
 
-    /// `wait_for_reader`: the stream stands still while the reader is behind; for an instrument that does not
-    /// mind. Else what the reader has not fetched piles up.
+    /// `wait_for_reader`: the stream stops while the reader is behind; only for an instrument that tolerates
+    /// that. Otherwise blocks that the reader has not fetched accumulate.
     explicit SampleTap(bool wait_for_reader);
-    /// When nothing streams any more.
+    /// REQUIRES: nothing streams any more.
     ~SampleTap();
     SampleTap(const SampleTap&) = delete;
     SampleTap& operator=(const SampleTap&) = delete;
 
-    /// The next full block; none within the time.
+    /// Returns the next full block, or nothing on time-out.
     std::optional<SampleBlock> Next(std::chrono::milliseconds time);
-    /// Gives a block back, to be filled again.
+    /// Returns a block to the tap, to be filled again.
     void Return(SampleBlock block);
 
-    /// Nothing more is wanted: the stream is not held up any more.
+    /// Ends the reading: the stream does not wait for the reader any more.
     void Close();
-    /// What the last buffers hold; when nothing streams any more.
+    /// Returns what the last buffers hold. REQUIRES: nothing streams any more.
     SampleBlock Rest();
 
-    /// What is played once has ended.
+    /// Whether a signal that is played once has ended.
     [[nodiscard]] bool Ended() const;
 
 private:
@@ -59,7 +59,7 @@ private:
     bool closed_ = false;
     bool ended_ = false;
 
-    SampleBlock filling_;   // the library's while it records; after the mutex, which its making takes
+    SampleBlock filling_;   // the library's while it records; declared after mutex_, which its making locks
     std::size_t heard_ = 0; // callbacks since the last exchange
 };
 

@@ -1,4 +1,4 @@
-// signal_marks.cpp - works out from the options where beats, breaths and rounds lie.
+// signal_marks.cpp - computes from the options where beats, breaths and rounds lie.
 #include "cli/playing/signal_marks.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace {
 constexpr double kMsPerS = 1000.0;
 constexpr double kFixedOnsetS = 0.01;  // QRS onset of ecg in its period
 constexpr double kOneSecondS = 1.0;    // a round of the 60601-2-51 waveforms and of ANE20000
-constexpr double kFirstMinuteS = 60.0; // of the 60601-2-47 patterns that is played
+constexpr double kFirstMinuteS = 60.0; // length of the 60601-2-47 patterns that is played
 
 double RoundOf(const Selection& selection)
 {

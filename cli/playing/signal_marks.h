@@ -1,4 +1,4 @@
-// signal_marks.h - what the settings of a signal say of its marks.
+// signal_marks.h - derives from the settings of a signal what they determine about its marks.
 #pragma once
 
 #include "cli/marks/mark_finder.h"
@@ -6,7 +6,8 @@
 
 namespace zeka::cli {
 
-/// Asks the library, so after everything is set, and before anything streams: some getters wait for the lock.
+/// Calls getters of the library. REQUIRES: everything is set and nothing streams yet, because
+/// some getters wait for the lock.
 MarkSettings MarkSettingsOf(const SignalOptions& options, const Selection& selection);
 
 } // namespace zeka::cli

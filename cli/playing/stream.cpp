@@ -23,7 +23,7 @@ constexpr std::uint64_t kCallbackDivider = 10; // the library reports every 10th
 constexpr std::uint64_t kCallbacksPerBurst = sim::kSamplesPerBurst / kCallbackDivider;
 constexpr milliseconds kLook{20};
 
-/// What the callbacks told since the watch began.
+/// What the callbacks reported since the watch began.
 struct Heard {
     std::atomic<std::uint64_t> samples{0};
     std::atomic<std::uint64_t> pacing{0};
@@ -37,7 +37,7 @@ std::int64_t NowNs() { return std::chrono::nanoseconds(steady_clock::now().time_
 
 void OnSignal(double seconds, double)
 {
-    if (seconds < 0.0) { // the mark of an end
+    if (seconds < 0.0) { // marks the end
         heard.ended = true;
         return;
     }
@@ -53,7 +53,7 @@ void OnPacing(double, double) { ++heard.pacing; }
 
 void OnFrequency(double hz)
 {
-    if (hz < 0.0) // the mark of a sweep's end
+    if (hz < 0.0) // marks the end of a sweep
         heard.ended = true;
     else
         heard.frequency = hz;
@@ -146,7 +146,7 @@ StreamSummary StreamWatch::Now() const
 {
     constexpr double kUsPerMs = 1e3;
     constexpr double kNsPerMs = 1e6;
-    constexpr std::uint64_t kCallsPerPulse = 4; // it is drawn as a rectangle
+    constexpr std::uint64_t kCallsPerPulse = 4; // one per corner of a rectangle
     StreamSummary now;
     now.seconds = PlayedSeconds();
     now.bursts = heard.samples / kCallbacksPerBurst;

@@ -1,5 +1,5 @@
-// upload.cpp - works out how a period fits into memory, uploads it, and looks at what the virtual instrument
-// makes of it.
+// upload.cpp - computes how a period fits into memory, uploads it, and examines what the
+// virtual instrument plays of it.
 #include "cli/playing/upload.h"
 
 #include "cli/playing/watched_call.h"
@@ -14,17 +14,17 @@
 namespace zeka::cli {
 namespace {
 
-constexpr int kLastUploaded = 8;              // output functions from 1 to here have a period to upload
+constexpr int kLastUploaded = 8;              // output functions from 1 to this one have a period to upload
 constexpr std::uint64_t kBlockBytes = 64;     // requests and replies of an upload
-constexpr std::size_t kSamplesPerPacket = 14; // the last one is filled up
-constexpr double kStoreLimitS = 16.0;         // the library waits so long for the store to be confirmed
-constexpr double kPermille = 0.001;           // of a sample: a period's length goes in such steps
-constexpr double kFrequencyStepHz = 0.01;     // of the description that goes with a period
+constexpr std::size_t kSamplesPerPacket = 14; // the last packet is filled up
+constexpr double kStoreLimitS = 16.0;         // the library waits so long for the confirmation of a store
+constexpr double kPermille = 0.001;           // of a sample: the step of a period's length
+constexpr double kFrequencyStepHz = 0.01;     // of the description that is sent with a period
 constexpr double kNoiseStepMv = 0.01;         // likewise
-constexpr std::uint64_t kInfoPackets = 1;     // describe the period
-constexpr std::uint64_t kStartExchanges = 2;  // control block read, output started
+constexpr std::uint64_t kInfoPackets = 1;     // for the description of the period
+constexpr std::uint64_t kStartExchanges = 2;  // to read the control block and to start the output
 
-/// They shape a signal over more than one period, or are made while it streams.
+/// These shape a signal over more than one period, or are made while it streams.
 constexpr std::array kNotInMemory{"--once",
                                   "--second-pulse",
                                   "--overshoot",
@@ -86,7 +86,7 @@ std::string UploadLine(const CallOutcome& so_far, const UploadPlan& plan)
 
 constexpr const char* kMend = "unplug it and plug it in again, then run this again";
 
-/// Throws unless every packet was acknowledged and the start of the output answered.
+/// Throws unless every packet was acknowledged and the start of the output was answered.
 Confirmed CheckTraffic(const std::optional<Traffic>& traffic, const UploadPlan& plan)
 {
     if (!traffic)
@@ -105,7 +105,7 @@ Confirmed CheckTraffic(const std::optional<Traffic>& traffic, const UploadPlan& 
         fmt::format("the instrument took the upload, but did not confirm that it plays it; {}", kMend));
 }
 
-/// What the virtual instrument plays from its memory: it makes neither noise nor pacing pulses of its own.
+/// The signal that the virtual instrument plays from its memory: without noise and pacing pulses of its own.
 SignalOptions WithoutPacing(SignalOptions options)
 {
     for (const Id id : {Id::kPacing, Id::kPacingWidth, Id::kPacingRate})
@@ -130,14 +130,15 @@ void AddTold(const SignalOptions& options, const sim::WaveformInfo& told, std::v
                     static_cast<double>(told.pacing_rate), 0.0});
 }
 
-/// Pulses that go with the beats are told to the instrument as a rate of their own, a whole number.
+/// Sets the rate of pulses that follow the beats, because the instrument takes
+/// it as a whole number of its own.
 void TellPacingRate(SignalOptions& options)
 {
     constexpr double kPerMinute = 60.0;
     constexpr double kRounding = 1e-6;
     const double rate = options.values.Asked(Id::kFrequency) * kPerMinute;
     const bool paced = options.values.Has(Id::kPacing) && options.values.Asked(Id::kPacing) != 0.0;
-    // Outside of the range the library paces at its own rate, streamed or not.
+    // Outside of this range the library paces at its own rate, streamed or not.
     if (!paced || options.values.Has(Id::kPacingRate) || rate < 10.0 || rate > 360.0)
         return;
     if (std::abs(rate - std::round(rate)) > kRounding)
@@ -208,7 +209,7 @@ Confirmed UploadAndPlay(const Selection& selection, const UploadPlan& plan, Cons
 
 void UploadAndStore(const Selection& selection, const UploadPlan& plan, Console& console)
 {
-    // The library holds an ECG at 0 mV until something has been set or selected: that would be stored.
+    // The library keeps an ECG at 0 mV until a setting is made or a function selected; that would be stored.
     Require(ZEKASetAmplitude(ZEKAGetAmplitude()), "--amplitude");
     const CallOutcome outcome =
         RunWatched([&] { return ZEKASaveToStandaloneMode(selection.function->number); }, console,
@@ -217,7 +218,7 @@ void UploadAndStore(const Selection& selection, const UploadPlan& plan, Console&
     if (outcome.result != 1)
         throw Failure(Exit::kTimeOut, fmt::format("the instrument did not confirm that it took {}; {}",
                                                   selection.name, kMend));
-    if (outcome.seconds >= kStoreLimitS) // the library cannot tell that from done
+    if (outcome.seconds >= kStoreLimitS) // the library reports this time-out as done
         throw Failure(Exit::kTimeOut,
                       fmt::format("the instrument did not confirm within {} s that {} is stored; {}",
                                   kStoreLimitS, selection.name, kMend));

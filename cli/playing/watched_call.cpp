@@ -1,4 +1,4 @@
-// watched_call.cpp - runs the call on a thread and reads that thread's counters in /proc while it lasts.
+// watched_call.cpp - runs the call on a thread and reads that thread's counters in /proc meanwhile.
 #include "cli/playing/watched_call.h"
 
 #include <atomic>
@@ -17,7 +17,7 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLiveEvery{50};
 
-/// All that the thread has ever written and read.
+/// The bytes that the thread has written and read since it started.
 std::optional<Traffic> TrafficOf(pid_t thread)
 {
     std::ifstream counts(fmt::format("/proc/self/task/{}/io", thread));
@@ -44,7 +44,7 @@ CallOutcome RunWatched(const std::function<int()>& call, Console& console, const
     std::binary_semaphore started{0};
     std::binary_semaphore go{0};
     std::binary_semaphore done{0};
-    std::binary_semaphore counted{0}; // the counts go with the thread
+    std::binary_semaphore counted{0}; // the counters disappear with the thread
     std::atomic<pid_t> id{0};
     CallOutcome outcome;
     std::jthread thread([&] {

@@ -1,6 +1,6 @@
-// watched_call.h - runs a call of the library that exchanges many commands before it returns, on a thread of
-// its own, so that the main thread can show how far it is. The library tells neither that nor, for some
-// calls, whether the instrument answered; the kernel counts what the thread sends and gets.
+// watched_call.h - runs a call of the library that makes many exchanges on a thread of its own, so that the
+// main thread can show its progress. The library reports neither the progress nor, for some calls, whether
+// the instrument answered; the kernel counts what the thread writes and reads.
 #pragma once
 
 #include "cli/shell/console.h"
@@ -11,7 +11,7 @@
 
 namespace zeka::cli {
 
-/// Bytes that went over the port.
+/// Bytes sent and received over the port.
 struct Traffic {
     std::uint64_t sent = 0;
     std::uint64_t got = 0;
@@ -23,10 +23,10 @@ struct CallOutcome {
     std::optional<Traffic> traffic; // empty where the kernel does not count
 };
 
-/// What the live line says; asked a few times a second with what went over the port so far.
+/// Makes the text of the live line; called a few times per second with the traffic so far.
 using LiveText = std::function<std::string(const CallOutcome& so_far)>;
 
-/// The call must not throw. Ctrl-C does not end it early.
+/// Runs the call. REQUIRES: it does not throw. Ctrl-C does not end it early.
 CallOutcome RunWatched(const std::function<int()>& call, Console& console, const LiveText& live);
 
 } // namespace zeka::cli

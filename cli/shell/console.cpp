@@ -1,4 +1,4 @@
-// console.cpp - writes to stdout and stderr; asks the terminal how wide it is and whether it takes colours.
+// console.cpp - writes to stdout and stderr; finds out the terminal's width and whether it shows colours.
 #include "cli/shell/console.h"
 
 #include "cli/shell/failure.h"
@@ -48,7 +48,7 @@ std::string JsonText(std::string_view command, const JsonValue& object, int inde
 
 void ToStderr(std::string_view text)
 {
-    (void)std::fwrite(text.data(), 1, text.size(), stderr); // there is nobody left to tell
+    (void)std::fwrite(text.data(), 1, text.size(), stderr); // a failure here cannot be reported anywhere
 }
 
 } // namespace
@@ -73,7 +73,7 @@ void Console::Live(std::string_view text)
 {
     if (!HasLive())
         return;
-    // A line that is wrapped could not be rewritten.
+    // A line that wraps could not be rewritten.
     ToStderr(fmt::format("\r{}\x1b[K", text.substr(0, TerminalColumns() - 1)));
     live_shown_ = true;
 }
@@ -88,7 +88,7 @@ void Console::EndLive()
 void Console::Error(std::string_view text)
 {
     EndLive();
-    std::string line(text); // with words of files and of the command line in it
+    std::string line(text); // holds words of files and of the command line
     std::ranges::replace_if(
         line, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
     ToStderr(fmt::format("zeka: {}\n", line));

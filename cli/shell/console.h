@@ -1,4 +1,4 @@
-// console.h - who hears what: stdout carries the result, stderr everything else. A line that is rewritten and
+// console.h - the command's output: stdout carries the result, stderr everything else. The live line and
 // colours appear on a terminal only. Used by the command's main thread alone.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace zeka::cli {
 
-/// Of the JSON objects; counts up when a reader could be misled.
+/// The version of the JSON objects; increased when readers could misread them.
 inline constexpr int kJsonSchema = 1;
 
 class Console {
@@ -18,25 +18,25 @@ public:
     bool quiet = false;   // no notes, no live line
     bool verbose = false; // more notes
 
-    /// What is going on, for stderr.
+    /// Writes a remark on progress to stderr.
     void Note(std::string_view text);
     void Detail(std::string_view text);
 
-    /// Rewrites the live line; nothing when stderr is no terminal.
+    /// Rewrites the live line; does nothing when stderr is no terminal.
     void Live(std::string_view text);
     void EndLive();
     [[nodiscard]] bool HasLive() const;
 
     void Error(std::string_view text);
 
-    /// The result. Throws Failure when nobody takes it, so that whatever runs is brought to its end.
+    /// Writes the result. Throws Failure when it cannot be written, so that the job ends.
     void Result(std::string_view text);
-    /// The same for machines; `schema` and the name of the command are added in front.
+    /// Writes the result as JSON, with `schema` and the name of the command in front.
     void Result(std::string_view command, const JsonValue& object);
-    /// The same on one line: an end, or the whole, of JSON Lines.
+    /// Does the same on one line: the last line, or the only one, of JSON Lines.
     void ResultLine(std::string_view command, const JsonValue& object);
 
-    /// Coloured when stdout is a terminal and NO_COLOR is not set.
+    /// Colours the text when stdout is a terminal and NO_COLOR is not set.
     [[nodiscard]] std::string Good(std::string_view text) const;
     [[nodiscard]] std::string Bad(std::string_view text) const;
 

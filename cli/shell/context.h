@@ -1,5 +1,5 @@
-// context.h - what main() hands to the subcommands and gets back: the console, the words of the command line,
-// and the job that was chosen.
+// context.h - what main() passes to the subcommands and receives from them: the console, the words of the
+// command line, and the job that was chosen.
 #pragma once
 
 #include "cli/shell/console.h"
@@ -13,7 +13,7 @@ namespace zeka::cli {
 
 struct Context {
     Console console;
-    char** argv = nullptr;            // as main() got them: a private world is entered by running them again
+    char** argv = nullptr;            // as main() got them, to run the program again in a private world
     std::vector<std::string> program; // the words behind "--"
     bool has_program = false;
     std::function<Exit()> job; // set by the subcommand that was named

@@ -1,4 +1,4 @@
-// failure.h - how a command ends, and the one-line reason for ending badly.
+// failure.h - the exit status of a command, and the one-line reason of a failure.
 #pragma once
 
 #include <stdexcept>
@@ -12,14 +12,14 @@ enum class Exit : int {
     kCheckFailed = 1, // a check failed, or nothing was found
     kUsage = 2,
     kNoInstrument = 3,
-    kHeld = 4, // by another program
+    kHeld = 4, // the port, by another program
     kPermission = 5,
     kLost = 6, // while running
     kTimeOut = 7,
     kInterrupted = 130, // with the output off
 };
 
-/// Says in one line what went wrong, with what, and what to do next.
+/// Says in one line what failed, with which object, and what to do next.
 class Failure : public std::runtime_error {
 public:
     Failure(Exit exit, const std::string& message) : std::runtime_error(message), exit_(exit) {}

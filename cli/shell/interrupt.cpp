@@ -15,13 +15,13 @@ namespace zeka::cli {
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
-std::array<int, 2> wake{-1, -1}; // a byte in it ends a wait that the signal did not meet
+std::array<int, 2> wake{-1, -1}; // a byte in it ends a wait that began after the signal
 
 void Remember(int)
 {
     const int before = errno;
     interrupted = 1;
-    (void)!::write(wake[1], "", 1); // full is as good
+    (void)!::write(wake[1], "", 1); // a full pipe wakes as well
     errno = before;
 }
 
@@ -30,7 +30,7 @@ void Remember(int)
 void CatchInterrupts()
 {
     if (wake[0] >= 0)
-        return; // a second session
+        return; // called for a second session
     if (::pipe2(wake.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
     struct sigaction action {};

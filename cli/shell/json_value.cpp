@@ -1,5 +1,5 @@
-// json_value.cpp - turns numbers and texts into JSON when a value is made, and puts brackets and commas
-// around them when it is written.
+// json_value.cpp - formats numbers and texts as JSON when a value is made; adds brackets
+// and commas when it is written.
 #include "cli/shell/json_value.h"
 
 #include "formats/json_text.h"
@@ -16,7 +16,7 @@ JsonValue::JsonValue(double value)
         return;
     text_ = fmt::format("{}", value);
     if (text_.find_first_not_of("-0123456789") == std::string::npos)
-        text_ += ".0"; // readers tell 1.0 from the whole number 1
+        text_ += ".0"; // readers distinguish 1.0 from the whole number 1
 }
 
 JsonValue::JsonValue(std::string_view value) : kind_(Kind::kText), text_(formats::JsonText(value)) {}

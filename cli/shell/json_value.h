@@ -1,11 +1,10 @@
-// json_value.h - a result for machines, put together and written as JSON. Members keep the order in which
-// they came.
+// json_value.h - a result that is built up and written as JSON. Members keep their order of insertion.
 //
 //     JsonValue result{{"name", "ecg"}, {"levels", {1.5, -0.25}}};
 //     result["seconds"] = 10.0;
 //
-// The command writes JSON and never reads any, so this is all that it needs; and it compiles in a fraction of
-// the time of a library for both.
+// The command writes JSON and never reads any, so this is all that it needs; it compiles in a fraction of the
+// time of a library that does both.
 #pragma once
 
 #include <concepts>
@@ -21,7 +20,7 @@ public:
     JsonValue() = default; // null
     JsonValue(std::nullptr_t) {}
     JsonValue(bool value) : text_(value ? "true" : "false") {}
-    /// Shortest digits that give the same number; null for what is no finite number.
+    /// The shortest digits that give the same number; null for a number that is not finite.
     JsonValue(double value);
     JsonValue(std::integral auto value) : text_(std::to_string(value)) {}
     JsonValue(const char* value) : JsonValue(std::string_view(value)) {}
@@ -31,19 +30,19 @@ public:
     {
         items_.assign(values.begin(), values.end());
     }
-    /// An object where every element is a pair that begins with a text, else an array.
+    /// An object when every element is a pair that begins with a text, else an array.
     JsonValue(std::initializer_list<JsonValue> values);
 
     static JsonValue Array() { return JsonValue(Kind::kArray); }
     static JsonValue Object() { return JsonValue(Kind::kObject); }
 
-    /// The member of that name; made, as null, where there is none. Null becomes an object by it.
+    /// The member of that name; added as null when it is missing. A null value becomes an object.
     JsonValue& operator[](std::string_view name);
     void Append(JsonValue value) { items_.push_back(std::move(value)); }
-    /// Adds the members of another object behind these.
+    /// Appends the members of another object.
     void Extend(const JsonValue& other);
 
-    /// Indented by so many blanks a level; negative: on one line.
+    /// The text, indented by so many blanks per level; negative: on one line.
     [[nodiscard]] std::string Text(int indent) const;
 
 private:
@@ -53,8 +52,8 @@ private:
     void Write(std::string& json, int indent, std::size_t column) const;
 
     Kind kind_ = Kind::kPlain;
-    std::string text_ = "null";      // of what is neither array nor object: as JSON has it
-    std::vector<std::string> names_; // of an object's members: as JSON has them
+    std::string text_ = "null";      // the JSON text, unless this is an array or an object
+    std::vector<std::string> names_; // of an object's members, as JSON texts
     std::vector<JsonValue> items_;
 };
 

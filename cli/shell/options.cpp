@@ -1,5 +1,5 @@
-// options.cpp - hands options and subcommands on to CLI11, and checks the values of options while the command
-// line is parsed.
+// options.cpp - passes options and subcommands to CLI11, and checks the values of options
+// while the command line is parsed.
 #include "cli/shell/options.h"
 
 #include <CLI/CLI.hpp>
@@ -54,7 +54,7 @@ const Option& Option::Within(double low, double high, const std::string& unit) c
 {
     return Check([=](const std::string& text) -> std::string {
         const std::optional<double> number = NumberIn(text);
-        if (number && *number >= low && *number <= high) // not a number is outside every range
+        if (number && *number >= low && *number <= high) // NaN is outside every range
             return {};
         return fmt::format("{} is not within {} to {} {}", text, low, high, unit);
     });
@@ -67,7 +67,7 @@ const Option& Option::OneOf(const std::vector<std::string>& words) const
             return {};
         return fmt::format("{} is not one of {}", text, fmt::join(words, ", "));
     };
-    // The words are the check's name too, with blanks between: completion reads them there.
+    // The words are also the name of the check, separated by blanks, because completion reads them there.
     option_->check(CLI::Validator(check, "", fmt::format("{}", fmt::join(words, " "))));
     return *this;
 }

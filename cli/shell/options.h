@@ -1,6 +1,6 @@
-// options.h - the options of a subcommand: what they are called, where their values go, what is allowed and
-// what --help says. The option parser behind it takes seconds to compile, so it is seen by options.cpp and by
-// the few sources that read the whole command line back (main, man, completion).
+// options.h - the options of a subcommand: their names, the destinations and checks of their values, and
+// their help. The option parser behind it takes seconds to compile, so only options.cpp and the sources that
+// read the whole command line back (main, man, completion) include it.
 #pragma once
 
 #include "cli/shell/context.h"
@@ -18,27 +18,27 @@ class Option;
 
 namespace zeka::cli {
 
-/// An option that was just added; each call says more of it. The parser owns it.
+/// An option that was just added; each call adds a property. The parser owns it.
 class Option {
 public:
     explicit Option(CLI::Option* option) : option_(option) {}
 
-    /// What stands for its value in --help: a unit, or a word like FILE.
+    /// The placeholder of its value in --help: a unit, or a word like FILE.
     const Option& TypeName(const std::string& name) const;
-    /// The heading that it stands under in --help.
+    /// The heading under which --help lists it.
     const Option& Group(const std::string& group) const;
     const Option& Required(bool required = true) const;
-    /// Means nothing without that other one.
+    /// The option is only valid together with that other one.
     const Option& Needs(const std::string& other) const;
-    /// Does not go together with that other one.
+    /// The option is not valid together with that other one.
     const Option& Excludes(const Option& other) const;
-    /// Every value after it is another argument's, not one more of its own.
+    /// The option takes one value; what follows belongs to another argument.
     const Option& OneValue() const;
-    /// `check` answers what is wrong with a value; empty: nothing.
+    /// `check` returns what is wrong with a value; empty: nothing.
     const Option& Check(const std::function<std::string(const std::string& value)>& check) const;
-    /// A number in this range, both ends accepted.
+    /// The value is a number in this range, both ends accepted.
     const Option& Within(double low, double high, const std::string& unit) const;
-    /// One of these words, which completion offers.
+    /// The value is one of these words, which completion offers.
     const Option& OneOf(const std::vector<std::string>& words) const;
 
 private:
@@ -57,8 +57,8 @@ public:
 
     [[nodiscard]] Command AddCommand(const std::string& name, const std::string& what) const;
 
-    /// Options whose value goes to `value` when the command line is parsed, so it must outlive that; of those with
-    /// std::optional, being empty says that the option was not given.
+    /// Adds an option whose value is stored in `value` when the command line is parsed, so `value` must live
+    /// until then. An empty std::optional means that the option was not given.
     Option AddOption(const std::string& names, int& value, const std::string& what) const;
     Option AddOption(const std::string& names, std::uint32_t& value, const std::string& what) const;
     Option AddOption(const std::string& names, double& value, const std::string& what) const;
@@ -67,22 +67,22 @@ public:
     Option AddOption(const std::string& names, std::optional<double>& value, const std::string& what) const;
     Option AddOption(const std::string& names, std::vector<std::string>& value,
                      const std::string& what) const;
-    /// The value goes to a function.
+    /// Adds an option whose value is passed to a function.
     Option AddOption(const std::string& names, const std::function<void(const std::string&)>& take,
                      const std::string& what) const;
     Option AddFlag(const std::string& names, bool& value, const std::string& what) const;
-    /// One that was added before.
+    /// An option that was added before.
     [[nodiscard]] Option Find(const std::string& name) const;
-    /// The options that the command line gave.
+    /// The options that were given on the command line.
     [[nodiscard]] std::vector<GivenOption> Given() const;
 
-    /// One of its subcommands has to be named.
+    /// Requires that one of its subcommands is named.
     void RequireCommand() const;
-    /// Not in --help, completion or a manual page.
+    /// Leaves it out of --help, completion and manual pages.
     void Hide() const;
-    /// The text below the options in --help.
+    /// Sets the text below the options in --help.
     void Footer(const std::string& text) const;
-    /// Runs when the command line names it; puts the job into the context.
+    /// `use` runs when the command line names this command; it stores the job in the context.
     void OnUse(const std::function<void()>& use) const;
 
     [[nodiscard]] CLI::App& Parser() const { return *app_; }
@@ -91,10 +91,10 @@ private:
     CLI::App* app_;
 };
 
-/// Text as a number of the parser's kind, for checks of a value.
+/// Parses a number as the parser does, for checks of a value.
 [[nodiscard]] std::optional<double> NumberIn(const std::string& text);
 
-/// --json, --quiet and --verbose, which every subcommand has.
+/// Adds --json, --quiet and --verbose, which every subcommand has.
 void AddCommonOptions(const Command& command, Context& context);
 
 } // namespace zeka::cli

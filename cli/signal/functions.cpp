@@ -1,4 +1,4 @@
-// functions.cpp - the table of the output functions, and the search in it by name, number or waveform.
+// functions.cpp - the table of the output functions, and the look-up by name, number or waveform.
 #include "cli/signal/functions.h"
 
 #include "cli/shell/failure.h"
@@ -119,7 +119,7 @@ void ApplyVariant(const Selection& selection)
 {
     switch (selection.function->variants) {
     case Variants::kIec27:
-        (void)SetSpecialWave227(selection.variant); // always 0
+        (void)SetSpecialWave227(selection.variant); // always returns 0
         break;
     case Variants::kIec51:
         (void)SetSpecialWave251(selection.variant);
@@ -128,7 +128,7 @@ void ApplyVariant(const Selection& selection)
         (void)SetSpecialWave247(selection.variant);
         break;
     case Variants::kLead:
-        (void)SetANE20000Lead(selection.variant); // the number is one of the table
+        (void)SetANE20000Lead(selection.variant); // cannot fail: the number comes from the table
         break;
     case Variants::kNone:
         break;

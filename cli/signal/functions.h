@@ -1,4 +1,4 @@
-// functions.h - the output functions under names that people know, and what can be set for each.
+// functions.h - the output functions under names for people, and the settings that each of them uses.
 #pragma once
 
 #include <span>
@@ -7,7 +7,7 @@
 
 namespace zeka::cli {
 
-/// What an output function makes of the settings; a function names those that it heeds.
+/// The settings that an output function uses, as bits.
 enum Heeds : unsigned {
     kAmplitude = 1u << 0,
     kFrequency = 1u << 1,
@@ -29,16 +29,16 @@ struct OutputFunction {
     const char* name;
     int number; // for ZEKASetOutputFunction
     unsigned heeds;
-    double highest_hz; // 0: it has a period of its own
+    double highest_hz; // 0: the function has a period of its own
     Variants variants;
     const char* what;
 };
 
-/// An output function with the waveform or lead that was chosen.
+/// An output function with the chosen waveform or lead.
 struct Selection {
     const OutputFunction* function = nullptr;
     int variant = 0;
-    std::string name; // as it is shown: "iec-2-27:3"
+    std::string name; // as displayed: "iec-2-27:3"
     [[nodiscard]] bool Is(const char* other) const { return std::string_view(function->name) == other; }
 };
 
@@ -47,10 +47,10 @@ std::span<const OutputFunction> OutputFunctions();
 /// The names of the variants in the order of their numbers: "aami3a", ..., "V6".
 std::span<const char* const> VariantNames(Variants variants);
 
-/// What follows the colon may be the number or the name. Throws Failure(kUsage).
+/// Finds a function by name; a waveform or lead follows the colon by number or name. Throws Failure(kUsage).
 Selection FindFunction(const std::string& text);
 
-/// Tells the library which waveform or lead; before the function is selected.
+/// Sets the waveform or lead in the library. REQUIRES: the function is not selected yet.
 void ApplyVariant(const Selection& selection);
 
 /// All functions with a line of explanation each, for --help.

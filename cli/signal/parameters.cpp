@@ -13,12 +13,12 @@ constexpr const char* kSignal = "Signal";
 constexpr const char* kEcgGroup = "ECG";
 constexpr const char* kPacingGroup = "Pacing";
 
-int SetDcOffset(double mV) { return ZEKASetDCOffset(0, static_cast<int>(mV)); } // one value for all channels
+/// Sets all channels, which have one common value.
+int SetDcOffset(double mV) { return ZEKASetDCOffset(0, static_cast<int>(mV)); }
 int SetPacingRate(double per_minute) { return ZEKASetPacingRate(static_cast<unsigned>(per_minute)); }
 int SetOvershootTime(double ms) { return ZEKASetOvershootTimeConstant(static_cast<unsigned>(ms)); }
 
-// PR before P: a short PR interval shortens the P wave, and a P duration that was asked for has the last
-// word.
+// PR comes before P: a short PR interval shortens the P wave, and a requested P duration must hold.
 constexpr std::array kParameters{
     Parameter{
         Id::kAmplitude, "--amplitude", -10.0, 10.0, "mV", false, kAmplitude, kSignal,

@@ -1,5 +1,5 @@
 // parameters.h - every setting of a signal that is one number: its option, unit, range, and the library's
-// setter and getter. One table, from which the options, their help and the calls are made.
+// setter and getter. Options, help and calls are made from this one table.
 #pragma once
 
 #include "cli/signal/functions.h"
@@ -48,16 +48,16 @@ struct Parameter {
     [[nodiscard]] std::string RangeText() const;
 };
 
-/// In the order in which they are set.
+/// All parameters, in the order in which they are set.
 std::span<const Parameter> Parameters();
 const Parameter& ParameterOf(Id id);
 
-/// What the command line gave.
+/// The values from the command line.
 class ParameterValues {
 public:
     std::optional<double>& operator[](Id id) { return values_[static_cast<std::size_t>(id)]; }
     [[nodiscard]] bool Has(Id id) const { return values_[static_cast<std::size_t>(id)].has_value(); }
-    /// As given, else what the library has.
+    /// The given value, else the library's.
     [[nodiscard]] double Asked(Id id) const
     {
         const std::optional<double>& value = values_[static_cast<std::size_t>(id)];

@@ -1,5 +1,5 @@
-// signal_options.cpp - declares the options of a signal, checks that they go together, and makes the calls of
-// the library that set them, before the signal starts.
+// signal_options.cpp - declares the options of a signal, checks that they fit together, and calls the
+// library's setters before the signal starts.
 #include "cli/signal/signal_options.h"
 
 #include "cli/shell/options.h"
@@ -72,7 +72,7 @@ void AddBreathing(const Command& command, Breathing& breathing)
     add("--breath-rate", breathing.rate_percent, 0, 50, "%", "swing of the heart rate");
 }
 
-/// An option that the function does not heed would be a silent mistake.
+/// Refuses an option that the function does not use, because it would have no effect.
 void Refuse(bool given, const char* option, unsigned needs, const Selection& selection)
 {
     if (given && (selection.function->heeds & needs) == 0)
@@ -127,7 +127,7 @@ void ApplyBreathing(const Breathing& breathing)
 {
     if (!breathing.breaths)
         return;
-    // These two answer 1 when done.
+    // These two return 1 on success.
     const bool done = EnableRespiration(true) == 1 &&
                       SetRespireAlgorithmParam(*breathing.breaths, breathing.ratio, breathing.apnea_s,
                                                breathing.baseline_percent, breathing.amplitude_percent,
@@ -168,7 +168,7 @@ void ApplyImpedanceBreathing(const ImpedanceBreathing& breathing, int apnea_s)
     if (!breathing.rate)
         return;
     constexpr int kStepOhm = 500;
-    // n stands for n - 1 seconds. Answers 1 when done.
+    // The code n means n - 1 seconds.
     const int apnea = apnea_s > 0 ? apnea_s + 1 : 0;
     const bool done = SetRespiration(breathing.variation, *breathing.rate, breathing.ratio,
                                      breathing.baseline_ohm / kStepOhm - 1, apnea) == 1;
@@ -255,7 +255,7 @@ void ApplySignal(const SignalOptions& options, const Selection& selection)
     }
     ApplyBreathing(options.breathing);
     if (options.impedance.rate)
-        Require(EnableRespiration(true) == 1 ? 0 : -1, "--resp-rate"); // the host's part of it
+        Require(EnableRespiration(true) == 1 ? 0 : -1, "--resp-rate"); // attenuation on the host's side
     ApplyImpedanceBreathing(options.impedance, options.impedance_apnea_s);
     ApplyVariant(selection);
     SetStandardWaveformLoop(!options.once);
@@ -263,7 +263,7 @@ void ApplySignal(const SignalOptions& options, const Selection& selection)
 
 void StartSignal(const SignalOptions& options, const Selection& selection)
 {
-    if (options.dynamic_range_mv) // selects the function by itself
+    if (options.dynamic_range_mv) // selects the function itself
         Require(ZEKASetDynamicRangeTest(true, selection.Is("triangle"), *options.dynamic_range_mv,
                                         options.dynamic_range_hz.value_or(GetDynamicRangeTestFreq())),
                 "--dynamic-range");

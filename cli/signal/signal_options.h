@@ -1,5 +1,5 @@
-// signal_options.h - what the command line says of a signal: the function, its parameters, and the additions
-// that take more than one number (second pacing pulse, noise, drift, dynamic range, breathing).
+// signal_options.h - a signal as described on the command line: the function, its parameters, and the
+// additions that take more than one number (second pacing pulse, noise, drift, dynamic range, breathing).
 #pragma once
 
 #include "cli/shell/context.h"
@@ -18,9 +18,9 @@ struct Breathing {
     int rate_percent = 0;
 };
 
-/// Breathing that the instrument makes itself, as an impedance. Its codes are its own.
+/// Breathing that the instrument itself makes, as an impedance, by codes of the instrument.
 struct ImpedanceBreathing {
-    std::optional<int> rate; // code; empty: none
+    std::optional<int> rate; // code; empty: off
     int variation = 0;       // code
     int ratio = 0;           // code
     int baseline_ohm = 500;  // 500, 1000, 1500, 2000, 2500
@@ -29,7 +29,7 @@ struct ImpedanceBreathing {
 struct SignalOptions {
     std::string function;
     ParameterValues values;
-    std::optional<double> rate; // per minute, in the place of the frequency
+    std::optional<double> rate; // per minute, replaces the frequency
     std::string second_pulse = "none";
     std::string noise = "off";
     std::optional<double> noise_mv;
@@ -42,18 +42,18 @@ struct SignalOptions {
     int impedance_apnea_s = 0; // at the end of every minute
     bool once = false;
 
-    /// Nothing but the function and the pacing pulses shapes the signal: its levels can be foretold. The
-    /// library weakens the signal while the instrument breathes.
+    /// Whether only the function and the pacing pulses shape the signal, so that its levels can be predicted.
+    /// The library attenuates the signal while the instrument breathes.
     [[nodiscard]] bool Plain() const;
 };
 
 void AddSignalOptions(const Command& command, SignalOptions& options);
 
-/// The function; checks that every option that was given has a meaning for it and that they go together.
-/// Throws Failure(kUsage).
+/// Finds the function; checks that every given option applies to it and that the options fit
+/// together. Throws Failure(kUsage).
 Selection CheckSignal(SignalOptions& options);
 
-/// Sets everything while nothing streams. Throws Failure.
+/// Applies all settings. REQUIRES: nothing streams. Throws Failure.
 void ApplySignal(const SignalOptions& options, const Selection& selection);
 
 /// Starts the stream. Throws Failure.
@@ -62,10 +62,10 @@ void StartSignal(const SignalOptions& options, const Selection& selection);
 inline constexpr const char* kImpedanceBreathingGroup = "Impedance breathing, made by the instrument";
 void AddImpedanceBreathing(const Command& command, ImpedanceBreathing& breathing);
 
-/// Tells the instrument, which says nothing of it when the command has ended. Throws Failure.
+/// Sends the breathing to the instrument, where it stays and cannot be read back. Throws Failure.
 void ApplyImpedanceBreathing(const ImpedanceBreathing& breathing, int apnea_s);
 
-/// Turns a setter's result into a Failure that names the option; 0 is none.
+/// Throws a Failure that names the option unless the setter's result is 0.
 void Require(int result, const std::string& what);
 
 } // namespace zeka::cli

@@ -1,5 +1,5 @@
-// drawing.cpp - draws page by page: grid, then rows of trace with calibration pulse and marks, then the words
-// around them.
+// drawing.cpp - draws page by page: the grid, then rows of trace with calibration
+// pulse and marks, then the texts.
 #include "cli/strip/drawing.h"
 
 #include "cli/strip/trace.h"
@@ -88,13 +88,13 @@ void Ink(cairo_t* cairo)
     cairo_stroke(cairo);
 }
 
-/// Legible on the grid.
+/// Draws a text on a patch of plain paper, so that it is legible on the grid.
 void Label(cairo_t* cairo, double x, double baseline, const std::string& text)
 {
     UseFont(cairo, kLabelSize);
     UseColour(cairo, kPaperColour);
     constexpr double kRoom = 0.4;
-    constexpr double kCapital = 0.73; // of the font's size
+    constexpr double kCapital = 0.73; // height of a capital, as a share of the font's size
     const double height = kLabelSize * kCapital + 2.0 * kRoom;
     cairo_rectangle(cairo, x - kRoom, baseline + kRoom - height, WidthOf(cairo, text) + 2.0 * kRoom, height);
     cairo_fill(cairo);

@@ -1,5 +1,5 @@
-// drawing.h - draws an ECG strip true to scale: grid of 1 mm, calibration pulse, trace, marks, and what it is
-// in words. Knows no instrument and no file: one unit of the drawing is one millimetre.
+// drawing.h - draws an ECG strip true to scale: grid of 1 mm, calibration pulse, trace, marks and texts.
+// Knows no instrument and no file; one unit of the drawing is one millimetre.
 #pragma once
 
 #include "cli/strip/chart.h"
@@ -9,21 +9,21 @@
 
 namespace zeka::cli {
 
-/// A strip with everything in its place. Throws Failure(kUsage) when it does not fit.
+/// Lays the strip out. Throws Failure(kUsage) when it does not fit.
 class StripDrawing {
 public:
     StripDrawing(const StripChart& chart, const StripStyle& style);
 
     [[nodiscard]] const StripLayout& Layout() const { return layout_; }
 
-    /// Page 0 to Layout().pages - 1, in a context whose unit is the millimetre.
+    /// Draws one page, 0 to Layout().pages - 1, in a context whose unit is the millimetre.
     void Draw(cairo_t* cairo, int page) const;
 
 private:
     void DrawRow(cairo_t* cairo, int row, double top) const;
     void DrawTicks(cairo_t* cairo, int row, double top) const;
 
-    const StripChart& chart_; // the caller's
+    const StripChart& chart_; // owned by the caller
     StripStyle style_;
     StripLayout layout_;
 };

@@ -1,5 +1,5 @@
-// file.cpp - draws the pages of a strip on Cairo's PDF, SVG and PNG surfaces, in memory, so that nothing is
-// written when that fails.
+// file.cpp - draws the pages of a strip on Cairo's PDF, SVG and PNG surfaces in memory, so that a
+// failure leaves no file behind.
 #include "cli/strip/file.h"
 
 #include "cli/shell/failure.h"
@@ -18,8 +18,8 @@ namespace {
 
 constexpr double kMmPerInch = 25.4;
 constexpr double kPointsPerInch = 72.0;
-constexpr double kMostPixels = 30000.0; // a side; Cairo has 32767
-constexpr double kMostOfAll = 100.0e6;  // 4 bytes each
+constexpr double kMostPixels = 30000.0; // per side; Cairo allows 32767
+constexpr double kMostOfAll = 100.0e6;  // pixels of 4 bytes
 
 struct Destroy {
     void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
@@ -28,7 +28,7 @@ struct Destroy {
 using Surface = std::unique_ptr<cairo_surface_t, Destroy>;
 using Pen = std::unique_ptr<cairo_t, Destroy>;
 
-/// Cairo's writer; `bytes` is a std::string.
+/// Cairo's write function; `bytes` is a std::string.
 cairo_status_t Append(void* bytes, const unsigned char* data, unsigned count)
 try {
     static_cast<std::string*>(bytes)->append(reinterpret_cast<const char*>(data), count);
@@ -91,7 +91,7 @@ std::string BigEndian(std::uint32_t value)
     return bytes;
 }
 
-/// As PNG wants it: the reflected polynomial 0xEDB88320 over type and data of a chunk.
+/// The checksum of PNG: the reflected polynomial 0xEDB88320 over type and data of a chunk.
 std::uint32_t Crc32(std::string_view bytes)
 {
     std::uint32_t crc = 0xFFFFFFFF;
@@ -103,7 +103,7 @@ std::uint32_t Crc32(std::string_view bytes)
     return ~crc;
 }
 
-/// Cairo's PNG does not say how large it is on paper.
+/// Adds the resolution, because Cairo's PNG does not give its size on paper.
 void InsertResolution(std::string& png, double dpi)
 {
     constexpr std::size_t kBehindHeader = 8 + 4 + 4 + 13 + 4; // signature; length, type, data and CRC of IHDR
@@ -127,7 +127,7 @@ std::string Png(const StripDrawing& drawing, double dpi)
                                   width, height, kMostPixels, kMostOfAll / 1e6));
     const Surface surface(
         cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height)));
-    DrawPages(drawing, surface.get(), unit, 0.5); // a grid line in the middle of its pixel
+    DrawPages(drawing, surface.get(), unit, 0.5); // puts a grid line in the middle of its pixel
     std::string bytes;
     Check(cairo_surface_write_to_png_stream(surface.get(), &Append, &bytes));
     InsertResolution(bytes, dpi);

@@ -15,13 +15,13 @@ constexpr double kA4Width = 297.0;
 constexpr double kA4Height = 210.0;
 constexpr double kA4Margin = 10.0;
 constexpr double kFitMargin = 7.0;
-constexpr double kUsualTrace = 250.0;  // 10 s at 25 mm/s; with the calibration pulse it fills A4
-constexpr double kLongestRow = 2000.0; // mm of trace, on a page of its own size
+constexpr double kUsualTrace = 250.0;  // 10 s at 25 mm/s; fills A4 together with the calibration pulse
+constexpr double kLongestRow = 2000.0; // mm of trace, for a page of its own size
 constexpr double kHighestPage = 2000.0;
-constexpr double kNarrowestFit = 95.0; // of the grid, so that the text has its room
-constexpr double kUsualRow = 80.0;     // the gain is chosen for rows no higher
+constexpr double kNarrowestFit = 95.0; // of the grid, so that the text fits
+constexpr double kUsualRow = 80.0;     // the gain is chosen for rows no higher than this
 constexpr double kPulse = 10.0;        // height of the calibration pulse where 1 mV would be too small
-constexpr double kGap = 2.0;           // between the trace and what is beyond it
+constexpr double kGap = 2.0;           // between the trace and what lies above or below
 constexpr double kSlack = 1e-9;
 constexpr std::array kGains{10.0, 5.0, 2.0, 1.0, 0.5, 0.2, 0.1, 0.05, 0.02};
 
@@ -92,7 +92,7 @@ StripLayout LayOut(const StripStyle& style, const StripExtent& extent, const Tex
     layout.row_height = shape.height;
     layout.pulse_mv = shape.pulse_mv;
 
-    // Whole millimetres, so that the lines of the grid lie on whole pixels.
+    // Whole millimetres put the lines of the grid on whole pixels.
     const double head = std::ceil(strip::kTitleSize + text.head(layout.width) * strip::kLineStep + kGap);
     const double foot = std::ceil(text.foot(layout.width) * strip::kLineStep + kGap);
     layout.top = margin + head;

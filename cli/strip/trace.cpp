@@ -1,5 +1,5 @@
-// trace.cpp - thins a trace out before it is drawn. First the extremes of every narrow column, then
-// of these what a straight line between its neighbours does not say.
+// trace.cpp - reduces the points of a trace before it is drawn: first to the extremes of every narrow column,
+// then to those of them that a straight line between the neighbours does not show.
 #include "cli/strip/trace.h"
 
 #include <algorithm>
@@ -11,9 +11,9 @@ namespace zeka::cli {
 namespace {
 
 constexpr double kColumn = 0.01;    // mm
-constexpr double kTolerance = 0.01; // mm; with a column no more than the header promises
+constexpr double kTolerance = 0.01; // mm; together with a column the 0.02 mm of the header
 
-/// At most four points to a column: its first, lowest, highest and last sample.
+/// Keeps at most four points per column: its first, lowest, highest and last sample.
 std::vector<Point> Thinned(std::span<const double> mv, double mm_per_sample, double mm_per_mv)
 {
     std::vector<Point> points;
@@ -47,8 +47,7 @@ double Distance(const Point& point, const Point& from, const Point& to)
     return std::abs((point.x - from.x) * dy - (point.y - from.y) * dx) / length;
 }
 
-/// Keeps the point farthest from the line between two that are kept, until none is farther than the
-/// tolerance.
+/// Adds the point farthest from the line between two kept points, until none is farther than the tolerance.
 std::vector<Point> Simplified(const std::vector<Point>& points)
 {
     if (points.size() < 3)

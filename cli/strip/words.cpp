@@ -1,4 +1,4 @@
-// words.cpp - sets text piece by piece into lines, and draws the marks.
+// words.cpp - sets text into lines, piece by piece, and draws the marks.
 #include "cli/strip/words.h"
 
 #include "cli/strip/layout.h"
@@ -10,9 +10,9 @@
 namespace zeka::cli {
 namespace {
 
-constexpr double kBetween = 5.0; // two pieces
+constexpr double kBetween = 5.0; // between two pieces
 constexpr double kMarkRoom = 3.4;
-constexpr double kMarkAt = 1.2; // in that room
+constexpr double kMarkAt = 1.2; // in kMarkRoom
 constexpr double kApneaSample = 2.4;
 
 struct Destroy {
@@ -21,7 +21,7 @@ struct Destroy {
     void operator()(cairo_font_options_t* options) const { cairo_font_options_destroy(options); }
 };
 
-/// Where there is nothing to draw on but something to measure.
+/// A surface for measuring where there is none to draw on.
 class Measure {
 public:
     [[nodiscard]] cairo_t* Cairo() const { return cairo_.get(); }
@@ -32,7 +32,7 @@ private:
     std::unique_ptr<cairo_t, Destroy> cairo_{cairo_create(surface_.get())};
 };
 
-/// Bytes of a well-formed UTF-8 character at the beginning of the text; 0 where there is none.
+/// The bytes of a well-formed UTF-8 character at the beginning of the text; 0 where there is none.
 std::size_t CharacterLength(std::string_view text)
 {
     const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -52,7 +52,7 @@ std::size_t CharacterLength(std::string_view text)
     return unlikely ? 0 : length; // overlong, a surrogate, or beyond the last character
 }
 
-/// Cairo takes UTF-8 alone; labels in recordings are often Latin-1, whose bytes are the characters' numbers.
+/// Cairo takes UTF-8 only; labels in recordings are often Latin-1, whose bytes are the code points.
 std::string Utf8(std::string_view text)
 {
     std::string valid;
@@ -117,7 +117,7 @@ void SetText(cairo_t* cairo, double x, double baseline, const std::string& text)
     UseColour(cairo, kLettering);
     cairo_move_to(cairo, x, baseline);
     cairo_show_text(cairo, Utf8(text).c_str());
-    cairo_new_path(cairo); // it leaves a current point, from which the next line would begin
+    cairo_new_path(cairo); // otherwise the next line would begin at a point that the text left
 }
 
 int SetPieces(cairo_t* cairo, const std::vector<Piece>& pieces, double left, double baseline, double width)

@@ -1,11 +1,11 @@
-// bench_burst.cpp - what one burst of 700 samples (17.5 ms of signal) costs to build, for every output
-// function and for the modulations that cost most, by the plain road and by the fast one.
+// bench_burst.cpp - the cost of building one burst of 700 samples (17.5 ms of signal), for every output
+// function and for the most expensive modulations, on the plain path and on the fast one.
 //
-// Beside the time stand ratios inside this very run, which is what can be compared between machines: per_S is
-// the time in units of S = 700 calls of the C library's sin on the arguments of a 1 Hz sine; per_exp and
-// per_rand likewise. The time beside a name is that of 229 bursts, four seconds of signal, so that every part
-// of a period counts; us_per_burst and the ratios come from the fastest of these stretches, as the measures
-// themselves do, because another program on the machine may slow some of them down.
+// Ratios within the run are what can be compared between machines: per_S is the time in units of S = 700
+// calls of the C library's sin on the arguments of a 1 Hz sine; per_exp and per_rand likewise. The time
+// beside a name is that of 229 bursts, four seconds of signal, so that every part of a period counts.
+// us_per_burst, the ratios and the measures are taken from the fastest stretch, because another program on
+// the machine may slow some of them.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -23,9 +23,9 @@
 namespace {
 
 constexpr std::size_t kCalls = 700;
-constexpr int kStretch = 229; // bursts timed at once: four seconds of signal
+constexpr int kStretch = 229; // bursts timed together: four seconds of signal
 
-/// Processor time of this thread, ns: another program on the machine does not count.
+/// Processor time of this thread in ns, which leaves other programs on the machine out.
 double ProcessorNs()
 {
     timespec now{};
@@ -33,7 +33,7 @@ double ProcessorNs()
     return 1e9 * static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec);
 }
 
-// --- the measures: 700 calls each, going through the arguments of one second of signal again and again
+// --- the measures: 700 calls each, over the arguments of one second of signal, repeatedly
 
 class Calls {
 public:
@@ -59,12 +59,12 @@ private:
 
 double SineArgument(double t) { return zeka::kTwoPi * t; }
 double Sine500HzArgument(double t) { return 500.0 * zeka::kTwoPi * std::fmod(t, 1.0 / 500.0); }
-double MainsArgument(double t) { return 50.0 * zeka::kTwoPi * (60.0 + t); } // a minute into the stream
+double MainsArgument(double t) { return 50.0 * zeka::kTwoPi * (60.0 + t); } // one minute into the stream
 double DecayArgument(double t) { return -t / 0.05; }
 double Random(double) { return std::rand(); }
 
-/// Nanoseconds of 700 calls: the fastest of many stretches, so that a busy machine does not make the library
-/// look good.
+/// Nanoseconds of 700 calls, from the fastest of many stretches: a busy machine must
+/// not make the library look good.
 template <typename Call> double Measure(double (*argument)(double), Call call)
 {
     Calls calls(argument);
@@ -196,7 +196,7 @@ const Signal kSignals[] = {
     {"ecg_with_signal_callback", 8, [] { ZEKARegisterSignalOutputCallback([](double, double) {}); }},
 };
 
-/// Every run starts from the library's start-up values of whatever a signal may have moved.
+/// Sets everything that a signal may have changed to the library's start-up values.
 void Prepare(const Signal& signal)
 {
     g_bECGGoing = true;
@@ -225,7 +225,7 @@ void BuildBursts(benchmark::State& state, const Signal& signal, void (*build)(ze
     double best_ns = 1e300;
     for (auto _ : state) {
         if (s_FreqScanOn && g_F > 150.0)
-            Prepare(signal); // the sweep starts over
+            Prepare(signal); // restarts the sweep
         const double start = ProcessorNs();
         for (int i = 0; i < kStretch; ++i) {
             build(burst);

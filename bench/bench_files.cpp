@@ -1,14 +1,13 @@
-// bench_files.cpp - the file loaders against the obvious ways to read the same files, as ratios within one
-// run.
+// bench_files.cpp - the file loaders against plain ways to read the same files, as ratios within one run.
 //
 //   text:    against a loop of fgets and atof                             aim: at least 6 times as fast
 //   binary:  against reading two bytes at a time                          aim: at least 3 times as fast
 //            against touching the memory of the result once               aim: at most 1.7 times its cost
-//   memory:  the most the process had while loading, beyond the result    aim: at most 1 MiB
+//   memory:  peak memory of a load beyond its result                      aim: at most 1 MiB
 //
 // Usage: bench_files [folder] [rounds]. Writes files of up to 130 MB into the folder (default: the temporary
-// one) and removes them. Each figure is the best processor time of the rounds; the ways take turns, so that
-// all meet the same machine.
+// one) and removes them. Each figure is the best processor time of the rounds. The ways alternate, so that
+// all run under the same conditions.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -34,7 +33,7 @@ using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 constexpr double kLimitMv = 2.5;
 
-/// A recording as instruments write them: slow waves with noise, three decimals.
+/// Value i of a recording like those of instruments: slow waves with noise, three decimals.
 int MicrovoltsAt(int i)
 {
     static std::uint32_t noise = 1;
@@ -72,7 +71,7 @@ void WriteBinary(const std::string& path, int count)
         put(MicrovoltsAt(i));
 }
 
-// --- the obvious ways
+// --- the plain ways
 
 std::unique_ptr<double[]> NaiveText(const std::string& path)
 {
@@ -118,8 +117,8 @@ void Release()
     (void)zeka::ExchangeRecording(nullptr, 0);
 }
 
-/// Processor time of this process, the kernel's part included: other programs on the machine disturb it
-/// least.
+/// Processor time of this process with its time in the kernel, which other
+/// programs on the machine disturb least.
 double ProcessorMs()
 {
     timespec used{};
@@ -134,7 +133,7 @@ double Milliseconds(const std::function<void()>& work)
     return ProcessorMs() - started;
 }
 
-/// A line of /proc/self/status, in bytes.
+/// The value of a line of /proc/self/status, in bytes.
 long StatusBytes(std::string_view name)
 {
     std::ifstream file("/proc/self/status");
@@ -144,10 +143,10 @@ long StatusBytes(std::string_view name)
     return -1;
 }
 
-/// The most memory while it works beyond what it keeps, in bytes.
+/// Peak memory during the work beyond what it keeps, in bytes.
 long ExtraPeak(const std::function<void()>& work, long result_bytes)
 {
-    std::ofstream("/proc/self/clear_refs") << "5"; // the high-water mark starts again
+    std::ofstream("/proc/self/clear_refs") << "5"; // resets the peak
     const long before = StatusBytes("VmRSS");
     work();
     return StatusBytes("VmHWM") - before - result_bytes;
@@ -189,7 +188,7 @@ void Compare(const std::string& folder, int count, int rounds)
     WriteMulti(multi, count);
     WriteBinary(binary, count);
 
-    for (const bool is_text : {true, false}) { // the same doubles, bit for bit
+    for (const bool is_text : {true, false}) { // both give the same doubles, bit for bit
         const auto values = is_text ? NaiveText(text) : NaiveBinary(binary);
         const std::vector<double> reference(values.get(), values.get() + samples);
         Check(is_text ? LoadECGtxtSingle(text.c_str()) : LoadECGBin(wide.c_str()), count, &reference);
@@ -230,8 +229,8 @@ void Compare(const std::string& folder, int count, int rounds)
 int main(int argc, char** argv)
 {
     const std::string folder = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
-    ::mallopt(M_MMAP_THRESHOLD,
-              128 * 1024); // every result is mapped afresh, as in a program that loads one file
+    // Maps every result anew, as in a program that loads one file.
+    ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
     Compare(folder, 1'000'000, rounds);
     Compare(folder, 20'000'000, rounds);

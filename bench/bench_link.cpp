@@ -1,15 +1,15 @@
-// bench_link.cpp - how soon the library answers a request of the instrument, and what that costs, beside a
-// bare loop in the same run that reads 64 bytes and writes a prepared 3200-byte block (the floor).
+// bench_link.cpp - the library's time from a request of the instrument to its answer, and its
+// processor time, beside the floor: a bare loop in the same run that reads 64 bytes and writes
+// a prepared block of 3200 bytes.
 //
-// Both talk to the same virtual instrument over a pseudo-terminal and take turns, so that they meet the same
-// machine. Two rhythms: one request per 17.5 ms, as an instrument asks while it plays, and back to back, the
-// next one as soon as a burst is there. The first of them is measured a second time with the processors kept
-// from sleeping: on an idle machine most of the time between the two ends is that of waking a processor up,
-// for which a virtual machine takes some 40 us, and which either finds asleep sooner or later. Times run from
-// just before the request is written to the moment the first and the last byte of its burst has been read at
-// the far end. Processor time is that of the process without the instrument's thread; `cpu` has its children
-// too, the library's listing of /dev every 1.2 s, which is the greater part of what it costs beyond the
-// floor; `own_cpu` leaves them out.
+// Both use the same virtual instrument over a pseudo-terminal and alternate, so that they run under the same
+// conditions. There are two rhythms: one request per 17.5 ms, as from an instrument that plays, and back to
+// back, where the next request follows as soon as a burst has arrived. The first rhythm is measured once more
+// with processors that are kept from sleeping, because on an idle machine most of the time is that of waking
+// a processor (some 40 us on a virtual machine). Times run from just before the request is written until the
+// first and the last byte of its burst have been read at the far end. Processor time is that of the process
+// without the instrument's thread. `cpu` includes its children: the library lists /dev every 1.2 s, which is
+// the greater part of its cost beyond the floor. `own_cpu` leaves them out.
 //
 //   request to last byte, median          aim: at most 1.5 times the floor's
 //   answers later than 5 ms               aim: at most the floor's share plus one per cent
@@ -55,7 +55,7 @@ using zeka::sim::Instrument;
 
 constexpr int kTurns = 3;
 constexpr double kLateUs = 5000.0;
-constexpr std::chrono::milliseconds kSettle{500}; // the instrument fills its store, then asks in its rhythm
+constexpr std::chrono::milliseconds kSettle{500}; // the instrument fills its buffer, then keeps its rhythm
 
 double turn_seconds = 10.0;
 
@@ -82,7 +82,7 @@ double ChildrensSeconds()
     return Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
 }
 
-/// The instrument, and the clock of its thread.
+/// The instrument, and the processor time of its thread.
 class FarEnd {
 public:
     explicit FarEnd(ClockMode clock) : instrument_(Configuration(clock))
@@ -96,7 +96,7 @@ public:
     }
     Instrument& Get() { return instrument_; }
 
-    /// Processor time of this process's threads but the instrument's.
+    /// Processor time of this process's threads without the instrument's.
     [[nodiscard]] double OthersSeconds() const
     {
         return ReadClock(CLOCK_PROCESS_CPUTIME_ID) - ReadClock(thread_clock_);
@@ -114,7 +114,7 @@ private:
     Instrument instrument_;
 };
 
-/// What one of the two was measured at; several turns add up.
+/// Measured values of one of the two; several turns add up.
 struct Figures {
     std::vector<double> first_us, last_us;
     double own_s = 0.0, children_s = 0.0;
@@ -163,7 +163,7 @@ Burst PreparedBurst()
     return burst;
 }
 
-/// False when the terminal has hung up.
+/// False after a hang-up of the terminal.
 template <std::size_t kBytes> bool ReadWhole(int fd, std::array<std::uint8_t, kBytes>& bytes)
 {
     for (std::size_t have = 0; have < bytes.size();) {
@@ -180,7 +180,7 @@ template <std::size_t kBytes> bool WriteWhole(int fd, const std::array<std::uint
     return ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }
 
-/// Opens the node, switches the output on, and answers until the cable is pulled.
+/// Opens the node, switches the output on, and answers until the instrument is unplugged.
 void BareLoop()
 {
     const int fd = ::open("/dev/ttyACM0", O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -189,7 +189,7 @@ void BareLoop()
     ::cfmakeraw(&raw);
     ::tcsetattr(fd, TCSANOW, &raw);
     Block block{};
-    bool going = WriteWhole(fd, block) && ReadWhole(fd, block); // the control block as it stands
+    bool going = WriteWhole(fd, block) && ReadWhole(fd, block); // the current control block
     block[1] = zeka::sim::kDone;
     block[2] = zeka::sim::kOutputOn;
     going = going && WriteWhole(fd, block) && ReadWhole(fd, block);
@@ -224,8 +224,8 @@ void MeasureLibrary(ClockMode clock, Figures& figures)
 
 // --- the machine
 
-/// Keeps every processor from sleeping with a process of its own that gives way to any other at once. Their
-/// time is no part of the figures: they are reaped behind a turn.
+/// Keeps every processor from sleeping by a process that yields to any other at once. The time of these
+/// processes is not counted, because they are reaped after a turn.
 class Wakeful {
 public:
     Wakeful()
@@ -275,7 +275,7 @@ private:
 struct Scenario {
     const char* name;
     ClockMode clock;
-    bool awake; // the processors are kept from sleeping
+    bool awake; // whether the processors are kept from sleeping
     Figures floor{}, library{};
     bool measured = false;
 };
@@ -330,7 +330,7 @@ void ReportRatios(benchmark::State& state, Scenario& scenario)
 // --- the command
 
 #ifdef ZEKA_COMMAND
-/// Runs `zeka play` for so many seconds of signal; false when it failed.
+/// Runs `zeka play` for so many seconds of signal; false on failure.
 bool Play(int seconds, rusage& usage)
 {
     const std::string length = std::to_string(seconds);
@@ -349,7 +349,7 @@ bool Play(int seconds, rusage& usage)
 void PlayCommand(benchmark::State& state)
 {
     constexpr int kShort = 2;
-    constexpr int kLong = 22; // the difference leaves out what starting and connecting cost
+    constexpr int kLong = 22; // the difference of two runs leaves starting and connecting out
     FarEnd far_end(ClockMode::kReal);
     rusage brief{}, whole{};
     for (auto _ : state)

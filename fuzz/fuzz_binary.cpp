@@ -1,4 +1,4 @@
-// fuzz_binary.cpp - the binary format: the result follows from rate, count and length alone.
+// fuzz_binary.cpp - the binary format: rate, count and length alone determine the result.
 #include "fuzz/memory_file.h"
 
 namespace {

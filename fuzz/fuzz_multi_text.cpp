@@ -1,5 +1,5 @@
-// fuzz_multi_text.cpp - the multi-channel text format, compared with the C library's reading of it. The first
-// byte of the input is the channel.
+// fuzz_multi_text.cpp - the multi-channel text format, compared with a reader based on the C library. The
+// first byte of the input is the channel.
 #include "fuzz/memory_file.h"
 #include "fuzz/reference_text.h"
 

@@ -1,5 +1,5 @@
-// fuzz_recordings.cpp - recordings of one file as 'zeka file' reads them, told by their first bytes: EDF and
-// BDF with and without annotations, text, binary.
+// fuzz_recordings.cpp - recordings in one file as 'zeka file' reads them, recognised by their first bytes:
+// EDF and BDF with and without annotations, text, binary.
 #include "formats/file_error.h"
 #include "formats/readers.h"
 #include "fuzz/memory_file.h"

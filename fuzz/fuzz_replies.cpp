@@ -1,6 +1,6 @@
-// fuzz_replies.cpp - whatever the instrument sends: exchanges, pings, the identity and the poll thread's
-// reads take it from a socket that already holds it all. The first bytes choose what the host does, the rest
-// is the input.
+// fuzz_replies.cpp - arbitrary bytes from the instrument: exchanges, pings, the identity and the poll
+// thread's reads take them from a socket that already holds them all. The first bytes of the input choose the
+// host's actions, the rest is what the instrument sends.
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const zeka::test::SocketPair ends = zeka::test::MakeSocketPair(SOCK_STREAM);
     const std::size_t input = size - kSteps < kMostInput ? size - kSteps : kMostInput;
     (void)!::write(ends.far, data + kSteps, input);
-    zeka::Publish(g_nDeviceReadTimeout, 0u); // everything that will ever come is there
+    zeka::Publish(g_nDeviceReadTimeout, 0u); // nothing more will arrive
     zeka::ForgetLateReplies();
     zeka::OpenPort(ends.near);
     for (std::size_t i = 0; i < kSteps; ++i)

@@ -1,4 +1,4 @@
-// fuzz_single_text.cpp - the single-channel text format, compared with the C library's reading of it.
+// fuzz_single_text.cpp - the single-channel text format, compared with a reader based on the C library.
 #include "fuzz/memory_file.h"
 #include "fuzz/reference_text.h"
 

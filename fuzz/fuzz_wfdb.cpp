@@ -1,5 +1,5 @@
-// fuzz_wfdb.cpp - WFDB records as 'zeka file' reads them. An input is a header, a NUL, and then what stands
-// in every file beside it, in the signals' files as in the annotations'.
+// fuzz_wfdb.cpp - WFDB records as 'zeka file' reads them. An input is a header, a NUL, and the content of
+// every file beside it, signals and annotations alike.
 #include "formats/file_error.h"
 #include "formats/wfdb_reader.h"
 #include "fuzz/memory_file.h"
@@ -22,7 +22,7 @@ void RequireWhole(const WfdbHeader& header, const std::vector<RecordedChannel>& 
             ZEKA_REQUIRE(std::isfinite(value));
         values += channel.values.size();
     }
-    // At most two values in three bytes, and no file is read twice.
+    // Three bytes hold at most two values, and no file is read twice.
     ZEKA_REQUIRE(values <= files.size() * (bytes / 3 * 2 + 1));
 }
 

@@ -1,5 +1,5 @@
-// memory_file.h - an input as a file: the loaders take paths, and a target wants no disk under it. Also what
-// every loader has to leave behind, whatever the file was.
+// memory_file.h - an input as a file in memory, because the loaders take paths. Also what every load must
+// leave behind, whatever the file was.
 #pragma once
 
 #include <cmath>
@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace zeka::fuzz {
 
-/// Ends the run with the line of the claim that does not hold.
+/// Ends the run and prints the claim that does not hold.
 inline void Require(bool holds, const char* claim)
 {
     if (holds)
@@ -46,7 +46,7 @@ private:
     std::string path_;
 };
 
-/// What a load of this result leaves behind: samples that can be streamed, or none.
+/// Checks what a load with this result leaves behind: samples that can be streamed, or none.
 inline void RequirePlayable(int result)
 {
     const CAutoCriticalSection lock(g_CriticalSection);
@@ -58,7 +58,7 @@ inline void RequirePlayable(int result)
         ZEKA_REQUIRE(std::fabs(ECGFile[i]) <= kFileLimitMv);
 }
 
-/// Starts without a recording, so that a result is this input's alone.
+/// Removes the recording, so that the result depends on this input alone.
 inline void Forget()
 {
     const CAutoCriticalSection lock(g_CriticalSection);

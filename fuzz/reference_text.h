@@ -1,5 +1,5 @@
-// reference_text.h - the text formats read the slow and obvious way, with the C library's own lines and
-// conversions, in the C locale. What the loaders make of a file is compared with this, value by value.
+// reference_text.h - reads the text formats slowly and plainly, with the C library's lines and conversions in
+// the C locale. The results of the loaders are compared with this, value by value.
 #pragma once
 
 #include <algorithm>
@@ -116,7 +116,7 @@ inline ReferenceResult ReadChannel(const std::uint8_t* data, std::size_t size, i
     return Samples(std::move(samples));
 }
 
-/// Bit for bit: a negative zero is another value than a zero.
+/// Bit for bit: negative zero is different from zero.
 inline bool SameSamples(const std::vector<double>& expected, const double* samples)
 {
     return expected.empty() || std::memcmp(expected.data(), samples, expected.size() * sizeof(double)) == 0;

@@ -1,6 +1,5 @@
-// replay.cpp - main() of a fuzz target without libFuzzer: runs it over every file of the folders that are
-// named, and over the empty input. Inputs that once failed lie there; a claim that does not hold ends the
-// program.
+// replay.cpp - main() of a fuzz target without libFuzzer: runs it over every file of the named folders, which
+// hold inputs that once failed, and over the empty input. A claim that does not hold ends the program.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -12,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-/// Longer than three of the blocks in which files are read, so that every kind of line meets their ends.
+/// Longer than three of the blocks in which files are read, so that every kind of
+/// line crosses their boundaries.
 constexpr std::size_t kLongInput = 200'000;
 
 std::vector<std::uint8_t> ReadAll(const std::filesystem::path& path)
@@ -37,7 +37,7 @@ int main(int argc, char** argv)
     int inputs = 0;
     for (int i = 1; i < argc; ++i)
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last one named is the one that failed
+            std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last one printed is the one that failed
             const auto input = ReadAll(entry.path());
             LLVMFuzzerTestOneInput(input.data(), input.size());
             RunRepeated(input);

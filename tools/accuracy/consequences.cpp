@@ -1,5 +1,5 @@
-// consequences.cpp - what follows from the way the signal is computed and can surprise at the bench, each
-// shown by a measurement that is held against the rule.
+// consequences.cpp - consequences of how the signal is computed that can surprise a user, each
+// measured and compared with its rule.
 #include "tools/accuracy/sections.h"
 
 #include <atomic>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr double kMs = 1000.0;
 
-/// Calls `change` once, from the signal callback at the given time: the only way to hit a certain sample.
+/// Calls `change` once, from the signal callback at the given time: the only way to hit a given sample.
 class ChangeDuringPlay {
 public:
     ChangeDuringPlay(double seconds, void (*change)())
@@ -33,7 +33,7 @@ public:
     ChangeDuringPlay& operator=(const ChangeDuringPlay&) = delete;
 
 private:
-    // The callback has no argument for an object.
+    // Static, because the callback has no argument for an object.
     static inline std::atomic<double> when_;
     static inline std::atomic<void (*)()> change_;
     static inline std::atomic<bool> done_;
@@ -55,8 +55,9 @@ void ChangesAheadOfTheBoundary(Bench& bench, Report& report)
     std::size_t first_new = 0;
     while (first_new < ac.size() && std::abs(ac[first_new]) < 0.75)
         ++first_new;
-    // The rule's sample is the first less than 0.4 ms (16 samples) from the end: the 15th before it. The one
-    // behind it is the first new one; one sample of tolerance for the clock's rounding at exactly 0.4 ms.
+    // By the rule the change follows the first sample less than 0.4 ms (16 samples) from the end, the
+    // 15th before it. The sample after that is the first new one; one sample of tolerance for the
+    // rounding of the clock at exactly 0.4 ms.
     const double ahead = kSampleRate - static_cast<double>(first_new);
     report.Add({"3 square, 1 to 2 mV", "new samples ahead of the boundary", 14.0, ahead, 1.0, kBySample});
     bench.Defaults();
@@ -83,15 +84,16 @@ void SineFollowsAtOnce(Bench& bench, Report& report)
             largest = ac[i] - ac[i - 1];
     constexpr double kTurn = 2.0 * std::numbers::pi;
     const double jump = std::sin(kTurn * 2.0 * kWhen) - std::sin(kTurn * kWhen);
-    // The callback hears every tenth sample, and the two curves go on for up to that long.
+    // The callback is called every tenth sample, so the two curves may continue for that long.
     report.Add({"1 sine, 1 to 2 Hz at 0.3 s", "jump, mV", jump, largest,
                 2.0 * kAcCountMv + 11.0 * kSampleS * kTurn * 3.0, "2 AC counts, 11 samples of slope"});
     bench.Defaults();
 }
 
-/// The trigger of pacing pulses outlives its stream: one that was stopped within 10 ms of a pulse leaves it
-/// set, and the next stream's first pulse stays out. Pacing that is switched off while an ECG plays goes at
-/// the end of a beat, far from any pulse, and leaves it armed.
+/// Switches pacing off so that its trigger is armed. The trigger survives its stream: a stream
+/// that is stopped within 10 ms of a pulse leaves it set, and the next stream omits its first
+/// pulse. Pacing that is switched off while an ECG plays ends at the end of a beat, far from any
+/// pulse, and leaves the trigger armed.
 void ArmPacing(Bench& bench)
 {
     constexpr double kTwoBeats = 2.5;
@@ -105,7 +107,7 @@ void ArmPacing(Bench& bench)
 
 void EarlyFirstPulse(Bench& bench, Report& report)
 {
-    constexpr double kMark = 0.13; // PR interval 0.16 s less the lead of 0.03 s
+    constexpr double kMark = 0.13; // PR interval 0.16 s less the 0.03 s by which the pulse leads
     report.Text(
         "**The first pacing pulse of ECG 8 is four samples early.** Every pacing pulse starts on the first "
         "sample "
@@ -167,7 +169,7 @@ void DcZero(Bench& bench, Report& report)
     report.Add({"DC channel at rest", "DC, mV", kDcCountMv / 2.0, Highest(dc), 1e-6, kExact});
 }
 
-/// Not measured: 24 h would have to be played. The library's own addition, made as often.
+/// Does not measure, because 24 h would have to be played: repeats the library's own addition as often.
 void Clock(Report& report, Extent extent)
 {
     report.Text(

@@ -1,5 +1,5 @@
-// distortion.cpp - total harmonic distortion and spurious level of the sine, beside those of a flawless sine
-// that is put into the same words.
+// distortion.cpp - total harmonic distortion and spurious level of the sine, beside those of
+// an ideal sine in the same words.
 #include "tools/accuracy/sections.h"
 #include "tools/accuracy/spectrum.h"
 
@@ -11,13 +11,13 @@
 namespace zeka::accuracy {
 namespace {
 
-constexpr double kSeconds = 10.0; // a whole number of periods of every frequency below
+constexpr double kSeconds = 10.0; // a whole number of periods for every frequency below
 
-/// What 16-bit words at 40000 samples/s can make of it, each cut towards zero.
+/// The sine in 16-bit words at 40000 samples/s, each cut towards zero.
 std::vector<double> FlawlessSine(double amplitude_mv, double hz, std::size_t samples)
 {
     std::vector<double> ac(samples);
-    const auto period = static_cast<std::size_t>(std::lround(kSampleRate / hz)); // whole for all of them
+    const auto period = static_cast<std::size_t>(std::lround(kSampleRate / hz)); // whole for all frequencies
     for (std::size_t n = 0; n < samples; ++n) {
         const double turn = static_cast<double>(n % period) / static_cast<double>(period);
         ac[n] = std::trunc(amplitude_mv / 2.0 / kAcCountMv * std::sin(2.0 * std::numbers::pi * turn)) *

@@ -11,7 +11,7 @@ namespace zeka::accuracy {
 namespace {
 
 constexpr double kMs = 1000.0;
-// Shares of the QRS: its amplitude is 1, of which 7/8 are above zero.
+// Shares of the QRS, whose amplitude is 1; 7/8 of it are above zero.
 constexpr double kRShare = 0.875;
 constexpr double kSShare = 0.125;
 constexpr double kRiseShare = 0.4375; // of the duration
@@ -28,7 +28,7 @@ struct Beat {
 
 std::size_t At(double seconds) { return static_cast<std::size_t>(std::lround(seconds * kSampleRate)); }
 
-/// Of the first largest value within [from, to).
+/// The instant of the first largest value within [from, to).
 double InstantOfHighest(std::span<const double> ac, double from, double to)
 {
     const auto first = ac.begin() + static_cast<std::ptrdiff_t>(At(from));
@@ -43,7 +43,7 @@ double InstantOfLowest(std::span<const double> ac, double from, double to)
     return static_cast<double>(std::min_element(first, last) - ac.begin()) * kSampleS;
 }
 
-/// The first instant from `from` on at which the signal has left zero.
+/// The first instant after `from` at which the signal leaves zero.
 double InstantOfLeaving(std::span<const double> ac, double from)
 {
     std::size_t i = At(from);
@@ -54,7 +54,7 @@ double InstantOfLeaving(std::span<const double> ac, double from)
 
 void AddBeat(Report& report, const std::string& name, std::span<const double> ac, const Beat& beat)
 {
-    const double slope = beat.amplitude_mv / (kFallShare * beat.qrs_s); // of R and S on either side
+    const double slope = beat.amplitude_mv / (kFallShare * beat.qrs_s); // of the straight lines of R and S
     const double hidden = slope * kSampleS / 2.0;
     report.Add(
         {name, "R, mV", kRShare * beat.amplitude_mv, Highest(ac), kAcCountMv + hidden, kByAcCountAndTop});
@@ -82,14 +82,14 @@ void EcgOfFixedTiming(Bench& bench, Report& report)
     }
 }
 
-/// P, PR and QT, which only the ECG of adjustable timing has.
+/// Adds P, PR and QT, which only the ECG with adjustable timing has.
 void AddIntervals(Report& report, const std::string& name, std::span<const double> ac, double pr_s,
                   double qt_s, const Beat& beat)
 {
     constexpr double kP = 0.2;
     constexpr double kPDurationS = 0.1;
     report.Add({name, "P, mV", kP, Highest(ac.first(At(kPDurationS))), kAcCountMv, kByAcCount});
-    // The second beat: its P wave leaves a signal that had come to rest.
+    // The second beat, because its P wave begins from a signal at rest.
     const double p_slope = kP * std::numbers::pi / kPDurationS;
     const double p = InstantOfLeaving(ac, 0.9);
     const double onset = InstantOfLeaving(ac, 1.0 + pr_s - 0.005);
@@ -116,7 +116,7 @@ void EcgOfAdjustableTiming(Bench& bench, Report& report)
         Must(ZEKASetPRInterval(timing.pr_s * kMs), "ZEKASetPRInterval");
         Must(ZEKASetQTInterval(timing.qt_s * kMs), "ZEKASetQTInterval");
         Must(ZEKASetQRSDuration(timing.qrs_s * kMs), "ZEKASetQRSDuration");
-        constexpr double kTShare = 180.0 / 250.0; // of what QT leaves behind the QRS
+        constexpr double kTShare = 180.0 / 250.0; // of the part of QT after the QRS
         const double end = timing.pr_s + timing.qt_s;
         const Beat beat{.qrs_s = timing.qrs_s,
                         .onset_s = timing.pr_s,

@@ -1,8 +1,8 @@
-// main.cpp - zeka_accuracy: plays every output function into the virtual instrument, measures what arrived
-// there and prints docs/accuracy.md. Ends with 1 when a figure is not at its limit, with 2 when it could not
-// measure.
+// main.cpp - zeka_accuracy: plays every output function into the virtual instrument, measures
+// what arrived there and prints docs/accuracy.md. Exits with 1 when a figure is not at its limit,
+// with 2 when it could not measure.
 //     zeka_accuracy > docs/accuracy.md
-//     zeka_accuracy --quick              a few seconds, a look at every chapter
+//     zeka_accuracy --quick              every chapter in part, within seconds
 #include "sim/private_dev.h"
 #include "tools/accuracy/sections.h"
 

@@ -16,8 +16,8 @@ namespace {
 constexpr double kMs = 1000.0;
 constexpr double kTurn = 2.0 * std::numbers::pi;
 
-/// What the staircase and the ramp on it come to at a time. The first step is taken as the ramp begins, so
-/// that the sum runs half a millivolt above the line from -300 mV.
+/// The level of the staircase with its ramp at a time. The first step comes as the ramp begins, so the sum is
+/// half a millivolt above the line from -300 mV.
 double RampMv(double t)
 {
     constexpr double kRest = -300.0;
@@ -30,7 +30,7 @@ double RampMv(double t)
     return t < kTurnS ? kRest + kStep + (t - kBegin) : -kRest + kStep - (t - kTurnS);
 }
 
-/// Follows function 15 on the instrument's thread.
+/// Follows function 15. Used on the instrument's thread.
 struct Staircase {
     void Take(std::span<const Sample> played)
     {
@@ -47,7 +47,7 @@ struct Staircase {
         steps += step;
         lowest = std::min(lowest, dc);
         highest = std::max(highest, dc);
-        // A step's own sample has the new DC level and the AC ramp of before.
+        // At a step the first sample has the new DC level and still the AC ramp of before.
         double& worst = step ? worst_on_a_step : worst_between;
         if (std::abs(off) > std::abs(worst))
             worst = off;
@@ -64,12 +64,12 @@ struct Staircase {
 void InputDynamicRange(Bench& bench, Report& report)
 {
     constexpr double kSeconds = 1222.0;
-    constexpr double kTwoSamplesOfRampMv = 2.0 * kSampleS; // at 1 mV/s: steps come two samples ahead
+    constexpr double kTwoSamplesOfRampMv = 2.0 * kSampleS; // at 1 mV/s: steps come two samples early
     constexpr double kLimit = kDcCountMv / 2.0 + kAcCountMv + kTwoSamplesOfRampMv;
     Staircase seen;
     bench.Play(15, kSeconds, [&](std::span<const Sample> played) { seen.Take(played); });
     const std::string name = "15 input dynamic range, 1222 s";
-    // 1201 up, 1200 down, and one back to rest at the end.
+    // 1201 steps up, 1200 down, and one back to rest at the end.
     report.Add({name, "steps of the DC channel", 2402.0, static_cast<double>(seen.steps), 0.0, kExact});
     report.Add({name, "DC lowest, mV", -300.0, seen.lowest, kDcCountMv / 2.0, kByDcCount});
     report.Add({name, "DC highest, mV", 300.5, seen.highest, kDcCountMv / 2.0, kByDcCount});
@@ -91,7 +91,8 @@ void DcOffset(Bench& bench, Report& report)
     bench.Defaults();
 }
 
-/// Amplitude of the component at `hz`, by correlation over the whole signal, which must hold whole periods.
+/// The amplitude of the component at `hz`, by correlation over the whole signal.
+/// REQUIRES: it holds whole periods.
 double Component(std::span<const double> signal, double hz)
 {
     double in_phase = 0.0;
@@ -122,7 +123,7 @@ void BaselineReset(Bench& bench, Report& report)
     bench.Defaults();
 }
 
-/// The ECG of function 7 with its waves at 0 mV leaves what is added to it.
+/// Sets the waves of function 7 to 0 mV, so that only what is added to the ECG remains.
 void FlatEcg()
 {
     Must(ZEKASetAmplitude(0.0), "ZEKASetAmplitude");
@@ -178,8 +179,8 @@ void MainsNoise(Bench& bench, Report& report)
         squares += value * value;
     const auto n = static_cast<double>(ac.size());
     const double rms = kMv / 2.0 / std::sqrt(3.0);
-    // The mean of n squares of uniform values spreads by 2/sqrt(45 n) of top^2, so the rms by 1/sqrt(5 n) of
-    // itself.
+    // The mean of n squares of uniform values has a standard deviation of 2/sqrt(45 n) of top^2, so the
+    // rms has 1/sqrt(5 n) of itself.
     constexpr double kSigmas = 5.0;
     report.Add({"random noise, 0.2 mV", "rms, mV", rms, std::sqrt(squares / n),
                 kSigmas * rms / std::sqrt(5.0 * n) + kAcCountMv / 2.0,
@@ -204,8 +205,7 @@ void DynamicRange(Bench& bench, Report& report)
             2.0));
         const std::string name = fmt::format("dynamic range, {} of 2 mV at 1 Hz, sine of 1 mV at 40 Hz",
                                              triangle ? "triangle" : "square");
-        // Neither has an even harmonic, so nothing of it falls on 40 Hz, its 40th, but what sampling folds
-        // there.
+        // Neither has even harmonics, so only what sampling folds there falls on 40 Hz, the 40th.
         report.Add({name, "amplitude of the sine, mV", kMv / 2.0, Component(ac, kHz), 2.0 * kAcCountMv,
                     "2 AC counts, cutting and sampling"});
         Must(ZEKASetDynamicRangeTest(false, triangle, kMv, kHz), "ZEKASetDynamicRangeTest");
@@ -216,13 +216,13 @@ void DynamicRange(Bench& bench, Report& report)
 void Breathing(Bench& bench, Report& report)
 {
     constexpr double kAmplitude = 1.0;
-    constexpr double kBreathS = 3.0; // 20 a minute, 1 s in, 2 s out
+    constexpr double kBreathS = 3.0; // 20 per minute, 1 s in, 2 s out
     constexpr int kBaselinePercent = 50;
     FlatEcg();
     Must(ZEKASetAmplitude(kAmplitude), "ZEKASetAmplitude");
     if (SetRespireAlgorithmParam(20, 2, 0, kBaselinePercent, 0, 0) != 1)
         throw std::runtime_error("the breathing was refused");
-    FlatEcg(); // the breathing keeps the amplitude it has taken
+    FlatEcg(); // the breathing keeps the amplitude of this moment
     const auto ac = Ac(bench.Play(7, 31.0));
     const double top = kAmplitude * kBaselinePercent / 100.0;
     const std::string name = "breathing 20/min, 1:2, baseline 0.5 mV";
@@ -237,7 +237,7 @@ void Breathing(Bench& bench, Report& report)
     const auto falls = Falls(ac, top / 2.0, top / 4.0);
     report.Add({name, "time above half height, ms", 2.0 / 3.0 * kMs, (falls.at(0) - rises.at(0)) * kMs,
                 2.0 * instant * kMs, kByInstant});
-    (void)EnableRespiration(false); // forgets the breathing; 1 when an instrument is open, as here
+    (void)EnableRespiration(false); // ends the breathing; 1 because an instrument is open
     bench.Defaults();
 }
 

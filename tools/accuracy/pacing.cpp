@@ -1,5 +1,4 @@
-// pacing.cpp - pacing pulses: width, height, rate, the distance to the QRS, second pulse, droop and
-// overshoot.
+// pacing.cpp - pacing pulses: width, height, rate, distance to the QRS, second pulse, droop and overshoot.
 #include "tools/accuracy/sections.h"
 
 #include <cmath>
@@ -10,7 +9,7 @@ namespace zeka::accuracy {
 namespace {
 
 constexpr double kMs = 1000.0;
-constexpr int kFlat = 11; // an output function that leaves the AC channel at 0 mV
+constexpr int kFlat = 11; // an output function with 0 mV on the AC channel
 
 double Level(const std::vector<double>& dc, double seconds)
 {
@@ -74,7 +73,7 @@ void Rates(Bench& bench, Report& report, Extent extent)
     bench.Defaults();
 }
 
-/// The pulses of an ECG at 72 beats per minute, and how far before the R wave they stand.
+/// Adds the pulses of an ECG at 72 beats per minute, and how far before the R wave they come.
 void AddLead(Bench& bench, Report& report, int function)
 {
     constexpr double kPerMinute = 72.0;
@@ -91,7 +90,7 @@ void AddLead(Bench& bench, Report& report, int function)
     double worst = kLeadMs + kOnsetToRMs;
     for (const double start : starts)
         for (const double r : measured.r_peak_s)
-            // The pulse's first sample lies half a sample behind the middle of its edge.
+            // The first sample of the pulse is half a sample after the middle of its edge.
             if (const double lead = (r - start - kSampleS / 2.0) * kMs;
                 lead > 0.0 && lead < 2.0 * kLeadMs + kOnsetToRMs &&
                 std::abs(lead - kLeadMs - kOnsetToRMs) > std::abs(worst - kLeadMs - kOnsetToRMs))
@@ -139,7 +138,7 @@ void DroopAndOvershoot(Bench& bench, Report& report)
         report.Add({name, "last sample of the pulse, mV", kHeight - kOvershoot * (1.0 - std::exp(-1.0)),
                     Level(dc, last), kDcCountMv / 2.0, kByDcCount});
         report.Add({name, "overshoot, mV", -kOvershoot, Lowest(ac), kAcCountMv, kByAcCount});
-        // It rises back through half and a fifth of its depth.
+        // The signal rises back through half and a fifth of its depth.
         constexpr double kFifth = 0.2;
         const double half = Rises(ac, -kOvershoot / 2.0, kOvershoot / 4.0).at(0);
         const double fifth = Rises(ac, -kOvershoot * kFifth, kOvershoot / 4.0).at(0);

@@ -1,4 +1,4 @@
-// periodic.cpp - functions 1 to 6 and 13: levels, frequency, interval, and what else each of them promises.
+// periodic.cpp - functions 1 to 6 and 13: levels, frequency, interval, and the other properties of each.
 #include "tools/accuracy/sections.h"
 
 #include <cmath>
@@ -44,7 +44,7 @@ std::vector<double> PlayAc(Bench& bench, const Wave& wave, const Setting& settin
     return Ac(bench.Play(wave.function, seconds));
 }
 
-/// `hidden`: how much of the top can lie between two samples.
+/// `hidden`: the part of the top that can lie between two samples.
 void AddLevels(Report& report, const std::string& name, std::span<const double> ac, double high, double low,
                double hidden = 0.0)
 {
@@ -53,7 +53,7 @@ void AddLevels(Report& report, const std::string& name, std::span<const double> 
     report.Add({name, "lowest, mV", low, Lowest(ac), kAcCountMv + hidden, set_by});
 }
 
-/// From instants on a slope of so many mV/s, one a period.
+/// Compares instants on a slope of so many mV/s, one per period.
 void AddTiming(Report& report, const std::string& name, std::vector<double> instants, double period,
                double slope)
 {
@@ -76,7 +76,7 @@ double SecondsFor(const Setting& setting, Extent extent)
     return periods / setting.hz;
 }
 
-/// The first of each list is the quick look.
+/// The first of each list in a quick run.
 std::span<const Setting> Chosen(std::span<const Setting> all, Extent extent)
 {
     return extent == Extent::kQuick ? all.first(1) : all;
@@ -92,7 +92,7 @@ void Sine(Bench& bench, Report& report, Extent extent)
         const double top = std::abs(setting.amplitude_mv) / 2.0;
         const double turn = 2.0 * std::numbers::pi * setting.hz;
         AddLevels(report, Name(kWave, setting), ac, top, -top, top * (1.0 - std::cos(turn * kSampleS / 2.0)));
-        const double level = top / 2.0; // away from zero, where the cut words stand still for a while
+        const double level = top / 2.0; // not at zero, where the cut words do not change for a while
         AddTiming(report, Name(kWave, setting), Rises(ac, level, level), 1.0 / setting.hz,
                   turn * std::sqrt(top * top - level * level));
     }
@@ -121,8 +121,8 @@ void Square(Bench& bench, Report& report, Extent extent)
         AddLevels(report, Name(kWave, setting), ac, top, -top);
         const auto rises = FirstSamples(Rises(ac, 0.0, top / 2.0));
         AddTiming(report, Name(kWave, setting), rises, 1.0 / setting.hz, kVertical);
-        const auto falls =
-            FirstSamples(Falls(ac, 0.0, top / 2.0)); // the signal begins high: one fall before the first rise
+        // The signal begins high: one fall comes before the first rise.
+        const auto falls = FirstSamples(Falls(ac, 0.0, top / 2.0));
         constexpr double kMs = 1000.0;
         report.Add({Name(kWave, setting), "time high, ms", 0.5 / setting.hz * kMs,
                     (falls.at(1) - rises.at(0)) * kMs, kSampleMs, kBySample});
@@ -165,7 +165,7 @@ void TriangularPulse(Bench& bench, Report& report, Extent extent)
     }
 }
 
-/// From the times at which it falls through two shares of its height.
+/// Measures the decay from the times at which it falls through two shares of its height.
 void AddDecay(Report& report, const std::string& name, std::span<const double> ac, double height)
 {
     constexpr double kEarly = 0.9;

@@ -1,5 +1,5 @@
-// recordings.cpp - functions 14 and 18: a recording from a file and one from memory; and the numbers that
-// play nothing.
+// recordings.cpp - functions 14 and 18: a recording from a file and one from memory; and the
+// function numbers that play nothing.
 #include "tools/accuracy/sections.h"
 
 #include <cmath>
@@ -19,7 +19,7 @@ constexpr double kRate = 500.0; // of the recordings
 constexpr int kCount = 1250;    // samples of them, 2.5 s
 constexpr double kTopMv = 2.0;
 
-/// Goes with the object.
+/// A file that is removed with the object.
 class TemporaryFile {
 public:
     TemporaryFile()
@@ -39,15 +39,16 @@ private:
     std::filesystem::path path_;
 };
 
-/// Four turns of a sine in the recording.
+/// Value k of the recording: four periods of a sine.
 double Value(int k) { return kTopMv * std::sin(2.0 * std::numbers::pi * k * 4.0 / kCount); }
 
 void AddTimes(Report& report, const std::string& name, std::span<const double> ac)
 {
-    // Each value of the recording is held for 80 samples: the edge at which it passes half of the top.
+    // Each value of the recording is held for 80 samples; this is the edge at
+    // which it passes half of the top.
     constexpr double kPeriodS = kCount / kRate / 4.0;
     const auto rises = Rises(ac, kTopMv / 2.0, kTopMv / 2.0);
-    std::vector<double> first_of_each; // pass of the recording
+    std::vector<double> first_of_each; // one per pass of the recording
     for (std::size_t i = 0; i < rises.size(); i += 4)
         first_of_each.push_back(rises[i]);
     const Intervals found = Between(first_of_each, 4.0 * kPeriodS);

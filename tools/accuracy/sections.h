@@ -1,4 +1,4 @@
-// sections.h - the chapters of the report. Each plays what it measures and leaves the output off.
+// sections.h - the chapters of the report. Each plays what it measures and switches the output off.
 #pragma once
 
 #include "tools/bench/bench.h"
@@ -7,7 +7,7 @@
 namespace zeka::accuracy {
 
 enum class Extent {
-    kQuick, // a look at every chapter, within seconds
+    kQuick, // every chapter in part, within seconds
     kFull,
 };
 

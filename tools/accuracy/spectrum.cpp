@@ -1,5 +1,5 @@
-// spectrum.cpp - lines of a spectrum with FFTW. Over whole periods every component falls on a line of its
-// own: no window.
+// spectrum.cpp - lines of a spectrum with FFTW. Over whole periods every component falls on
+// one line, so no window is used.
 #include "tools/accuracy/spectrum.h"
 
 #include <algorithm>
@@ -14,8 +14,7 @@ Purity PurityOf(std::span<const double> signal, std::size_t periods)
 {
     std::vector<double> in(signal.begin(), signal.end());
     std::vector<std::complex<double>> lines(signal.size() / 2 + 1);
-    // fftw_complex has the layout of std::complex<double>; this is the documented way to pass one for the
-    // other.
+    // fftw_complex has the layout of std::complex<double>; FFTW documents this cast.
     const fftw_plan plan = fftw_plan_dft_r2c_1d(static_cast<int>(in.size()), in.data(),
                                                 reinterpret_cast<fftw_complex*>(lines.data()), FFTW_ESTIMATE);
     fftw_execute(plan);

@@ -1,4 +1,4 @@
-// spectrum.h - harmonics and spurious components of a sine over a whole number of its periods.
+// spectrum.h - harmonics and spurious components of a sine over a whole number of periods.
 #pragma once
 
 #include <cstddef>
@@ -7,12 +7,12 @@
 namespace zeka::accuracy {
 
 struct Purity {
-    double thd_db;      // harmonics 2 to 10, as a whole, against the fundamental
-    double spurious_db; // the largest other component, DC left out
-    double rest_db;     // everything but DC and the fundamental, as a whole
+    double thd_db;      // harmonics 2 to 10 in total, relative to the fundamental
+    double spurious_db; // the largest other component without DC
+    double rest_db;     // everything but DC and the fundamental, in total
 };
 
-/// `signal` holds exactly `periods` periods.
+/// REQUIRES: `signal` holds exactly `periods` periods.
 Purity PurityOf(std::span<const double> signal, std::size_t periods);
 
 } // namespace zeka::accuracy

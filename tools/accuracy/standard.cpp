@@ -1,4 +1,4 @@
-// standard.cpp - functions 9, 10, 16 and 17: range of every standard test waveform, how often it repeats, and
+// standard.cpp - functions 9, 10, 16 and 17: the range of every standard test waveform, its repetition, and
 // the rhythm of the IEC 60601-2-47 patterns.
 #include "tools/accuracy/sections.h"
 
@@ -27,7 +27,7 @@ void AddRange(Report& report, const std::string& name, std::span<const double> a
     report.Add({name, "lowest, mV", range.low_uv / kUv, Lowest(ac), kAcCountMv, kByAcCount});
 }
 
-/// After how many samples the words come again: the lag near the expected one at which most of them agree.
+/// The time after which the words repeat: the lag near the expected one at which most of them are equal.
 double SecondsOfRepetition(const Samples& samples, double expected)
 {
     constexpr std::size_t kEitherSide = 3;
@@ -55,7 +55,7 @@ void AddRepetition(Report& report, const std::string& name, const Samples& sampl
 void Iec227(Bench& bench, Report& report, Extent extent)
 {
     struct Record {
-        double samples; // at 720 a second
+        double samples; // at 720 per second
         Range range;
     };
     constexpr double kRate = 720.0;
@@ -72,7 +72,7 @@ void Iec227(Bench& bench, Report& report, Extent extent)
     for (std::size_t i = 0; i < kRecords.size(); ++i) {
         if (extent == Extent::kQuick && i != 3) // the shortest
             continue;
-        (void)SetSpecialWave227(static_cast<int>(i)); // always 0
+        (void)SetSpecialWave227(static_cast<int>(i)); // always returns 0
         const double seconds = kRecords[i].samples / kRate;
         const Samples samples = bench.Play(9, seconds + 10.0);
         const std::string name = fmt::format("9 IEC 60601-2-27, number {}", i);
@@ -102,7 +102,7 @@ void Iec251(Bench& bench, Report& report, Extent extent)
     for (std::size_t i = 0; i < kRanges.size(); ++i) {
         if (extent == Extent::kQuick && i != 5) // the largest
             continue;
-        (void)SetSpecialWave251(static_cast<int>(i)); // always 0
+        (void)SetSpecialWave251(static_cast<int>(i)); // always returns 0
         const Samples samples = bench.Play(10, 2.5);
         const std::string name = fmt::format("10 IEC 60601-2-51, number {}", i);
         AddRange(report, name, Ac(samples), kRanges[i]);
@@ -133,7 +133,7 @@ void Ane20000(Bench& bench, Report& report, Extent extent)
     }
 }
 
-/// The farthest that an RR interval of the first minute is from its rhythm.
+/// Adds the largest deviation of an RR interval in the first minute from its rhythm.
 void AddRhythm(Report& report, const std::string& name, const Samples& samples, double mean_s, double depth_s,
                double hz)
 {
@@ -142,8 +142,8 @@ void AddRhythm(Report& report, const std::string& name, const Samples& samples, 
     double longest = 0.0;
     double shortest = 1e9;
     for (std::size_t i = 1; i < peaks.size(); ++i) {
-        const double begin =
-            peaks[i - 1] - peaks[0]; // of the beat, whose R wave stands at the same place in all
+        // Begin of the beat, whose R wave has the same place in all beats.
+        const double begin = peaks[i - 1] - peaks[0];
         const double asked = mean_s + depth_s * std::sin(2.0 * std::numbers::pi * hz * begin);
         const double rr = peaks[i] - peaks[i - 1];
         if (std::abs(rr - asked) > std::abs(worst))
@@ -172,7 +172,7 @@ void Iec247(Bench& bench, Report& report, Extent extent)
     for (std::size_t i = 0; i < kPatterns.size(); ++i) {
         if (extent == Extent::kQuick && i != 1)
             continue;
-        (void)SetSpecialWave247(static_cast<int>(i)); // always 0
+        (void)SetSpecialWave247(static_cast<int>(i)); // always returns 0
         const double repeated = extent == Extent::kQuick ? 0.0 : 10.0;
         const Samples samples = bench.Play(16, (extent == Extent::kQuick ? 10.0 : 60.0) + repeated);
         const std::string name = fmt::format("16 IEC 60601-2-47, number {}", i);

@@ -1,4 +1,5 @@
-// sweep.cpp - the frequency of both sweeps against time, from where the received signal crosses a level.
+// sweep.cpp - the frequency of both sweeps over time, from the times at which the
+// received signal crosses a level.
 #include "tools/accuracy/sections.h"
 
 #include <algorithm>
@@ -16,13 +17,14 @@ struct Sweep {
     double seconds;
     double start_hz;
     double stop_hz;
-    double begins_s = 0.0; // what is played before is a sine of the start frequency
+    double begins_s = 0.0; // before it a sine of the start frequency is played
 
     [[nodiscard]] double HzAt(double t) const
     {
         return start_hz + (stop_hz - start_hz) * (t - begins_s) / seconds;
     }
-    /// When the phase reaches so many turns, for a frequency that runs straight from start to stop.
+    /// The time at which the phase reaches so many turns, for a frequency that is
+    /// linear in time from start to stop.
     [[nodiscard]] double SecondsAt(double turns) const
     {
         const double slope = (stop_hz - start_hz) / seconds;
@@ -31,21 +33,21 @@ struct Sweep {
     }
 };
 
-/// In a sweep the n-th event of equal phase is `turn_of_first` + n turns from the start.
+/// Adds the frequency over time. The n-th event of equal phase is `turn_of_first` + n turns from the start.
 void AddCurve(Report& report, const std::string& name, const Sweep& sweep,
               const std::vector<double>& instants, double turn_of_first, double counts_per_second_at_1_hz)
 {
-    // The error of an instant: a sample, and a count on the slope, which grows with the frequency.
+    // The error of an instant: one sample, and one count on the slope, which grows with the frequency.
     const auto instant_at = [&](double hz) { return kSampleS + 1.0 / (counts_per_second_at_1_hz * hz); };
     for (const double share : {0.02, 0.1, 0.25, 0.5, 0.75, 0.9, 0.98}) {
         const double around = share * sweep.seconds;
-        const double half =
-            std::max(0.25, 0.75 / sweep.HzAt(around)); // s, either side: at least a whole turn
+        // Seconds on either side: at least a whole turn.
+        const double half = std::max(0.25, 0.75 / sweep.HzAt(around));
         const auto first = std::ranges::lower_bound(instants, around - half);
         const auto last = std::ranges::upper_bound(instants, around + half) - 1;
         if (last <= first)
             continue;
-        // The mean over some turns is, in a straight sweep, the frequency in the middle of them.
+        // In a linear sweep the mean over some turns is the frequency in the middle of them.
         const double span = *last - *first;
         const double measured = static_cast<double>(last - first) / span;
         const double asked = sweep.HzAt((*first + *last) / 2.0);
@@ -79,7 +81,7 @@ Samples Collect(Bench& bench, const std::function<void()>& start)
 
 void AddDuration(Report& report, const std::string& name, const Sweep& sweep, const Samples& samples)
 {
-    // Whole bursts are played; the end is looked for once in each.
+    // The library plays whole bursts and checks for the end once in each.
     report.Add({name, "played, s", sweep.begins_s + sweep.seconds,
                 static_cast<double>(samples.size()) * kSampleS, kBurstS, "one burst of 17.5 ms"});
 }
@@ -95,7 +97,7 @@ void SineSweep(Bench& bench, Report& report, const Sweep& sweep)
     });
     const std::string name =
         fmt::format("sine, {:g} to {:g} Hz in {:g} s", sweep.start_hz, sweep.stop_hz, sweep.seconds);
-    // At half of its height a sine is a twelfth of a turn from its rising zero.
+    // At half of its height a sine is a twelfth of a turn after its rising zero.
     const auto ac = Ac(samples);
     const double top = kAmplitude / 2.0;
     const auto instants = Rises(ac, top / 2.0, top / 4.0);
@@ -104,17 +106,17 @@ void SineSweep(Bench& bench, Report& report, const Sweep& sweep)
     AddDuration(report, name, sweep, samples);
 }
 
-/// The ECG's own sweep: its R waves come later within their beats as the beats get shorter.
+/// The sweep of the ECG: its R waves come later within their beats as the beats get shorter.
 void EcgSweep(Bench& bench, Report& report)
 {
     constexpr Sweep kSweep{30.0, 0.05, 0.5};
-    constexpr double kHalfRS = 0.01 + 0.04375 / 2.0; // into the beat
+    constexpr double kHalfRS = 0.01 + 0.04375 / 2.0; // from the beginning of the beat
     constexpr double kHalfRMv = 0.4375;
     constexpr double kRiseMvPerS = 0.875 / 0.04375;
     Must(ZEKASetAmplitude(1.0), "ZEKASetAmplitude");
     const Samples samples = Collect(bench, [] { Must(SetFreqScanECG(true), "SetFreqScanECG"); });
     const auto instants = Rises(Ac(samples), kHalfRMv, kHalfRMv / 2.0);
-    // Phase minus whole turns, start_hz t + slope t^2 / 2 - n, equals kHalfRS times the frequency at t.
+    // The phase less whole turns, start_hz t + slope t^2 / 2 - n, equals kHalfRS times the frequency at t.
     const double slope = (kSweep.stop_hz - kSweep.start_hz) / kSweep.seconds;
     const double linear = kSweep.start_hz - kHalfRS * slope;
     double worst = 0.0;
@@ -126,8 +128,8 @@ void EcgSweep(Bench& bench, Report& report)
             worst = off;
     }
     const std::string name = "ECG 7, 0.05 to 0.5 Hz in 30 s";
-    const double beats =
-        (kSweep.start_hz + kSweep.stop_hz) / 2.0 * kSweep.seconds; // 8.25: the ninth has begun
+    // 8.25 beats: the ninth has begun.
+    const double beats = (kSweep.start_hz + kSweep.stop_hz) / 2.0 * kSweep.seconds;
     report.Add({name, "R waves", std::ceil(beats), static_cast<double>(instants.size()), 0.0, kExact});
     report.Add({name, fmt::format("instant of an R wave, us off, worst of {}", instants.size()), 0.0,
                 worst * 1e6, (kSampleS + kAcCountMv / kRiseMvPerS) * 1e6, kByInstant});

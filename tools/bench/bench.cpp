@@ -1,5 +1,5 @@
-// bench.cpp - connects the library to a virtual instrument, plays one signal after the other and collects
-// what arrives.
+// bench.cpp - connects the library to a virtual instrument, plays one signal after the
+// other and collects what arrives.
 #include "tools/bench/bench.h"
 
 #include "tools/bench/figures.h"
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kPort = 0;
 constexpr unsigned kConnectMs = 20000;
-constexpr std::chrono::seconds kPatience{120}; // on a loaded machine; a signal that arrives does not take it
+constexpr std::chrono::seconds kPatience{120}; // for a loaded machine; an arrived signal ends the wait
 
 sim::InstrumentConfig FastClock()
 {
@@ -31,9 +31,8 @@ std::size_t SampleCount(double seconds)
     return static_cast<std::size_t>(std::lround(seconds * kSampleRate));
 }
 
-/// Hands what is played to a listener for as long as the object lives. The instrument's thread may still be
-/// about to hand over when a consumer is taken away, so the listener is reached through a shared, locked
-/// hand.
+/// Passes what is played to a listener while the object lives. The instrument's thread may still be in the
+/// consumer when it is removed, so the listener is reached through a shared object with a lock.
 class Following {
 public:
     Following(sim::Instrument& instrument, const sim::Instrument::Consumer& listener)
@@ -146,7 +145,8 @@ void Bench::PlayToItsEnd(const std::function<void()>& start, const sim::Instrume
     const std::uint64_t before = instrument_.Stats().stream.played_samples;
     const Following following(instrument_, listener);
     start();
-    // The library stops sending; that the output goes off is told with the next selection of function 0.
+    // The library stops sending; the next selection of function 0 tells the
+    // instrument to switch the output off.
     if (!instrument_.WaitFor([] { return !ZEKAIsPlaying(); }, kPatience))
         throw std::runtime_error("the signal did not end by itself");
     Stop();

@@ -25,7 +25,7 @@ std::string Number(double value, double limit)
         limit > 0.0 ? std::clamp(2 - static_cast<int>(std::floor(std::log10(limit))), 0, kMost) : 3;
     std::string text = fmt::format("{:.{}f}", value, decimals);
     if (text.starts_with('-') && text.find_first_of("123456789") == std::string::npos)
-        text.erase(0, 1); // no negative zero
+        text.erase(0, 1); // "-0" becomes "0"
     return text;
 }
 

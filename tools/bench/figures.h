@@ -1,5 +1,5 @@
-// figures.h - what was asked for and what was measured, laid out as Markdown; and the limits that the words
-// and the sample rate set. A figure that is farther from what was asked for than its limit is a miss.
+// figures.h - requested and measured figures as Markdown, and the limits that the words and the sample rate
+// set. A figure whose difference exceeds its limit is a miss.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ inline constexpr double kSampleMs = 1000.0 * kSampleS;
 inline constexpr double kAcCountMv = 1.0 / 6400.0; // the AC word is cut towards zero: off by less than one
 inline constexpr double kDcCountMv = 2000.0 / 65535.0; // the DC word is rounded: off by at most half of one
 
-/// Names of what sets a limit, for the table's column.
+/// What sets a limit, for the table's column.
 inline constexpr std::string_view kByAcCount = "1 AC count";
 inline constexpr std::string_view kByAcCountAndTop = "1 AC count, top between samples";
 inline constexpr std::string_view kByDcCount = "half a DC count";
@@ -39,12 +39,12 @@ public:
 
     void Add(const Figure& figure);
 
-    /// A table of another shape; its lines follow by Row.
+    /// Begins a table of another shape; its lines follow with Row.
     void Head(const std::vector<std::string>& columns);
     void Row(const std::vector<std::string>& cells, bool at_limit);
 
     [[nodiscard]] const std::string& Markdown() const { return text_; }
-    /// The chapters, each with its number of figures and of misses.
+    /// The list of chapters, each with its number of figures and of misses.
     [[nodiscard]] std::string Contents() const;
     [[nodiscard]] std::size_t Figures() const { return figures_; }
     [[nodiscard]] const std::vector<std::string>& Misses() const { return misses_; }
@@ -61,12 +61,12 @@ private:
 
     std::string text_;
     std::vector<Chapter> chapters_;
-    bool in_figures_ = false; // the last line is one of a table of figures
+    bool in_figures_ = false; // whether the last line belongs to a table of figures
     std::size_t figures_ = 0;
     std::vector<std::string> misses_;
 };
 
-/// So many significant digits as a measurement with this limit bears.
+/// The value with as many significant digits as the limit of its measurement justifies.
 std::string Number(double value, double limit);
 
 } // namespace zeka::accuracy

@@ -10,7 +10,7 @@ namespace zeka::waveforms {
 
 inline constexpr double kPixelsPerMm = 4.0;
 
-/// How a panel maps its signal: paper speed and gain, and what part of the signal it shows.
+/// How a panel shows its signal: paper speed and gain, and the part of the signal.
 struct Scale {
     double mm_per_s;
     double mm_per_mv;
@@ -29,7 +29,7 @@ struct Trace {
     double rate;
 };
 
-/// How often the axes are labelled.
+/// The distances of the labels on the axes.
 struct Ticks {
     double s;
     double mv;
@@ -41,11 +41,12 @@ public:
 
     void Text(double x, double y, const std::string& text, double size = 12.0, bool bold = false);
 
-    /// Paper, axes and trace with the upper left corner of the paper at x, y; `grid` rules it in millimetres.
+    /// Draws paper, axes and trace with the upper left corner of the paper at x, y;
+    /// `grid` rules it in millimetres.
     void Panel(double x, double y, const Scale& scale, const Trace& trace, const Ticks& ticks,
                bool grid = true);
 
-    /// Points joined by lines in a plain frame: x from 0 to `x_end`, y from `low` to `high`.
+    /// Draws points joined by lines in a plain frame: x from 0 to `x_end`, y from `low` to `high`.
     struct Frame {
         double x, y, width, height;
         double x_end, low, high;
@@ -54,7 +55,7 @@ public:
     };
     void Plot(const Frame& frame, std::span<const double> xs, std::span<const double> ys);
 
-    /// Throws std::runtime_error when it cannot be written.
+    /// Writes the PNG file. Throws std::runtime_error when that fails.
     void Write(const std::string& path) const;
 
 private:

@@ -1,5 +1,5 @@
-// families.cpp - draws each family of waveforms. All but ANE20000 come from the library's accessors;
-// ANE20000, which has none, is played into the virtual instrument and drawn as it was received.
+// families.cpp - draws each family of waveforms. All but ANE20000 come from the library's accessors. ANE20000
+// has none, so it is played into the virtual instrument and drawn as received.
 #include "tools/waveforms/families.h"
 
 #include "tools/bench/bench.h"
@@ -17,8 +17,8 @@ namespace zeka::waveforms {
 namespace {
 
 constexpr double kMargin = 52.0; // left of a panel, for its axis
-constexpr double kTitle = 26.0;  // above it
-constexpr double kBelow = 24.0;  // under it, for its axis
+constexpr double kTitle = 26.0;  // above a panel
+constexpr double kBelow = 24.0;  // below a panel, for its axis
 
 struct Signal {
     std::vector<double> millivolts;
@@ -41,7 +41,7 @@ Signal FromMicrovolts(const int* samples, unsigned length, unsigned rate)
     return signal;
 }
 
-/// Down to the next half mV that leaves some room.
+/// Rounds down to the next half mV that leaves some room.
 double Below(double mv) { return std::floor((mv - 0.1) * 2.0) / 2.0; }
 double Above(double mv) { return std::ceil((mv + 0.1) * 2.0) / 2.0; }
 
@@ -50,7 +50,7 @@ struct Cell {
     Signal signal;
 };
 
-/// One second each, side by side at 50 mm/s, all as high as the tallest.
+/// Draws one second of each, side by side at 50 mm/s, all as high as the tallest.
 void Sheet(const std::string& path, const std::string& title, const std::vector<Cell>& cells,
            std::size_t columns)
 {
@@ -89,7 +89,7 @@ void DrawIec227(const std::string& folder)
     struct Record {
         const char* name;
         const char* what;
-        double from_s; // of the close look
+        double from_s; // of the enlarged part
     };
     constexpr std::array<Record, 10> kRecords{{{"aami3a", "ventricular bigeminy", 0.0},
                                                {"aami3b", "slow alternating ventricular bigeminy", 0.0},
@@ -187,7 +187,7 @@ void DrawIec247(const std::string& folder)
         canvas.Text(kMargin, y - 8.0, fmt::format("{}  {}", i, kWhat[i]), 12.0, true);
         canvas.Panel(kMargin, y, strip, signal.AsTrace(), {1.0, 0.5});
 
-        // Where each beat or triangle rises through half a mV.
+        // The instants at which each beat or triangle rises through half a mV.
         std::vector<double> at;
         std::vector<double> rr_ms;
         double before = -1.0;

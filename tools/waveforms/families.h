@@ -1,12 +1,12 @@
-// families.h - the pictures of the standard test waveforms, one family each, from the library's own
-// accessors.
+// families.h - draws the pictures of the standard test waveforms, one family each,
+// from the library's own accessors.
 #pragma once
 
 #include <string>
 
 namespace zeka::waveforms {
 
-/// Each writes its PNG files into the folder. They throw std::runtime_error.
+/// Each function writes its PNG files into the folder. Throws std::runtime_error.
 void DrawIec227(const std::string& folder);
 void DrawIec251(const std::string& folder);
 void DrawAne20000(const std::string& folder);

@@ -73,7 +73,7 @@ ZEKA_SIM_API int zeka_sim_enter_private_dev(void);
 /** Whether the process runs in a private world, its own or one that it was started in. */
 ZEKA_SIM_API bool zeka_sim_in_private_dev(void);
 
-/** Makes an unplugged instrument. `fast`: every burst is played at once, not in real time. Null on failure. */
+/** Makes an unplugged instrument; `fast`: it plays every burst at once, not in real time. Null on failure. */
 ZEKA_SIM_API ZekaSim* zeka_sim_new(bool fast);
 /** Unplugs and destroys it; null is ignored. */
 ZEKA_SIM_API void zeka_sim_free(ZekaSim* sim);

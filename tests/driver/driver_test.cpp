@@ -1,8 +1,8 @@
-// driver_test.cpp - the library against the instrument behind the kernel's real CDC-ACM driver: every harm in every
-// phase of a connection, a hundred removals, steps of the clock, a process that is stopped. Runs in the emulated machine
-// that scripts/test-driver boots; outside of it the tests are skipped.
+// driver_test.cpp - the library against the instrument behind the kernel's real CDC-ACM driver: every harm in
+// every phase of a connection, a hundred removals, steps of the clock, a stopped process. Runs in the
+// emulated machine that scripts/test-driver boots; elsewhere the tests are skipped.
 //
-// A line "figures: ..." on the standard output ends up beside the test's name in the results.
+// A line "figures: ..." on standard output appears beside the test's name in the results.
 #include "sim/vhci.h"
 #include "system/connected.h"
 
@@ -26,8 +26,8 @@ using zeka::test::milliseconds;
 using zeka::test::Since;
 using zeka::test::WaitUntil;
 
-constexpr milliseconds kLossSeenWithin{900}; // 100 ms is the promise; the emulator's clock is fair, not exact
-constexpr milliseconds kBackWithin{45000};   // a supervisor that nobody wakes looks every 30 s
+constexpr milliseconds kLossSeenWithin{900}; // 100 ms is the promise; the emulator's scheduling is coarse
+constexpr milliseconds kBackWithin{45000};   // a supervisor that is not woken checks every 30 s
 constexpr milliseconds kHarmLasts{2500};
 constexpr const char* kNode = "/dev/ttyACM0";
 constexpr const char* kLock = "/var/lock/kestrava.ACM0.lock";
@@ -76,7 +76,8 @@ protected:
         return instrument.WaitFor([&] { return instrument.Stats().stream.bursts >= wanted; },
                                   zeka::test::kPatience);
     }
-    /// Exchanges succeed again, a stream runs without a gap. How long the first of it took.
+    /// Waits until exchanges succeed again and a stream runs without a gap. Returns
+    /// the time to the first success.
     milliseconds WorksAgain()
     {
         const auto start = Clock::now();
@@ -103,7 +104,7 @@ protected:
 
 private:
     std::pair<std::size_t, std::size_t> at_first_;
-    std::pair<std::size_t, std::size_t> with_waker_; // the library's own waking descriptor, once in its life
+    std::pair<std::size_t, std::size_t> with_waker_; // the library's own waking descriptor is opened once
 };
 
 // ------------------------------------------------------------------------------------------- harms and phases
@@ -119,11 +120,11 @@ struct Case {
 struct PhaseRow {
     Phase phase;
     const char* name;
-    std::optional<Command> begins; // by this command of the host; without one the harm is there at once
+    std::optional<Command> begins; // by this command of the host; empty: the harm is there at once
     milliseconds at_most;          // for the call that makes the phase
 };
 
-// An exchange that is not answered takes up to 0.5 s, and may stand behind the supervisor's ping of 2 s.
+// An exchange that is not answered takes up to 0.5 s, and may wait for the supervisor's ping of 2 s.
 constexpr std::array kPhases{
     PhaseRow{Phase::kSearch, "Search", {}, milliseconds{100}},
     PhaseRow{Phase::kIdentity, "Identity", Command::kPing, milliseconds{100}},
@@ -134,8 +135,8 @@ constexpr std::array kPhases{
     PhaseRow{Phase::kStreaming, "Streaming", {}, milliseconds{6000}},
     PhaseRow{Phase::kUpload, "Upload", Command::kWaveformData, milliseconds{30000}}, // up to 150 exchanges
     PhaseRow{Phase::kStore, "Store", Command::kRomStore, milliseconds{20000}},
-    PhaseRow{Phase::kFree, "Free", Command::kControlRead,
-             milliseconds{6000}}, // without the bound of close() 10 s
+    // Without the bound of close() it would be 10 s.
+    PhaseRow{Phase::kFree, "Free", Command::kControlRead, milliseconds{6000}},
 };
 
 struct HarmRow {
@@ -165,11 +166,11 @@ const std::vector<HarmRow>& Harms()
 const HarmRow& RowOf(Harm harm) { return Harms().at(static_cast<std::size_t>(harm)); }
 const PhaseRow& RowOf(Phase phase) { return kPhases.at(static_cast<std::size_t>(phase)); }
 
-/// Where a harm touches nothing that the phase does, or does what it does in another one, it is left out.
+/// Leaves out a harm that affects nothing in the phase, or does the same as in another one.
 bool MakesSense(Harm harm, Phase phase)
 {
     switch (harm) {
-    case Harm::kDeaf: // felt by whoever opens or closes
+    case Harm::kDeaf: // affects only opening and closing
         return phase != Phase::kExchange && phase != Phase::kStart && phase != Phase::kUpload &&
                phase != Phase::kStore;
     case Harm::kSplit:
@@ -195,7 +196,7 @@ class Harmed : public Driver, public testing::WithParamInterface<Case> {
 protected:
     bool Removes() const { return RowOf(GetParam().harm).removal.has_value(); }
 
-    /// Up to where the phase begins.
+    /// Brings the connection to the beginning of the phase.
     void Prepare()
     {
         const Phase phase = GetParam().phase;
@@ -208,7 +209,7 @@ protected:
             Stream();
     }
 
-    /// A search takes a look about once a second; the rounds meet it at different places.
+    /// A search checks about once per second; the rounds meet it at different points.
     void PlugInAndOutWhileItSearches()
     {
         instrument.Unplug();
@@ -244,7 +245,7 @@ protected:
         }
     }
 
-    /// The call that the phase is about; its result.
+    /// Makes the call that the phase is about; returns its result.
     int Act() const
     {
         switch (GetParam().phase) {
@@ -271,7 +272,8 @@ protected:
         return 0;
     }
 
-    /// The instrument is gone: the library knows, lets go of everything, and it is plugged in again.
+    /// Waits until the library has noticed the loss and closed everything, then
+    /// plugs the instrument in again.
     milliseconds SeeTheLoss()
     {
         EXPECT_TRUE(
@@ -285,7 +287,7 @@ protected:
     }
 
 private:
-    std::optional<Clock::time_point> harmed_at_; // where it did not come in the middle of a call
+    std::optional<Clock::time_point> harmed_at_; // empty when it came in the middle of a call
 };
 
 TEST_P(Harmed, IsEnduredAndEnds)
@@ -306,7 +308,7 @@ TEST_P(Harmed, IsEnduredAndEnds)
     }
     if (GetParam().phase == Phase::kFree) {
         EXPECT_FALSE(ZEKAIsConnected());
-        // Nobody is told of an end that was asked for; a loss that came first is told.
+        // The application is not told of an end that it requested; a loss before that end is reported.
         EXPECT_LE(Listener::Get().Heard().size(), heard + (Removes() ? 1 : 0));
         ASSERT_TRUE(ZEKAInit(Listener::Hear));
     }
@@ -356,13 +358,13 @@ TEST_F(Driver, HundredRemovalsLeakNothingAndKeepTheNumber)
         ASSERT_TRUE(Listener::Get().WaitForCount(heard + 1)) << round;
         worst =
             std::max(worst, std::chrono::duration_cast<milliseconds>(Listener::Get().When(heard) - start));
-        if (round % 10 == 9) // long enough for a search that finds nothing
+        if (round % 10 == 9) // long enough for a search without result
             std::this_thread::sleep_for(milliseconds{1500});
         instrument.Plug(0);
         ASSERT_EQ(instrument.State().node, kNode) << round;
         ASSERT_TRUE(Listener::Get().WaitForCount(heard + 2)) << round;
         if (round == 0) {
-            std::this_thread::sleep_for(milliseconds{200}); // the poll thread comes behind the announcement
+            std::this_thread::sleep_for(milliseconds{200}); // the poll thread starts after the announcement
             settled = Held();
         }
     }
@@ -390,7 +392,7 @@ TEST_P(ClockStep, DisturbsNothing)
     EXPECT_LT(setter, milliseconds{500});
     EXPECT_TRUE(MoreBursts(100));
     EXPECT_EQ(instrument.Stats().stream.underruns, 0u);
-    EXPECT_EQ(Listener::Get().Heard().size(), 1u); // never lost
+    EXPECT_EQ(Listener::Get().Heard().size(), 1u); // it was never lost
     instrument.Unplug();
     EXPECT_TRUE(Listener::Get().WaitForCount(2, kLossSeenWithin));
     instrument.Plug(0);
@@ -406,15 +408,15 @@ INSTANTIATE_TEST_SUITE_P(Of, ClockStep,
                                          std::pair("TenYearsBack", -kTenYears)),
                          [](const auto& row) { return std::string(row.param.first); });
 
-/// The library in a process of its own, which can be stopped while the instrument goes on.
+/// The library in a process of its own, which is stopped while the instrument continues.
 class Stopped : public Driver, public testing::WithParamInterface<bool> {
 protected:
     [[noreturn]] static void Application(bool streams, int say, int hear)
     {
         char byte = 0;
         bool well = ZEKAConnect(0, 20000) == 1 && (!streams || ZEKASetOutputFunction(1) == 0);
-        well = ::write(say, "!", 1) == 1 && ::read(hear, &byte, 1) == 1 &&
-               well; // is stopped and goes on meanwhile
+        // Is stopped and continued between these two.
+        well = ::write(say, "!", 1) == 1 && ::read(hear, &byte, 1) == 1 && well;
         well = (streams || ZEKASetCalibrationMode(false) == 1) && well;
         well = ZEKASetOutputFunction(2) == 0 && ZEKASetAmplitude(2.0) == 0 && well;
         well = ::write(say, "!", 1) == 1 && ::read(hear, &byte, 1) == 1 && well;

@@ -1,9 +1,9 @@
-// guest_init.cpp - the first process of the emulated machine: loads the USB drivers, runs one test after the other, each
-// in a process of its own, and says on the second serial line what became of it. Linked statically; make_image.py puts
-// it, the programs and the plan into the machine's memory.
+// guest_init.cpp - the first process of the emulated machine: loads the USB drivers, runs one test after the
+// other, each in a process of its own, and reports the results on the second serial line. Linked statically;
+// make_image.py puts it, the programs and the plan into the machine's memory.
 //
-// The plan, /driver/plan, has one test a line: the program and the test's name. A line of the result begins with "ok" or
-// "FAIL"; what a failed test wrote follows it, indented; the last line is "end".
+// The plan, /driver/plan, has one test per line: the program and the test's name. A line of the results
+// begins with "ok" or "FAIL"; the output of a failed test follows it, indented; the last line is "end".
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -27,8 +27,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLimit{300}; // for one test, in the machine's own time
-constexpr std::size_t kShownBytes = 6000;   // of what a failed test wrote
+constexpr std::chrono::seconds kLimit{300}; // for one test, in the time of the emulated machine
+constexpr std::size_t kShownBytes = 6000;   // of the output of a failed test
 constexpr const char* kOutput = "/tmp/output";
 constexpr const char* kLockFolder = "/var/lock";
 
@@ -88,7 +88,8 @@ void SetChildSignal(int how)
     ::_exit(127);
 }
 
-/// The status of wait(2); -1 when the test was ended because it took too long. SIGCHLD is blocked.
+/// Returns the status of wait(2), or -1 when the test was ended because it took too
+/// long. REQUIRES: SIGCHLD is blocked.
 int WaitFor(pid_t child)
 {
     const Clock::time_point deadline = Clock::now() + kLimit;
@@ -106,7 +107,7 @@ int WaitFor(pid_t child)
         const timespec timeout{left.count(), 0};
         (void)::sigtimedwait(&ends, nullptr, &timeout);
     }
-    while (::waitpid(-1, nullptr, WNOHANG) > 0) { // what the test has left to its first process
+    while (::waitpid(-1, nullptr, WNOHANG) > 0) { // processes that the test left behind
     }
     return status;
 }
@@ -117,7 +118,7 @@ std::string Contents(const std::string& file)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// A lock file that outlives its process, removed; empty when there is none.
+/// Removes a lock file that outlived its process and returns its name; empty when there is none.
 std::string LeftBehind()
 {
     std::string left;
@@ -200,5 +201,5 @@ int main()
     std::fputs("end\n", results);
     std::fflush(results);
     ::tcdrain(::fileno(results));
-    ::reboot(RB_AUTOBOOT); // the emulator runs with -no-reboot
+    ::reboot(RB_AUTOBOOT); // ends the emulator, which runs with -no-reboot
 }

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""What scripts/test-driver boots: a kernel that needs no unpacking, and a memory disk with drivers, tests and plan.
+"""Makes what scripts/test-driver boots: an unpacked kernel, and a memory disk with drivers, tests and plan.
 
     make_image.py kernel DEB FOLDER          Debian's kernel package -> FOLDER/vmlinux, FOLDER/modules/*.ko
     make_image.py disk FOLDER INIT OUT PROGRAM[=FILTER]...
                                              memory disk OUT: INIT, the modules of FOLDER, the programs with the shared
-                                             objects that they need, and a plan of the tests that FILTER leaves
+                                             objects that they need, and a plan of the tests that FILTER selects
 """
 import gzip
 import lzma
@@ -21,11 +21,11 @@ ELF = b"\x7fELF"
 
 
 def unpack(data: bytes) -> bytes:
-    """Whatever Debian has packed a kernel or a module with."""
+    """Unpacks a kernel or a module, whichever way Debian has packed it."""
     if data.startswith(b"\xfd7zXZ"):
         return lzma.LZMADecompressor().decompress(data)
     if data.startswith(b"\x28\xb5\x2f\xfd"):
-        # the kernel's build has put its size behind the frame, at which zstd complains when all is out
+        # The kernel's build appends the size to the frame; zstd complains about it after unpacking everything.
         return subprocess.run(["zstd", "-dcq"], input=data, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
     if data.startswith(b"\x1f\x8b"):
         return gzip.decompress(data)
@@ -33,7 +33,7 @@ def unpack(data: bytes) -> bytes:
 
 
 def kernel_of(boot_image: bytes) -> bytes:
-    """The ELF inside; the boot image as it is where there is none. Its place is in the boot header."""
+    """The ELF file inside a boot image, whose header has its place; the boot image itself when it has none."""
     setup_sectors = boot_image[0x1F1]
     offset, length = struct.unpack_from("<II", boot_image, 0x248)
     at = (setup_sectors + 1) * 512 + offset
@@ -58,7 +58,7 @@ def make_kernel(package: str, folder: pathlib.Path) -> None:
 
 
 class Disk:
-    """A memory disk as the kernel unpacks it (cpio, "newc")."""
+    """A memory disk in the format that the kernel unpacks (cpio, "newc")."""
 
     def __init__(self) -> None:
         self.bytes = bytearray()
@@ -117,7 +117,7 @@ def make_disk(folder: pathlib.Path, init: str, out: str, programs: list[str]) ->
     for module in sorted((folder / "modules").glob("*.ko")):
         disk.file(f"modules/{module.name}", module.read_bytes())
     plan, objects = [], set()
-    for tool in ("sh", "ls"):  # the library asks "/bin/sh" for the list of the nodes
+    for tool in ("sh", "ls"):  # the library lists the nodes with "/bin/sh"
         path = shutil.which(tool) or f"/bin/{tool}"
         disk.file(f"bin/{tool}", pathlib.Path(path).resolve().read_bytes())
         objects |= shared_objects(path)

@@ -1,5 +1,5 @@
-// connection_scenario.cpp - a whole life with the virtual instrument under a fault, then the same in short
-// without one.
+// connection_scenario.cpp - a connection to the virtual instrument from start to end with a
+// fault, then a short one without.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -22,14 +22,14 @@ namespace {
 using test::milliseconds;
 using test::WaitUntil;
 
-constexpr unsigned kSetterMs = 3000 + 2 * 400; // the wait for a request, a command and its silence
+constexpr unsigned kSetterMs = 3000 + 2 * 400; // the wait for a request, a command and its time-out
 constexpr unsigned kConnectMs = 2500;
 constexpr unsigned kFreeMs = 3000 + 10000;
 constexpr unsigned kUploadMs = 20000;
 constexpr milliseconds kSettle{6000};
 constexpr int kRealTimeSignals = 30;
 
-/// What a run must leave as it was.
+/// What a run must leave unchanged.
 struct Surroundings {
     std::vector<std::string> descriptors = test::OpenDescriptors();
     std::size_t threads = test::ThreadCount();
@@ -43,7 +43,7 @@ struct Surroundings {
     }
 };
 
-/// Without the numbers of sockets and pipes, which the instrument makes anew when it is plugged in.
+/// Removes the numbers of sockets and pipes, which are new whenever the instrument is plugged in.
 std::vector<std::string> Kinds(std::vector<std::string> descriptors)
 {
     for (std::string& target : descriptors)
@@ -52,7 +52,7 @@ std::vector<std::string> Kinds(std::vector<std::string> descriptors)
     return descriptors;
 }
 
-/// The library keeps one descriptor to wake its users with, from the first connection to its unloading.
+/// The library keeps one descriptor that wakes its users, from the first connection to its unloading.
 bool AreTheSameButForOneEvent(const std::vector<std::string>& before, const std::vector<std::string>& present)
 {
     std::vector<std::string> added;
@@ -71,7 +71,7 @@ std::string Joined(const std::vector<std::string>& texts)
 
 std::string LockFile(int port) { return "/var/lock/kestrava.ACM" + std::to_string(port) + ".lock"; }
 
-/// Of a process that is no more: the first connection replaces it.
+/// Leaves the lock file of a process that has ended; the first connection must replace it.
 void LeaveStaleLock(int port)
 {
     constexpr std::int32_t kNobody = 0x7FFFFFF0;
@@ -103,7 +103,7 @@ void Compare(const Surroundings& before, Report& report)
     }
 }
 
-/// Plays until so many more bursts have come, or not, when the fault does not let them.
+/// Plays until so many more bursts have come, or `patience` is over because the fault prevents them.
 void LetPlay(const sim::Instrument& instrument, std::uint64_t more, milliseconds patience)
 {
     const std::uint64_t wanted = instrument.Stats().stream.bursts + more;
@@ -119,7 +119,7 @@ void Store(Report& report, const char* name, Set set, Get get, Value value)
     report.Expect(result != 0 || get() == value, std::string(name) + " returned 0 and stored nothing");
 }
 
-/// Under the fault: results may be failures, within the bounds, and nothing may be claimed that is not so.
+/// The part with the fault: calls may fail, but within their bounds, and must not report what is untrue.
 void LiveThrough(sim::Instrument& instrument, int port, Report& report)
 {
     report.Call("RegisterNotifyEvent", 100, [] { RegisterNotifyEvent(1, nullptr); });
@@ -154,7 +154,7 @@ void LiveThrough(sim::Instrument& instrument, int port, Report& report)
     report.Expect(!ZEKAIsConnected() && !ZEKAIsPlaying(), "it is connected or plays behind ZEKAFree");
 }
 
-/// Without faults everything works again.
+/// The part without faults: everything works again.
 void LiveOn(sim::Instrument& instrument, int port, Report& report)
 {
     int connected = 0;
@@ -200,7 +200,7 @@ void RunConnection(const Plan& plan, int slot, Report& report)
     const milliseconds used = std::chrono::duration_cast<milliseconds>(test::ProcessorTime() - used_before);
     report.Expect(used < milliseconds{5000},
                   "used the processor for " + std::to_string(used.count()) + " ms");
-    // A loss that came with the fault has made a new terminal, whose descriptor is the instrument's.
+    // A loss during the fault has made a new terminal, whose descriptor is the instrument's.
     instrument.Unplug();
     instrument.Plug();
     Compare(before, report);

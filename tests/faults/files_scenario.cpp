@@ -1,5 +1,6 @@
-// files_scenario.cpp - the library's loaders and dumps, the writers and readers of recordings, and a disk that is full. What
-// is said to have been written is there byte for byte; what is said to have been read is what was written.
+// files_scenario.cpp - the library's loaders and dumps, the writers and readers of recordings, and
+// a full disk. What is reported as written must be in the file byte for byte; what is reported as
+// read must be what was written.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -34,7 +35,7 @@ constexpr unsigned kFileMs = 2000;
 constexpr std::array kFormats{Format::kCsv, Format::kEdf, Format::kWfdb, Format::kFloat, Format::kJsonLines};
 constexpr std::array kReadBack{Format::kCsv, Format::kEdf, Format::kWfdb};
 
-/// A folder that is there for a run.
+/// A temporary folder that is removed with the object.
 class Folder {
 public:
     Folder() : path_(fs::temp_directory_path() / ("zeka-faults-" + std::to_string(::getpid())))
@@ -76,7 +77,7 @@ std::string FileOf(Format format)
     return std::string("recording.") + (format == Format::kWfdb ? "hea" : formats::NameOf(format));
 }
 
-/// All files that the format is made of, with the time of day in the header of EDF left out.
+/// The contents of all files of the format, without the time of day in the header of EDF.
 std::string Written(Format format, const Folder& folder)
 {
     std::string all = BytesOf(folder.Of(FileOf(format)));
@@ -105,7 +106,7 @@ void Write(Format format, const Folder& folder)
     writer->End();
 }
 
-/// Whether the work was done; a refusal in words, or by the lack of memory, is a proper end as well.
+/// Whether the work was done. A refusal with a message, or for lack of memory, is a proper end, too.
 template <typename Work> bool Done(Work work)
 {
     try {
@@ -118,7 +119,7 @@ template <typename Work> bool Done(Work work)
     }
 }
 
-/// `hidden`: the file of the annotations is said not to be there.
+/// `hidden`: the annotation file is reported as missing.
 bool AreAlike(const formats::Recording& a, const formats::Recording& b, bool hidden)
 {
     const auto alike = [](const formats::RecordedChannel& x, const formats::RecordedChannel& y) {
@@ -172,7 +173,7 @@ struct Paths {
     std::wstring dump;
 };
 
-/// Each gives the number of samples, or channels, that its file has.
+/// A loader, which returns the number of samples or channels of its file.
 struct Loader {
     const char* name;
     int whole;
@@ -208,7 +209,7 @@ void WriteRecordings(const Folder& folder)
     std::ofstream(folder.Of("one.bin"), std::ios::binary) << kBinary;
 }
 
-/// The numbers of bytes behind which the disk is full: every one of the first, then wider and wider.
+/// Numbers of bytes after which the disk is full: each of the first ones, then in growing steps.
 std::vector<std::size_t> DiskSizes(std::size_t largest)
 {
     std::vector<std::size_t> sizes;
@@ -306,7 +307,7 @@ void RunFormats(const Plan& plan, int /*slot*/, Report& report)
 
 void FillDisk(Report& report)
 {
-    (void)std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails, as on a full disk
+    (void)std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit then fails as on a full disk
     const Folder folder;
     for (const Format format : kFormats) {
         Write(format, folder);

@@ -1,5 +1,5 @@
-// injector.cpp - see injector.h. Every interposer asks Strikes() once and else hands the call on. Calls that
-// the C library makes of itself inside another call are not seen, but for its allocations.
+// injector.cpp - see injector.h. Every interposer calls Strikes() once and otherwise forwards the call. Calls
+// that the C library makes inside another call are not seen, except its allocations.
 #include "faults/injector.h"
 
 #include <array>
@@ -115,10 +115,10 @@ constinit Plan plan;
 constinit std::array<std::atomic<unsigned>, kFacts.size()> counts{};
 constinit std::atomic<unsigned> fired{0};
 
-// Initial-exec: a look at it never allocates.
+// Initial-exec, because access to it then never allocates.
 [[gnu::tls_model("initial-exec")]] thread_local bool under_test = false;
 
-/// An event takes and gives its eight bytes whole, whatever happens: its descriptors, as eventfd() gave them.
+/// Descriptors from eventfd(). An event always transfers its eight bytes as a whole.
 constexpr int kKnownDescriptors = 1024;
 constinit std::array<std::atomic<bool>, kKnownDescriptors> is_event{};
 bool IsEvent(int fd) { return fd >= 0 && fd < kKnownDescriptors && is_event[static_cast<std::size_t>(fd)]; }
@@ -128,13 +128,14 @@ void NoteEvent(int fd, bool event)
         is_event[static_cast<std::size_t>(fd)] = event;
 }
 
-/// What a kernel never gives for ever: an interruption, and "nothing there" for input that poll() has announced.
+/// Errors that a kernel never reports for ever: an interruption, and EAGAIN for
+/// input that poll() has announced.
 bool Passes(const Plan& given)
 {
     return given.error == EINTR || (given.error == EAGAIN && given.call == Call::kRead);
 }
 
-/// Whether this call fails; errno is set then. A short transfer counts as fired and says kShort in errno.
+/// Whether this call fails; then sets errno. A short transfer counts as fired and sets errno to kShort.
 bool Strikes(Call call)
 {
     if (!under_test || !armed.load(std::memory_order_acquire))
@@ -149,11 +150,11 @@ bool Strikes(Call call)
     return true;
 }
 
-/// 0 for a failed transfer; for a short one the bytes that go.
+/// Whether the transfer is short instead of failed; Half gives its bytes.
 bool IsShort() { return plan.error == kShort; }
 constexpr std::size_t Half(std::size_t count) { return count > 1 ? count / 2 : count; }
 
-/// The C library's own, looked up once.
+/// The C library's own function, looked up once.
 template <typename Function> Function* Next(std::atomic<void*>& found, const char* name)
 {
     void* function = found.load(std::memory_order_relaxed);
@@ -300,7 +301,7 @@ int close(int fd)
     if (!Strikes(Call::kClose))
         return NEXT(close)(fd);
     const int error = errno;
-    (void)NEXT(close)(fd); // the kernel releases the number also when it reports an error
+    (void)NEXT(close)(fd); // the kernel releases the number even when it reports an error
     errno = error;
     return -1;
 }
@@ -420,8 +421,8 @@ long syscall(long number, ...) noexcept
     return NEXT(syscall)(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
                          arguments[5]);
 }
-// A function that returns twice cannot be handed on. A child with a copy of the memory does as well; like the original it
-// runs nothing that was registered for a fork.
+// A function that returns twice cannot be forwarded. A child with a copy of the memory serves as well; like
+// the original it runs no fork handlers.
 pid_t vfork() noexcept
 {
     return Strikes(Call::kProcess) ? -1
@@ -453,12 +454,12 @@ int pclose(std::FILE* stream)
     if (!Strikes(Call::kWait))
         return NEXT(pclose)(stream);
     const int error = errno;
-    (void)NEXT(pclose)(stream); // the stream is gone whatever it reports
+    (void)NEXT(pclose)(stream); // the stream is closed whatever it reports
     errno = error;
     return -1;
 }
 
-// ---- sleeping: an interruption that comes at once
+// ---- sleeping: an immediate interruption
 int clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* rest)
 {
     if (!Strikes(Call::kSleep))
@@ -518,7 +519,7 @@ int fclose(std::FILE* stream)
     if (!Strikes(Call::kStreamClose))
         return NEXT(fclose)(stream);
     const int error = errno;
-    (void)NEXT(fclose)(stream); // the stream is gone whatever it reports
+    (void)NEXT(fclose)(stream); // the stream is closed whatever it reports
     errno = error;
     return EOF;
 }

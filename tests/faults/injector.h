@@ -1,16 +1,16 @@
-// injector.h - fails a chosen call into the C library. The library of interposers is linked ahead of the C
-// library and also works with LD_PRELOAD; it strikes only on threads that run the code under test, never on
-// those of the test or of the virtual instrument.
+// injector.h - makes a chosen call of the C library fail. The library of interposers is linked before the C
+// library and also works with LD_PRELOAD. It affects only threads that run the code under test, never those
+// of the test or of the virtual instrument.
 #pragma once
 
 #include <span>
 
 namespace zeka::faults {
 
-/// Families of calls: one name stands for its variants too (open for open64 and openat, read for pread and
-/// readv).
+/// Families of calls. A name stands for its variants, too (open for open64 and
+/// openat, read for pread and readv).
 enum class Call {
-    kMalloc, // operator new as well
+    kMalloc, // and operator new
     kOpen,
     kRead,
     kWrite,
@@ -48,31 +48,33 @@ enum class Call {
 struct CallFacts {
     Call call;
     const char* name;
-    std::span<const int> errors; // errno values that the call can give; kShort: a transfer of half the bytes
+    /// errno values that the call can report; kShort: a transfer of half the bytes.
+    std::span<const int> errors;
 };
 
 inline constexpr int kShort = -1;
 
-/// All of them, in the order of the enumeration.
+/// All calls, in the order of the enumeration.
 std::span<const CallFacts> AllCalls();
 
 struct Plan {
     Call call{};
-    unsigned nth = 0; // counted from 1; 0: nothing fails, the calls are counted
+    unsigned nth = 0; // counted from 1; 0: nothing fails, the calls are only counted
     int error = 0;
-    bool lasting = false; // from then on; every other time what a kernel never gives for ever
+    /// From the nth call on all fail; every second one for errors that a kernel never reports for ever.
+    bool lasting = false;
 };
 
-/// Counts from 0 and fails as planned, until Disarm.
+/// Restarts the counts and fails calls by the plan, until Disarm.
 void Arm(const Plan& plan);
 void Disarm();
 
-/// How often the call was made while it was armed, and how often one failed.
+/// How often the call was made while armed, and how often one failed.
 unsigned Counted(Call call);
 unsigned Fired();
 
-/// While one lives, the calls of this thread are those of the code under test. The library's own threads are
-/// known by where their body stands, and threads that the code under test starts are its own.
+/// While one lives, the calls of this thread count as those of the code under test. The library's own threads
+/// are recognised by the address of their function; threads that the code under test starts belong to it.
 class UnderTest {
 public:
     UnderTest();
@@ -84,7 +86,8 @@ private:
     bool former_;
 };
 
-/// In the environment of a program: the library's thread that is started when it is loaded cannot be started.
+/// An environment variable for a program: the thread that the library starts
+/// when it is loaded fails to start.
 inline constexpr char kNoThreadAtLoad[] = "ZEKA_FAULTS_NO_THREAD_AT_LOAD";
 
 } // namespace zeka::faults

@@ -1,10 +1,10 @@
-// loop.cpp - runs each scenario again and again: call after call, the n-th one fails, with every error it can
-// give, once or from then on, until a run ends without the fault having struck. Every run is a process of its
-// own, several at a time.
+// loop.cpp - runs each scenario repeatedly: for every call the n-th one fails, with every error that it can
+// report, once or from then on, until a run ends without the fault having struck. Every run is a process of
+// its own; several run at a time.
 //
 //     faults_loop [--share 1/10] [--seed 1] [--jobs 8] [--only connection] [--call read] [--verbose]
 //     faults_loop --run connection read 17 5 0 3     one run: call, n, errno, lasting, slot
-//     faults_loop --full-disk                        every file that is written, on a disk that fills at byte n
+//     faults_loop --full-disk                        every format, on a disk that is full after n bytes
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -29,10 +29,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned kRunLimitS = 60; // the sum of the bounds of a run that meets silence in every step is less
+constexpr unsigned kRunLimitS = 60; // more than the sum of a run's bounds when every step times out
 constexpr unsigned kBusyMachineMs = 2500;
-constexpr unsigned kEachUpTo = 24; // of a call that is made often every one up to here, then ...
-constexpr double kThinner = 1.12;  // ... the next so much further
+constexpr unsigned kEachUpTo = 24; // of frequent calls every one up to this number, then ...
+constexpr double kThinner = 1.12;  // ... numbers that grow by this factor
 constexpr int kFirstSlot = 0;
 
 constexpr Scenario kScenarios[] = {
@@ -45,7 +45,7 @@ char step_under_way[128] = "start";
 void TellHang(int /*signal*/)
 {
     constexpr char kText[] = "hangs in ";
-    Disarm(); // or the words are lost
+    Disarm(); // otherwise the message could be lost
     (void)!::write(STDOUT_FILENO, kText, sizeof kText - 1);
     (void)!::write(STDOUT_FILENO, step_under_way, std::strlen(step_under_way));
     ::_exit(kHung);
@@ -102,7 +102,7 @@ struct Running {
 };
 
 struct Options {
-    unsigned share_of = 1; // one run in so many
+    unsigned share_of = 1; // one run out of so many
     unsigned seed = 1;
     int jobs = 8;
     std::string scenario;
@@ -143,7 +143,7 @@ pid_t Start(const Job& job, int slot, std::FILE* output)
     ::_exit(kUsage);
 }
 
-/// For a child's output; the other children do not inherit it.
+/// Makes a file for a child's output, which the other children do not inherit.
 std::FILE* TemporaryFile()
 {
     std::FILE* const file = std::tmpfile();
@@ -163,7 +163,7 @@ std::string Contents(std::FILE* file)
     return text;
 }
 
-/// How often a run without a fault makes each call.
+/// Counts how often a run without a fault makes each call.
 std::map<std::string, unsigned> CountCalls(const Scenario& scenario)
 {
     std::FILE* const output = TemporaryFile();
@@ -182,7 +182,7 @@ std::map<std::string, unsigned> CountCalls(const Scenario& scenario)
     return counts;
 }
 
-/// Runs that found something once. They belong to every share.
+/// Runs that once found a fault. They are part of every share.
 std::vector<Job> OnceFound()
 {
     const Scenario* const connection = FindScenario("connection");
@@ -200,8 +200,8 @@ std::vector<Job> OnceFound()
     };
 }
 
-/// 1, 2, 3 ... and, where there are many, thinner and thinner. Some beyond the last one: no two runs count
-/// alike.
+/// 1, 2, 3 ..., then in growing steps, and a little beyond `count`, because two runs never
+/// make the same number of calls.
 std::vector<unsigned> Numbers(unsigned count)
 {
     std::vector<unsigned> numbers;
@@ -238,8 +238,8 @@ std::vector<Job> Plans(const Options& options)
     return jobs;
 }
 
-/// The jobs whose complaint may be the busy machine's: they have another go when nothing else runs. A crash and a hang
-/// have none.
+/// Judges an ended run. A complaint that a busy machine may have caused gives the run another try alone,
+/// later; a crash or a hang does not.
 void Judge(const Running& run, int status, const Options& options, Totals& totals, std::vector<Job>* again)
 {
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.start);
@@ -267,7 +267,7 @@ void Judge(const Running& run, int status, const Options& options, Totals& total
     std::fclose(run.output);
 }
 
-/// So many at a time; returns those that want another go.
+/// Runs so many jobs at a time; returns those that need another try.
 std::vector<Job> RunJobs(const std::vector<Job>& jobs, int at_a_time, const Options& options, Totals& totals)
 {
     std::vector<Job> again;
@@ -308,7 +308,7 @@ int Loop(const Options& options)
         "%u runs, %zu of them again, a fault struck in %u, %u failed; the longest took %.1f s, all %.0f s\n",
         totals.runs, again.size(), totals.struck, totals.failed,
         static_cast<double>(totals.longest.count()) / 1000.0, seconds);
-    // A loop in which hardly a fault strikes shows nothing.
+    // A loop in which few faults struck proves nothing.
     return totals.failed == 0 && totals.struck * 2 > totals.runs ? kStruck : kComplained;
 }
 

@@ -1,4 +1,4 @@
-// scenario.h - what runs under a fault, and how it says what went wrong.
+// scenario.h - what runs under a fault, and how it reports what went wrong.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 namespace zeka::faults {
 
-/// Complaints about one run; the step that is under way, for a run that hangs.
+/// Complaints about one run, and its current step, in case the run hangs.
 class Report {
 public:
     void Begin(const char* step);
@@ -17,14 +17,14 @@ public:
     [[nodiscard]] bool Good() const { return complaints_.empty(); }
     [[nodiscard]] const std::vector<std::string>& Complaints() const { return complaints_; }
 
-    /// Runs a call of the code under test, which may take bound_ms and what a busy machine adds.
+    /// Runs a call of the code under test. It may take bound_ms and an allowance for a busy machine.
     void Call(const char* step, unsigned bound_ms, const std::function<void()>& call);
 
 private:
     std::vector<std::string> complaints_;
 };
 
-/// One run under the plan, in a process of its own; `slot` keeps runs at the same time apart (port, folder).
+/// One run with the plan, in a process of its own. `slot` separates simultaneous runs (port, folder).
 struct Scenario {
     const char* name;
     void (*run)(const Plan& plan, int slot, Report& report);
@@ -37,7 +37,7 @@ void RunFiles(const Plan& plan, int slot, Report& report);
 /// The writers and readers of recordings.
 void RunFormats(const Plan& plan, int slot, Report& report);
 
-/// Everything that is written, on a disk that is full behind byte n, for many n. One process for all of them.
+/// Writes every format on a disk that is full after n bytes, for many n, in one process.
 void FillDisk(Report& report);
 
 } // namespace zeka::faults

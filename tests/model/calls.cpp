@@ -20,10 +20,10 @@ int Int(Rng& rng, int low, int high)
     return low + static_cast<int>(rng() % (static_cast<unsigned>(high - low) + 1));
 }
 bool Flag(Rng& rng) { return rng() % 2 != 0; }
-/// Mostly not.
+/// True in one of four cases.
 bool Seldom(Rng& rng) { return Chance(rng, 4); }
 
-/// In the range, at its ends and just outside of it.
+/// A number in the range, at its ends or just outside.
 double Real(Rng& rng, double low, double high)
 {
     switch (rng() % 24) {
@@ -42,13 +42,13 @@ double Real(Rng& rng, double low, double high)
     }
 }
 
-/// Whole numbers in the range, and sometimes just outside of it.
+/// A whole number in the range, sometimes just outside.
 int Whole(Rng& rng, int low, int high)
 {
     return Int(rng, low - (Chance(rng, 12) ? 1 : 0), high + (Chance(rng, 12) ? 1 : 0));
 }
 
-/// Frequencies whose periods end within a test.
+/// A frequency whose periods end within a test.
 double Hz(Rng& rng)
 {
     switch (rng() % 8) {
@@ -69,10 +69,10 @@ double Hz(Rng& rng)
 
 struct RecordingFile {
     const char* name;
-    std::string text;   // as it is written
-    Model::Found found; // as it is to be read
+    std::string text;   // as written
+    Model::Found found; // as it must be read
     double hz;
-    std::vector<double> mv; // of channel 2 where there are three
+    std::vector<double> mv; // of channel 2 in a file with three
     int result;
 };
 
@@ -96,7 +96,8 @@ const std::vector<RecordingFile>& Files()
             {"short.txt", "200\n10\n3\nI,II,III\n1,2,3\n1,2\n", kRefusedLine, 200.0, {}, -7},
             {"none.txt", "", kNothing, 0.0, {}, -1}};
         for (int n = 0; n < 400; ++n) {
-            const double mv = std::round(3000.0 * std::sin(n * 0.05)) / 1000.0; // beyond 2.5: limited
+            // Beyond 2.5 mV the values are limited.
+            const double mv = std::round(3000.0 * std::sin(n * 0.05)) / 1000.0;
             const std::string text = std::to_string(mv);
             all[0].text += "9,-9," + text + "\n";
             all[0].mv.push_back(std::stod(text));
@@ -115,7 +116,8 @@ const std::vector<RecordingFile>& Files()
     return files;
 }
 
-/// Written once and removed at the end; the processes of the sequences find them, and leave without a word.
+/// Files that are written once and removed at the end. The processes of the sequences read them, and
+/// end without running destructors.
 class FolderOfFiles {
 public:
     FolderOfFiles()

@@ -15,18 +15,18 @@ namespace zeka::test {
 
 using Rng = std::mt19937;
 
-/// Whether `one` happens out of `in`.
+/// True in one of `in` cases.
 inline bool Chance(Rng& rng, unsigned in) { return rng() % in == 0; }
 
 struct CallKind {
     int weight;        // in random sequences
-    bool in_callbacks; // also made inside callbacks
+    bool in_callbacks; // whether it is also made inside callbacks
     std::function<Call(Rng&)> make;
 };
-/// By name; the lines of setters.tsv are all here.
+/// All kinds by name, among them every line of setters.tsv.
 const std::map<std::string, CallKind>& CallKinds();
 
-/// A call by its name and arguments in random sequences and in written ones alike.
+/// Makes a call from its name and arguments, for random and written sequences alike.
 #define CALL(name, ...)                                                                                      \
     ::zeka::test::Both(                                                                                      \
         #name, [](auto... a) { return ::name(a...); },                                                       \
@@ -55,14 +55,14 @@ Call Both(const char* name, Library library, ModelCall model, std::tuple<A...> a
 }
 
 Call Register(char kind, bool on);
-/// Whether there are DC samples other than 0 among them.
+/// `with_dc`: whether there are DC samples other than 0.
 Call LoadRaw(double hz, std::size_t count, bool with_dc);
 Call StartRecording(int length);
 Call StopRecording();
 
 // what the duel needs of the library
 void RegisterWithLibrary(char kind, bool on);
-/// What every getter and the recording say that differs; empty when nothing does.
+/// The difference in the results of all getters and in the recording; empty when there is none.
 std::string ValueDifference(const Model& model);
 
 } // namespace zeka::test

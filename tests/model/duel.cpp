@@ -23,7 +23,7 @@
 #include "tests/support/socket_pair.h"
 #include "zeka/zeka.h"
 
-// The library's pauses, between commands and of its idle poll thread.
+// Replaces the C library's function: cuts the library's pauses, between commands and of its idle poll thread.
 extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* until, timespec* left)
 {
     constexpr long kNs = 1000000000;
@@ -42,7 +42,7 @@ namespace {
 constexpr unsigned kPatienceMs = 20000;
 constexpr std::uint8_t kMark = 0x77; // a message of one byte, which the library never writes
 
-Duel* the_duel = nullptr; // of this process, for the library's callbacks
+Duel* the_duel = nullptr; // of this process; the library's callbacks have no argument for it
 
 std::optional<Call> Due(std::optional<Reaction>& reaction, char kind)
 {
@@ -63,7 +63,7 @@ std::string Text(const Event& e, const Event&)
     return text.str();
 }
 
-/// A command whole, of a burst the slot in which it first parts from the other.
+/// A command in full; of a burst the slot in which it first differs from the other.
 std::string Text(const Message& m, const Message& other)
 {
     std::ostringstream text;
@@ -150,7 +150,8 @@ void Duel::Connect()
     near_ = ends.near;
     far_ = ends.far;
     far_end_ = std::thread([this] { ServeFarEnd(); });
-    SetDeviceTimeoutSetting(kPatienceMs, kPatienceMs); // a far end that waits for a processor is not silent
+    // A far end that waits for a processor must not count as silent.
+    SetDeviceTimeoutSetting(kPatienceMs, kPatienceMs);
     OpenPort(near_);
     model.device = true;
     if (!StartPollThread())
@@ -182,13 +183,13 @@ std::vector<Message> Duel::TakeMessages()
     if (near_ < 0)
         return {};
     const int before = marks_;
-    (void)::send(near_, &kMark, 1, MSG_NOSIGNAL); // behind everything that the library wrote
+    (void)::send(near_, &kMark, 1, MSG_NOSIGNAL); // after everything that the library wrote
     marks_.wait(before);
     const std::scoped_lock hold(lock_);
     return std::exchange(messages_, {});
 }
 
-// On return the poll thread has read the request and waits for the lock, which this thread holds.
+// Invariant on return: the poll thread has read the request and waits for the lock, which this thread holds.
 void Duel::Ask()
 {
     if (asked_.exchange(true))
@@ -215,7 +216,7 @@ void Duel::Do(const std::vector<Call>& calls)
         if (model.going)
             Ask();
         model.sends.clear();
-        // The answer is held up for as long as the calls last; they need not let it pass.
+        // The answer waits until the calls are done, so they need not wait for another request.
         const WithoutRequestWait the_request_is_here;
         const double theirs = call.library();
         const double ours = call.model(model);
@@ -258,13 +259,13 @@ void Duel::React(const Reaction& reaction)
     reaction_ = model_reaction_ = reaction;
 }
 
-// On the poll thread or inside a call, always under the library's lock.
+// Called on the poll thread or inside a call, always under the library's lock.
 void Duel::Told(char kind, double a, double b)
 {
     events_.push_back({kind, a, b});
     if (const auto call = Due(reaction_, kind)) {
         if (::ZEKAIsPlaying())
-            Ask(); // a stream that has only just begun: the instrument asks as soon as it has something to play
+            Ask(); // the stream has just begun: the instrument requests a burst as soon as it plays
         const double result = call->library();
         events_.push_back({'r', result, 0.0});
     }

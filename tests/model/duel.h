@@ -1,7 +1,7 @@
-// duel.h - the library and the model side by side: the same calls to both, then everything that came of it
-// compared. The instrument's end of the wire is a socket pair that answers at once and asks for samples when the
-// test says so; the library's own poll thread reads and answers. Nothing waits for real time: the library's
-// sleeps are cut to a thousandth.
+// duel.h - runs the library and the model side by side: makes the same calls to both and compares all
+// results. The instrument's end of the wire is a socket pair that answers at once and requests bursts when
+// the test says so; the library's own poll thread reads and answers. Nothing waits for real time, because the
+// library's sleeps are cut to a thousandth.
 #pragma once
 
 #include <atomic>
@@ -17,14 +17,14 @@
 
 namespace zeka::test {
 
-/// One exported call with its arguments, for both.
+/// One exported call with its arguments, for the library and for the model.
 struct Call {
     std::string text;
     std::function<double()> library;
     std::function<double(Model&)> model;
 };
 
-/// Done inside the nth callback of a kind, counted from now.
+/// A call made inside the nth callback of a kind, counted from now.
 struct Reaction {
     char kind;
     int nth;
@@ -38,20 +38,20 @@ public:
     Duel(const Duel&) = delete;
     Duel& operator=(const Duel&) = delete;
 
-    /// From here on there is an instrument.
+    /// Connects the instrument.
     void Connect();
-    /// The calls; while a signal streams they fall between a request and its answer.
+    /// Makes the calls; while a signal streams they fall between a request and its answer.
     void Do(const std::vector<Call>& calls) ZEKA_NO_LOCK_ANALYSIS;
-    /// Bursts for as many requests, or until the stream ends.
+    /// Plays bursts for as many requests, or until the stream ends.
     void Play(int requests);
-    /// Status bytes that say no from here on, or yes again.
+    /// Makes the status bytes of replies say "no" from now on, or "done" again.
     void Refuse(bool on);
     void React(const Reaction& reaction);
 
-    /// The first difference, with everything that led to it; empty while there is none.
+    /// The first difference, with everything that led to it; empty when there is none.
     [[nodiscard]] const std::string& Difference() const { return difference_; }
     void Differ(const std::string& what);
-    /// What the library wrote since the last step.
+    /// The messages of the library since the last step.
     [[nodiscard]] const std::vector<Message>& Sent() const { return sent_; }
     /// The commands of the last call itself, by name.
     [[nodiscard]] const std::string& CallSent() const { return call_sent_; }
@@ -70,16 +70,16 @@ private:
     std::thread far_end_;
     std::mutex lock_;
     Firmware firmware_;             // of the far end
-    std::vector<Message> messages_; // that have arrived there
+    std::vector<Message> messages_; // messages that the far end has received
     std::atomic<int> marks_ = 0;
-    std::atomic<bool> asked_ = false; // a request has been read and waits for its answer
+    std::atomic<bool> asked_ = false; // whether a request has been read and waits for its answer
     std::vector<Event> events_;       // of the library
     std::optional<Reaction> reaction_, model_reaction_;
     std::vector<Message> sent_;
     std::string log_, difference_, call_sent_;
 };
 
-/// Runs the duel in a process of its own, with a library as it was loaded; returns its difference.
+/// Runs the duel in a process of its own, with a library in its initial state; returns the difference.
 std::string InFreshLibrary(unsigned seed, const std::function<void(Duel&)>& body);
 
 } // namespace zeka::test

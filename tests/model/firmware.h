@@ -1,5 +1,4 @@
-// firmware.h - what the instrument answers, byte for byte: the far end of the wire and the model each hold
-// one.
+// firmware.h - the instrument's replies, byte for byte. The far end of the wire and the model each have one.
 #pragma once
 
 #include <array>
@@ -15,14 +14,15 @@ class Firmware {
 public:
     Firmware()
     {
-        for (std::size_t n = 3; n < block_.size(); ++n) // what the library must hand back as it was read
+        // Bytes that the library must write back as it read them.
+        for (std::size_t n = 3; n < block_.size(); ++n)
             block_[n] = static_cast<std::uint8_t>(7 * n + 1);
     }
 
-    /// From now on every status byte says no, and what was uploaded comes back changed.
+    /// From now on every status byte says "no", and uploaded data is returned changed.
     void Refuse(bool on) { refuse_ = on; }
 
-    /// Empty for a burst.
+    /// The reply to a command; empty for a burst.
     Message Answer(const Message& request)
     {
         if (request.size() > 64)

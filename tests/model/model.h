@@ -1,7 +1,7 @@
-// model.h - the whole signal path once more: settings, apply step, every formula of the signal for each sample,
-// straight and slow, in the order in which it stands in the documents, and the commands that the calls send. It
-// includes nothing of the library but its public header, shares no code with it, and is held against it call by
-// call. Exported calls have the names and results that the library gives them.
+// model.h - the whole signal path a second time: settings, apply step, every formula of the signal for each
+// sample, plain and slow, in the order of the documents, and the commands that the calls send. It includes
+// nothing of the library but its public header and shares no code with it. The exported calls have the names
+// and results that they have in the library.
 #pragma once
 
 #include <array>
@@ -17,8 +17,8 @@
 
 namespace zeka::test {
 
-/// What the application was told: g, p signal and pacing, m function, f frequency, b baseline, d DC offset
-/// callbacks; r the result of a call that it made inside one.
+/// A callback of the application. Kinds: g, p signal and pacing, m function, f frequency, b baseline, d DC
+/// offset; r is the result of a call made inside a callback.
 struct Event {
     char kind;
     double a, b;
@@ -35,20 +35,21 @@ struct Model {
     Model(const Model&) = delete;
     Model& operator=(const Model&) = delete;
 
-    // --- what came of it
+    // --- the results
     std::vector<Message> sent;
-    std::string sends; // the commands by name, as setters.tsv has them
+    std::string sends; // names of the commands, as in setters.tsv
     std::vector<Event> events;
     std::function<void(char)> in_callback;
     std::vector<double> recorded_ac, recorded_dc; // the application's buffers
     Firmware firmware;
-    const int* ane20000 = nullptr; // the table, which no exported call hands out
+    const int* ane20000 = nullptr; // the table, which no exported call returns
     bool device = false;
 
-    /// The poll thread's answer to the instrument's request for samples.
+    /// Answers the instrument's request, as the poll thread does.
     void AnswerRequest();
     void Register(char kind, bool on) { callbacks[static_cast<std::size_t>(kind)] = on; }
-    /// A recording file as its loader found it. A refused head leaves the former recording, a refused line none.
+    /// What a loader found in a recording file. A refused head keeps the former
+    /// recording; a refused line keeps none.
     enum class Found { kNothing, kRefusedHead, kRefusedLine, kSamples };
     int Load(Found found, double hz, const std::vector<double>& mv, int result);
 
@@ -278,10 +279,10 @@ struct Model {
     double InPeriod(), Attenuation();
     int Dac(double mv), RateOf(double hz), PixelsOf(double hz), AcWord(double mv, double*counts = nullptr);
 
-    random_data random{}; // the C library's rand(), a sequence of the model's own
+    random_data random{}; // the C library's rand() with a sequence of the model's own
     std::array<char, 128> random_state{};
 
-    // --- settings and working values, with their values at load; s, Hz, mV, settings in ms
+    // --- settings and working values with their start-up values; s, Hz, mV; settings in ms
     int main_output = 0, sample_rate = 40000, graph_counter = 0, sequence = 0, dc_setting = 0;
     bool going = false, change_on_next = false, in_change = false, stop_event = false;
     double F = 1.0, amplitude = 1.0, pulse_width = 100.0, qrs = 100.0, p_duration = 100.0, pr = 160.0,

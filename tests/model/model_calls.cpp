@@ -1,4 +1,4 @@
-// model_calls.cpp - the model's longer calls and what goes over the wire.
+// model_calls.cpp - the longer calls of the model, and its commands.
 #include <algorithm>
 #include <fstream>
 #include <sstream>

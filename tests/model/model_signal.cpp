@@ -1,4 +1,4 @@
-// model_signal.cpp - apply step, burst and every formula of the signal, one sample at a time.
+// model_signal.cpp - the apply step, the burst and every formula of the signal, one sample at a time.
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -18,7 +18,7 @@ constexpr double kLength227[] = {43081 / 720.0, 43142 / 720.0, 43144 / 720.0, 34
 
 const std::vector<double>* Pattern247(int index)
 {
-    static std::vector<double> patterns[5]; // copies: the library must build its own by itself
+    static std::vector<double> patterns[5]; // copies, because the library must build its own
     if (index < 0 || index > 4)
         return nullptr;
     std::vector<double>& pattern = patterns[index];
@@ -61,7 +61,7 @@ void Model::CheckIfChangeRequired(double t)
 
 void Model::Change()
 {
-    if (in_change) { // by a callback of the first burst, or of the step itself
+    if (in_change) { // a call from a callback of the first burst or of the step itself
         if (going && main_output != 0)
             change_on_next = true;
         return;
@@ -136,7 +136,7 @@ void Model::Apply()
             going = true;
             sequence = 0;
             change_on_next = false;
-            stop_event = false; // a stop that was not answered belongs to the stream before
+            stop_event = false; // a stop that was not answered belongs to the former stream
             SetRelays();
             SendNextPacket();
         }
@@ -194,7 +194,7 @@ void Model::CheckStandardLoop()
 
 double Model::Attenuation()
 {
-    constexpr double kBySteps[] = {1.0, 2.873, 7.827, 13.134, 17.92, 22.9}; // of 500 ohms
+    constexpr double kBySteps[] = {1.0, 2.873, 7.827, 13.134, 17.92, 22.9}; // of 500 ohms: factors
     const bool tabled = resistance > 0 && resistance <= 2500 && resistance % 500 == 0;
     return respiration && tabled ? kBySteps[resistance / 500] : 1.0;
 }
@@ -459,7 +459,7 @@ double Model::Beat7(double t, double a)
 double Model::Beat8(double t, double a)
 {
     const auto hump = [&] { return std::sin(kTwoPi * (t - c6) / (2 * (c7 - c6))); };
-    if (t < c1 && !(p_duration > 0)) // rounding puts t just below 0: a wave without length is no wave
+    if (t < c1 && !(p_duration > 0)) // rounding can put t just below 0; a wave without length is not drawn
         return 0.0;
     return t < c1                                   ? cus_p * std::sin(kTwoPi * t / (0.002 * p_duration))
            : t < c2                                 ? 0.0

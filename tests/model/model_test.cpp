@@ -1,5 +1,5 @@
-// model_test.cpp - random sequences of calls, and written ones, to the library and the model.
-// ZEKA_MODEL_SEEDS says how many sequences are played, ZEKA_MODEL_SEED plays a single one.
+// model_test.cpp - plays random and written sequences of calls to the library and the model. ZEKA_MODEL_SEEDS
+// sets the number of random sequences; ZEKA_MODEL_SEED plays a single one.
 #include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -56,7 +56,7 @@ void RandomSequence(Duel& duel, unsigned seed)
 
 void Expect(unsigned seed, const std::function<void(Duel&)>& body)
 {
-    (void)CallKinds(); // and their files, before the processes part
+    (void)CallKinds(); // makes their files before the processes are forked
     if (const std::string difference = InFreshLibrary(seed, body); !difference.empty())
         ADD_FAILURE() << "seed " << seed << '\n' << difference;
 }
@@ -69,7 +69,7 @@ TEST(SignalModel, AgreesInRandomSequences)
         Expect(seed, [seed](Duel& duel) { RandomSequence(duel, seed); });
 }
 
-/// 1 Hz, and every part of the signal that a setter could change is there to be seen.
+/// Streams at 1 Hz with every part of the signal that a setter can change.
 void StreamEverything(Duel& duel, int function)
 {
     duel.Connect();
@@ -83,7 +83,7 @@ void StreamEverything(Duel& duel, int function)
     duel.Play(20);
 }
 
-/// A function in which the call's change shows.
+/// A function in whose signal the call's change is visible.
 int FunctionFor(const std::string& call)
 {
     static const std::map<std::string, int> functions{
@@ -184,8 +184,8 @@ TEST(SignalModel, AResetLibraryPlaysAsAFreshOne)
             if (bursts != BurstsOf(fresh.sent) && function != 0)
                 duel.Differ("function " + std::to_string(function) + " is not that of a fresh library");
         }
-        duel.Do({LoadRaw(250.0, 500,
-                         true)}); // its DC channel, too, is forgotten: 300 mV are a fixed source again
+        // The reset also forgets the recording's DC channel, so that 300 mV are a fixed source again.
+        duel.Do({LoadRaw(250.0, 500, true)});
         duel.Do({CALL(ZEKAReset)});
         duel.Do({CALL(ZEKASetDCOffset, 1, 300)});
     });
@@ -198,15 +198,16 @@ TEST(SignalModel, AnUploadIsThePeriodThatAStreamPlaysNext)
     for (int function = 1; function <= 8; ++function)
         Expect(1, [function](Duel& duel) {
             duel.Connect();
+            // Breathes once per period.
             duel.Do({CALL(ZEKASetFrequency, 5.0), CALL(ZEKASetAmplitude, 3.0),
                      CALL(ZEKASetPacingAmplitude, 5.0), CALL(ZEKASetPRInterval, 60.0),
                      CALL(ZEKASetDCOffset, 0, 100), CALL(EnableRespiration, true),
                      CALL(SetRespiration, 2, 20, 1, 1, 10), CALL(ZEKASetDCOffsetVariableMode, 0, false),
-                     CALL(SetRespireAlgorithmParam, 300, 2, 0, 30, 20, 0)}); // a breath a period
+                     CALL(SetRespireAlgorithmParam, 300, 2, 0, 30, 20, 0)});
             duel.Do({CALL(ZEKASetOutputFunction, function)});
             duel.Play(5);
-            duel.Do(
-                {CALL(ZEKAOutputSignal, function)}); // in the gap; its burst begins where the upload began
+            // In the gap between two bursts; the next burst begins where the upload began.
+            duel.Do({CALL(ZEKAOutputSignal, function)});
             std::vector<int> uploaded, streamed;
             const auto collect = [&] {
                 for (const Message& m : duel.Sent())
@@ -232,12 +233,12 @@ TEST(SignalModel, AnUploadIsThePeriodThatAStreamPlaysNext)
 
 TEST(SignalModel, AgreesOverMinutes)
 {
-    Expect(1, [](Duel& duel) { // apnea on both sides, heart rate and amplitude breathing
+    Expect(1, [](Duel& duel) { // apnea in library and instrument; heart rate and amplitude breathe
         StreamEverything(duel, 7);
         duel.Do({CALL(SetRespireAlgorithmParam, 20, 2, 12, 10, 20, 15)});
         duel.Play(3600);
     });
-    Expect(2, [](Duel& duel) { // the staircase's first steps; both sweeps to their ends
+    Expect(2, [](Duel& duel) { // the first steps of the staircase; both sweeps to their ends
         duel.Connect();
         for (const char kind : {'d', 'f', 'm', 'g'})
             duel.Do({Register(kind, true)});
@@ -248,7 +249,7 @@ TEST(SignalModel, AgreesOverMinutes)
         duel.Do({CALL(SetFreqScanECG, true)});
         duel.Play(1800);
     });
-    Expect(3, [](Duel& duel) { // once through, then again
+    Expect(3, [](Duel& duel) { // the waveform once, then repeated
         duel.Connect();
         duel.Do({Register('g', true)});
         duel.Do({CALL(SetStandardWaveformLoop, false), CALL(SetSpecialWave227, 3),

@@ -1,5 +1,6 @@
-// shadow.cpp - see shadow.h. The linker hands every call of the library's burst builder and of its write to the two
-// functions below. A forked process goes on building as long as nobody calls a setter; then the next one is forked.
+// shadow.cpp - see shadow.h. The linker redirects the library's calls of its burst builder and of
+// its write to the two functions below. A forked process goes on building until a setter is
+// called; then the next one is forked.
 #include "soak/shadow.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@
 using zeka::Burst;
 using BurstBytes = std::array<std::uint8_t, zeka::kBurstBytes>;
 
-// The names by which the linker knows BuildBurst and WriteData, and their originals.
+// The names that the linker gives to BuildBurst and WriteData, and to their originals.
 extern "C" {
 void __real__ZN4zeka10BuildBurstESt4spanIhLm3200EE(Burst burst);
 void __wrap__ZN4zeka10BuildBurstESt4spanIhLm3200EE(Burst burst);
@@ -39,18 +40,18 @@ constinit std::atomic<bool> may_be_lost{false};
 constinit sim::Instrument* watched = nullptr;
 constexpr unsigned kArrivalMs = 5000;
 
-/// The other process. Under g_CriticalSection, but for its end.
+/// The other process. Used under g_CriticalSection, except at its end.
 class Shadow {
 public:
     ~Shadow() { End(); }
 
-    /// The burst that comes next, from the state as it is now.
+    /// Builds the next burst from the current state.
     [[nodiscard]] bool Build(Burst burst)
     {
         const std::uint64_t begun = calls_begun;
         const std::uint64_t ended = calls_ended;
         const bool alone = begun == ended && begun == forked_after_;
-        // The apnea's cycle, a sweep and an end of playback act between two bursts.
+        // The apnea cycle, a sweep and an end of playback act between two bursts.
         const bool steady = alone && !g_RespirationEnabled && !s_FreqScanOn && g_MainOutput == function_;
         if (!steady || process_ <= 0) {
             End();
@@ -90,14 +91,14 @@ private:
         const bool streams = Peek(g_bECGGoing);
         process_ = ::fork();
         if (process_ == 0) {
-            Publish(g_bECGGoing, streams); // a child's library takes the stream for its parent's
+            Publish(g_bECGGoing, streams); // otherwise a child's library takes the stream for its parent's
             Serve(hears.Get(), says.Get());
         }
         ++forks_;
         return process_ > 0;
     }
 
-    /// Nothing but the two pipes: a copy of the instrument's end would hide a pulled cable.
+    /// Keeps the two pipes only, because a copy of the instrument's end would hide a pulled cable.
     [[noreturn]] static void Serve(int hears, int says)
     {
         constexpr int kHears = 3;
@@ -107,7 +108,7 @@ private:
         ::dup2(low, kHears);
         ::dup2(high, kSays);
         ::close_range(kSays + 1, ~0U, 0);
-        Publish(g_hDevice, -1); // what a burst tells the instrument has been told
+        Publish(g_hDevice, -1); // the parent has sent already what a burst sends to the instrument
         char next = 0;
         while (::read(kHears, &next, 1) == 1) {
             BurstBytes bytes{};
@@ -164,7 +165,7 @@ std::string FirstDifference(const BurstBytes& wanted, std::span<const std::uint8
     return {};
 }
 
-/// The last commands and their replies, for whoever has to find out.
+/// The last commands and their replies, for the message about a difference.
 std::string LastCommands()
 {
     constexpr std::size_t kMost = 12;
@@ -194,7 +195,8 @@ bool HasArrived()
            std::memcmp(arrived.back().data(), ledger.sent.data(), ledger.sent.size()) == 0;
 }
 
-/// The instrument asks for a burst when it has the one before; one that was asked for out of turn may overtake it a little.
+/// Looks for the last burst at the instrument, which requests a burst after it has received the one before; a
+/// request out of turn may come slightly earlier.
 void LookForTheLastOne(std::uint16_t sequence)
 {
     if (!ledger.sent_whole || sequence == 0 || watched == nullptr)

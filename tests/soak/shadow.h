@@ -1,5 +1,6 @@
-// shadow.h - what should go out, beside what does: every burst that the library builds is built once more sample by sample,
-// in a process that was forked from the very state, and every burst that it has sent is looked for at the instrument.
+// shadow.h - checks what is sent: every burst that the library builds is built again, sample by
+// sample, in a process that was forked from the same state, and every burst that it has sent is
+// compared with what the instrument received.
 #pragma once
 
 #include <cstdint>
@@ -11,18 +12,19 @@ namespace zeka::soak {
 
 struct ShadowCounts {
     std::uint64_t bursts = 0;   // built and compared
-    std::uint64_t arrivals = 0; // found at the instrument, byte for byte
-    std::uint64_t cut_off = 0;  // not taken whole by the port: a fault, a pulled cable
+    std::uint64_t arrivals = 0; // received by the instrument, byte for byte
+    std::uint64_t cut_off = 0;  // not written in full, because of a fault or a pulled cable
     std::uint64_t forks = 0;
 };
 
-/// Bursts that arrive are looked for at this instrument.
+/// Compares with the bursts that arrive at this instrument.
 void WatchBursts(sim::Instrument& instrument);
 
-/// While the cable is out, or the instrument takes nothing.
+/// To be called while the instrument is unplugged or takes nothing.
 void BurstsMayBeLost(bool lost);
 
-/// Around every call of the application: a burst that is built meanwhile, and the next one, may be other than those before.
+/// Lives around every call of the application, because a burst that is built meanwhile, and the next
+/// one, may differ from those before.
 class CallUnderWay {
 public:
     CallUnderWay();
@@ -33,7 +35,7 @@ public:
 
 ShadowCounts Counts();
 
-/// The first thing that was not as it should be; empty: nothing.
+/// The first deviation; empty: none.
 std::string Difference();
 
 /// Ends the forked process.

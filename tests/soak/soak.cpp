@@ -1,7 +1,8 @@
-// soak.cpp - streams for hours to the virtual instrument, with setters, commands, faults and pulled cables by chance, and
-// compares every byte with what the samples of their own would give. A line a minute; counts at the end.
+// soak.cpp - streams for hours to the virtual instrument, with random setters, commands, faults and
+// pulled cables, and compares every byte with the sample-by-sample definition. Prints a line per
+// minute, and counts at the end.
 //
-//     soak [hours] [--minutes n] [--seed n] [--real] [--verbose]     0.1 hours unless said; --real: 40000 samples a second
+//     soak [hours] [--minutes n] [--seed n] [--real] [--verbose]     0.1 hours by default; --real: real time
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -30,13 +31,13 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
 constexpr double kBurstS = 0.0175;
-constexpr milliseconds kCallLimit{3000 + 10 * 500 +
-                                  2500}; // a wait for a request, some silent exchanges, a busy machine
+// A wait for a request, some exchanges that time out, a busy machine.
+constexpr milliseconds kCallLimit{3000 + 10 * 500 + 2500};
 constexpr milliseconds kUploadLimit{20000 + 2500};
 constexpr milliseconds kReconnectLimit{15000};
 constexpr milliseconds kStallLength{400};
 constexpr std::size_t kMostCommands = 2000;
-constexpr std::size_t kMemorySlackKb = 8192; // of pools that fill up late
+constexpr std::size_t kMemorySlackKb = 8192; // for pools that grow late
 
 struct Options {
     std::chrono::duration<double> length{360.0};
@@ -75,7 +76,7 @@ private:
     struct Action {
         int weight;
         void (Soak::*act)();
-        bool delays; // answers come late meanwhile, and are not counted
+        bool delays; // answers come late meanwhile and are not counted
     };
 
     static sim::InstrumentConfig Configured(const Options& options)
@@ -103,7 +104,7 @@ private:
         return std::chrono::duration<double>(Clock::now() - start_).count();
     }
 
-    /// A call of the application, timed; results are counted by name.
+    /// Times a call of the application and counts its results by name.
     template <typename Function> int Call(const char* name, milliseconds limit, Function function)
     {
         if (options_.verbose)
@@ -142,7 +143,7 @@ private:
     double worst_answer_ms_ = 0.0;
     long long slowest_ms_ = 0;
     unsigned complaints_ = 0;
-    Resources settled_; // in the middle, connected
+    Resources settled_; // measured half-way, connected
 };
 
 void Soak::Set()
@@ -237,7 +238,7 @@ void Soak::Play()
 
 void Soak::Misbehave()
 {
-    // What a line with checksums can give: replies that are late, in pieces or missing, never wrong.
+    // The faults of a line with checksums: replies that are late, in pieces or missing, but never wrong.
     constexpr std::array kFaults{Fault::kNoReply,     Fault::kShortReply,   Fault::kLateReply,
                                  Fault::kSingleBytes, Fault::kRequestAhead, Fault::kStall,
                                  Fault::kStopReading, Fault::kStopAsking};
@@ -257,14 +258,14 @@ void Soak::Misbehave()
     if (Lasts(fault))
         std::this_thread::sleep_for(kStallLength);
     if (fault == Fault::kLateReply || fault == Fault::kStall)
-        std::this_thread::sleep_for(milliseconds{rule.value}); // until it is over
+        std::this_thread::sleep_for(milliseconds{rule.value}); // until the fault is over
     instrument_.Clear(id);
-    Command(); // the one that brings both sides into step again
+    Command(); // brings both sides back in step
     BurstsMayBeLost(false);
     Look(sim::NameOf(fault));
 }
 
-/// What the instrument keeps of its settings is whole, whatever went wrong.
+/// Checks that the settings in the instrument are intact, whatever went wrong.
 void Soak::Look(const char* after)
 {
     constexpr unsigned kRate = 40000;
@@ -317,7 +318,7 @@ void Soak::Do(const Action& action)
 
 void Soak::Rest() { std::this_thread::sleep_for(milliseconds{20 + Below(150)}); }
 
-/// After faults the instrument may have been given up: it is found again by itself.
+/// Connects. After faults the library may have given the instrument up; it finds it again by itself.
 void Soak::Connect()
 {
     if (ZEKAIsConnected())
@@ -334,7 +335,7 @@ void Soak::CountAnswers()
 {
     for (const double us : instrument_.Stats().stream.last_byte_us)
         worst_answer_ms_ = std::max(worst_answer_ms_, us / 1000.0);
-    instrument_.ResetStats(); // their list grows with each
+    instrument_.ResetStats(); // these lists grow with each command
     if (instrument_.Commands().size() > kMostCommands)
         instrument_.ClearCommands(); // likewise; some stay for whoever has to find out
 }
@@ -399,7 +400,7 @@ int Soak::Run()
         return 1;
     Connect();
     for (int pattern = 0; pattern < 5; ++pattern)
-        (void)getIEC47RawArray(pattern); // computed at their first use, 30 MB: they are no growth
+        (void)getIEC47RawArray(pattern); // computed at their first use, 30 MB, which is no growth
     Play();
 
     constexpr std::array kActions{

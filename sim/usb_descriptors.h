@@ -31,7 +31,7 @@ inline constexpr std::array<std::uint8_t, 18> kDevice{
     0x02, 0x00, 0x00,
     // bytes of a packet of endpoint 0
     kPacketBytes,
-    // vendor 0x1209, product 0x0001: one of the pairs that anybody may use for tests
+    // vendor 0x1209, product 0x0001: one of the pairs that any developer may use for tests
     0x09, 0x12, 0x01, 0x00,
     // release
     0x00, 0x01,

@@ -14,7 +14,7 @@ namespace zeka::cli {
 struct Context {
     Console console;
     char** argv = nullptr;            // as main() got them, to run the program again in a private world
-    std::vector<std::string> program; // the words behind "--"
+    std::vector<std::string> program; // the words after "--"
     bool has_program = false;
     std::function<Exit()> job; // set by the subcommand that was named
 };

@@ -18,8 +18,8 @@ using zeka::test::Since;
 using Loss = Connected;
 
 // The promise is 100 ms. A loaded test machine gets more, still far less than the 1.2 s of the timed check.
-#ifdef __SANITIZE_THREAD__
-constexpr milliseconds kToldWithin{5000}; // a close waits for a fork under way, which copies the shadow memory
+#ifdef __SANITIZE_THREAD__ // a close waits for a fork under way, which copies the shadow memory
+constexpr milliseconds kToldWithin{5000};
 #else
 constexpr milliseconds kToldWithin{900};
 #endif
